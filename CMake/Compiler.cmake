@@ -1,0 +1,35 @@
+# What every target is compiled with.
+add_library(KestrineCompiler INTERFACE)
+target_include_directories(KestrineCompiler INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_options(KestrineCompiler INTERFACE
+    -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
+    # Source paths in the log and in the binaries are relative to the project, wherever it was built.
+    -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
+
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT WIN32)
+    # A library with unique symbols never unloads; the module must.
+    target_compile_options(KestrineCompiler INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-fno-gnu-unique>)
+endif()
+
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    target_compile_options(KestrineCompiler INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wthread-safety>)
+endif()
+
+if(KESTRINE_SANITIZE)
+    target_compile_options(KestrineCompiler INTERFACE
+        -fsanitize=${KESTRINE_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    target_link_options(KestrineCompiler INTERFACE -fsanitize=${KESTRINE_SANITIZE})
+endif()
+
+if(WIN32)
+    # The module brings its compiler run-time along.
+    target_link_options(KestrineCompiler INTERFACE -static)
+else()
+    if(NOT KESTRINE_SANITIZE)
+        # Sanitizers leave their run-time to the main program.
+        target_link_options(KestrineCompiler INTERFACE -Wl,--no-undefined)
+    endif()
+    set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
+    set(CMAKE_BUILD_RPATH $ORIGIN)
+    set(CMAKE_INSTALL_RPATH $ORIGIN)
+endif()

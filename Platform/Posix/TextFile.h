@@ -1,0 +1,24 @@
+// Reading of the text files that the layer works with. Internal to the layer.
+#pragma once
+
+#include "Platform/Posix/Win32Types.h"
+
+#include <string>
+#include <string_view>
+
+// Reads a whole file as UTF-8 (a byte-order mark is passed over) or, behind its byte-order mark, UTF-16LE. Returns
+// ERROR_SUCCESS or why it could not be read.
+DWORD ReadTextFile(const std::string& path, std::wstring& text);
+
+// Takes the first line off `text`. It ends at a carriage return, a line feed or both.
+std::wstring_view TakeLine(std::wstring_view& text);
+
+// Without the blanks around it. The end-of-file character of old editors is a blank, too.
+std::wstring_view Trim(std::wstring_view text);
+
+// By Unicode, whatever the process's locale is.
+wchar_t ToUpper(wchar_t c);
+bool EqualIgnoringCase(std::wstring_view a, std::wstring_view b);
+
+// Tells whoever watches the debugger output that a file is malformed.
+void ReportMalformed(const std::string& path, unsigned line, std::wstring_view expected);

@@ -1,0 +1,6 @@
+// What a test can ask about its own process.
+#pragma once
+
+// The threads that the process has now, the calling one included. A thread that was joined just before may still count
+// for a moment.
+unsigned CountProcessThreads();

@@ -1,0 +1,49 @@
+#include "Platform/SteadyCondition.h"
+
+#include <gtest/gtest.h>
+#include <mutex>
+#include <thread>
+
+using namespace std::chrono_literals;
+
+TEST(SteadyCondition, TimesOutWhenNobodyNotifies)
+{
+    std::mutex mutex;
+    std::unique_lock lock(mutex);
+    SteadyCondition condition;
+    const auto begin = std::chrono::steady_clock::now();
+    while (condition.WaitFor(lock, 50ms)) {
+    }
+    // The timer of one platform may be a step early.
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, 30ms);
+    EXPECT_TRUE(lock.owns_lock());
+    for (const auto due : {0ms, -5ms, std::chrono::milliseconds::min()})
+        EXPECT_FALSE(condition.WaitFor(lock, due)) << "a time that has passed already";
+}
+
+TEST(SteadyCondition, NoNotificationIsLost)
+{
+    std::mutex mutex;
+    SteadyCondition condition;
+    int turn = 0;
+    const auto play = [&](int mine, std::chrono::milliseconds timeout) {
+        for (int i = 0; i < 2000; ++i) {
+            std::unique_lock lock(mutex);
+            while (turn % 3 != mine) {
+                if (timeout == 0ms)
+                    condition.Wait(lock);
+                else
+                    EXPECT_TRUE(condition.WaitFor(lock, timeout));
+            }
+            ++turn;
+            lock.unlock();
+            condition.NotifyAll();
+        }
+    };
+    std::thread minutes(play, 1, 10min);
+    std::thread centuries(play, 2, std::chrono::milliseconds::max());
+    play(0, 0ms);
+    minutes.join();
+    centuries.join();
+    EXPECT_EQ(turn, 6000);
+}
