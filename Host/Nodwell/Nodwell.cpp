@@ -1,0 +1,292 @@
+#include "Interfaces/Nodwell.h"
+
+#include "Host/Nodwell/Failures.h"
+#include "Host/Nodwell/Instruments.h"
+#include "Host/Nodwell/Node.h"
+#include "Host/Nodwell/Serialization.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+namespace
+{
+
+// Runs one exported function, except those that close.
+template <class Body>
+HRESULT Call(const Body& body) noexcept
+{
+    HRESULT fault = S_OK;
+    if (Instruments::faultPlanned.load(std::memory_order_relaxed) && Instruments::TakeFault(fault))
+        return fault;
+    return Host::Boundary(body);
+}
+
+void CheckPointer(const void* pointer, const wchar_t* what)
+{
+    if (!pointer)
+        Refuse(E_POINTER, std::wstring(L"no ") + what + L" (a null pointer)");
+}
+
+Node& ToNode(IKelNode* handle)
+{
+    CheckPointer(handle, L"node");
+    return *static_cast<Node*>(handle);
+}
+
+std::wstring_view ToName(const wchar_t* name)
+{
+    if (!name)
+        Refuse(E_INVALIDARG, L"no name (a null pointer)");
+    return name;
+}
+
+std::wstring_view OrEmpty(const wchar_t* text)
+{
+    return text ? std::wstring_view(text) : std::wstring_view();
+}
+
+HRESULT HandOut(Node::Ptr node, IKelNode** out)
+{
+    if (!node)
+        return Absent;
+    Instruments::openHandles.fetch_add(1, std::memory_order_relaxed);
+    *out = node.Detach();
+    return S_OK;
+}
+
+// `text` goes out with a terminating zero. A null buffer has no room.
+HRESULT CopyText(std::wstring_view text, wchar_t* buffer, uint32_t* size)
+{
+    if (text.size() >= std::numeric_limits<uint32_t>::max())
+        throw std::bad_alloc();
+    const auto needed = static_cast<uint32_t>(text.size() + 1);
+    const bool fits = buffer && *size >= needed;
+    *size = needed;
+    if (!fits)
+        return TooSmall;
+    text.copy(buffer, text.size());
+    buffer[text.size()] = L'\0';
+    return S_OK;
+}
+
+HRESULT CopyValue(const Value& value, void* buffer, uint32_t* size)
+{
+    const std::string_view bytes = value.bytes.Bytes();
+    if (buffer)
+        CheckPointer(size, L"buffer size");
+    const bool fits = !buffer || *size >= bytes.size();
+    if (size)
+        *size = static_cast<uint32_t>(bytes.size());
+    if (!fits)
+        return TooSmall;
+    if (buffer && !bytes.empty())
+        std::memcpy(buffer, bytes.data(), bytes.size());
+    return S_OK;
+}
+
+} // namespace
+
+HRESULT KelnCreateNode(const wchar_t* name, const wchar_t* nodeType, IKelNode** node)
+{
+    return Call([=] {
+        CheckPointer(node, L"place for the node");
+        return HandOut(Node::Create(SharedBytes(OrEmpty(name)), SharedBytes::OfCommonText(OrEmpty(nodeType))), node);
+    });
+}
+
+HRESULT KelnCloneNode(IKelNode* node, uint64_t depth, uint32_t flags, IKelNode** clone)
+{
+    return Call([=] {
+        Node& original = ToNode(node);
+        CheckPointer(clone, L"place for the clone");
+        if (flags != 0)
+            Refuse(E_INVALIDARG, L"unknown clone flags " + std::to_wstring(flags));
+        return HandOut(original.Clone(depth), clone);
+    });
+}
+
+HRESULT KelnDuplicateNodeHandle(IKelNode* node, IKelNode** duplicate)
+{
+    return Call([=] {
+        Node& original = ToNode(node);
+        CheckPointer(duplicate, L"place for the duplicate");
+        return HandOut(Node::Ptr(&original), duplicate);
+    });
+}
+
+HRESULT KelnCloseNodeHandle(IKelNode* node)
+{
+    return Host::Boundary([=] {
+        Node& closed = ToNode(node);
+        Instruments::openHandles.fetch_sub(1, std::memory_order_relaxed);
+        closed.Release();
+        return S_OK;
+    });
+}
+
+HRESULT KelnGetParent(IKelNode* node, IKelNode** parent)
+{
+    return Call([=] {
+        Node& child = ToNode(node);
+        CheckPointer(parent, L"place for the parent");
+        if (HandOut(child.Parent(), parent) == Absent)
+            *parent = nullptr;
+        return S_OK;
+    });
+}
+
+HRESULT KelnGetChildCount(IKelNode* node, uint64_t* count)
+{
+    return Call([=] {
+        const Node& parent = ToNode(node);
+        CheckPointer(count, L"place for the count");
+        *count = parent.ChildCount();
+        return S_OK;
+    });
+}
+
+HRESULT KelnGetChildByIndex(IKelNode* node, uint64_t index, IKelNode** child)
+{
+    return Call([=] {
+        Node& parent = ToNode(node);
+        CheckPointer(child, L"place for the child");
+        return HandOut(parent.Child(index), child);
+    });
+}
+
+HRESULT KelnGetChildByName(IKelNode* node, const wchar_t* name, IKelNode** child)
+{
+    return Call([=] {
+        Node& parent = ToNode(node);
+        CheckPointer(child, L"place for the child");
+        return HandOut(parent.Child(ToName(name)), child);
+    });
+}
+
+HRESULT KelnAddChild(IKelNode* parent, IKelNode* child)
+{
+    return Call([=] {
+        ToNode(parent).AddChild(ToNode(child));
+        return S_OK;
+    });
+}
+
+HRESULT KelnRemoveChild(IKelNode* parent, IKelNode* child)
+{
+    return Call([=] { return ToNode(parent).RemoveChild(ToNode(child)) ? S_OK : Absent; });
+}
+
+HRESULT KelnGetNodeName(IKelNode* node, uint32_t kind, wchar_t* buffer, uint32_t* size)
+{
+    return Call([=] {
+        const Node& named = ToNode(node);
+        CheckPointer(size, L"buffer size");
+        if (kind == KelnNameOnly)
+            return CopyText(named.Name().Text(), buffer, size);
+        if (kind == KelnPath)
+            return CopyText(named.Path(), buffer, size);
+        Refuse(E_INVALIDARG, L"unknown kind of node name " + std::to_wstring(kind));
+    });
+}
+
+HRESULT KelnGetNodeType(IKelNode* node, wchar_t* buffer, uint32_t* size)
+{
+    return Call([=] {
+        const Node& typed = ToNode(node);
+        CheckPointer(size, L"buffer size");
+        return CopyText(typed.Type().Text(), buffer, size);
+    });
+}
+
+HRESULT KelnGetAttributeNames(IKelNode* node, wchar_t* buffer, uint32_t* size)
+{
+    return Call([=] {
+        const Node& holder = ToNode(node);
+        CheckPointer(size, L"buffer size");
+        std::wstring names;
+        for (const Attribute& attribute : holder.Look(false).attributes) {
+            names += attribute.name.Text();
+            names += L'\0';
+        }
+        if (names.empty()) {
+            *size = 0;
+            return S_OK;
+        }
+        names.pop_back();
+        return CopyText(names, buffer, size);
+    });
+}
+
+HRESULT KelnGetAttribute(IKelNode* node, const wchar_t* name, const uint16_t* requestedType, void* buffer,
+                         uint32_t* size, uint16_t* storedType)
+{
+    return Call([=] {
+        const Node& holder = ToNode(node);
+        const std::wstring_view attribute = ToName(name);
+        Value value;
+        if (!holder.FindAttribute(attribute, value))
+            return Absent;
+        const uint16_t stored = value.type;
+        if (requestedType && *requestedType != stored)
+            value = Convert(value, *requestedType, attribute);
+        const HRESULT result = CopyValue(value, buffer, size);
+        if (SUCCEEDED(result) && storedType)
+            *storedType = stored;
+        return result;
+    });
+}
+
+HRESULT KelnSetAttribute(IKelNode* node, const wchar_t* name, uint16_t type, const void* value, uint32_t size)
+{
+    return Call([=] {
+        Node& holder = ToNode(node);
+        const std::wstring_view attribute = ToName(name);
+        if (attribute.empty())
+            Refuse(E_INVALIDARG, L"an attribute needs a name");
+        holder.SetAttribute(attribute, MakeValue(type, value, size, attribute));
+        return S_OK;
+    });
+}
+
+HRESULT KelnStartSerialization(uint32_t type, uint32_t flags, KelnWriteCallback write, void* writeContext,
+                               void** context)
+{
+    return Call([=] {
+        CheckPointer(reinterpret_cast<const void*>(write), L"write callback");
+        CheckPointer(context, L"place for the context");
+        *context = new Serialization(type, flags, write, writeContext);
+        return S_OK;
+    });
+}
+
+HRESULT KelnSerializeNodes(void* context, IKelNode* const* nodes, uint32_t count, uint32_t depth)
+{
+    return Call([=] {
+        CheckPointer(context, L"serialization context");
+        if (count != 0)
+            CheckPointer(nodes, L"array of nodes");
+        std::vector<Node*> checked;
+        std::transform(nodes, nodes + count, std::back_inserter(checked), [](IKelNode* node) { return &ToNode(node); });
+        static_cast<Serialization*>(context)->Write(checked, depth);
+        return S_OK;
+    });
+}
+
+HRESULT KelnFinalizeSerialization(void* context)
+{
+    return Call([=] {
+        CheckPointer(context, L"serialization context");
+        static_cast<Serialization*>(context)->Finalize();
+        return S_OK;
+    });
+}
+
+HRESULT KelnCloseSerializationContext(void* context)
+{
+    return Host::Boundary([=] {
+        CheckPointer(context, L"serialization context");
+        delete static_cast<Serialization*>(context);
+        return S_OK;
+    });
+}

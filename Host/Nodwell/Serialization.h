@@ -1,0 +1,70 @@
+// Serialization type 1: nodes as UTF-8 text for people.
+//
+//   <nr>
+//   <node name="Entry" type="Settings">
+//     <attribute name="Enabled" type="boolean">true</attribute>
+//     <attribute name="Hosts" type="text list">
+//       <item>a.example</item>
+//     </attribute>
+//     <attribute name="Left" type="empty"/>
+//     <node name="Child"/>
+//   </node>
+//   </nr>
+//
+// Lines end with CR LF. Empty names and types of nodes are left out; binary values are hexadecimal digits. & < > " '
+// and control characters appear as numeric references; what UTF-8 cannot hold, as U+FFFD.
+#pragma once
+
+#include "Host/Nodwell/Node.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+// The text as it grows, handed to the host's callback in pieces of at most 4 KiB.
+class TextOutput
+{
+public:
+    TextOutput(KelnWriteCallback write, void* context) : m_write(write), m_context(context) {}
+
+    void Put(std::string_view text);
+    void Put(const char* text) { Put(std::string_view(text)); }
+    // Escaped.
+    void Put(std::wstring_view text);
+    void Flush();
+
+private:
+    static constexpr std::size_t PieceSize = 4096;
+
+    const KelnWriteCallback m_write;
+    void* const m_context;
+    std::string m_piece;
+};
+
+// One serialization, used by one thread at a time. The first failure, be it of the host's callback, ends it: what has
+// been written stops in the middle, and every further call is refused with E_UNEXPECTED.
+class Serialization
+{
+public:
+    static constexpr uint32_t Readable = 0x001; // lines, indented by two blanks per level (by no more than 64 levels)
+    static constexpr uint32_t ShowTypes = 0x100;
+
+    // E_NOTIMPL for a type other than 1, E_INVALIDARG for an unknown flag.
+    Serialization(uint32_t type, uint32_t flags, KelnWriteCallback write, void* context);
+
+    void Write(const std::vector<Node*>& nodes, uint32_t depth);
+    void Finalize();
+
+private:
+    void WriteTree(Node& root, uint32_t depth);
+    bool Begin(const Node& node, const Node::Snapshot& content, std::size_t level);
+    void WriteAttribute(const Attribute& attribute, std::size_t level);
+    void PutStart(const char* element, std::wstring_view name, std::wstring_view type);
+    void StartLine(std::size_t level);
+    void EndLine();
+    void Claim();
+
+    const uint32_t m_flags;
+    TextOutput m_output;
+    bool m_usable = true;
+};
