@@ -1,0 +1,53 @@
+// Log statements.
+//
+//     LOG_DBG(L"Adding item to process: '" << name << L"'");
+//
+// A statement whose severity is off costs one comparison. One that is on never lets an exception out: when the message
+// cannot be built, what was built so far is written with "... (***EXCEPTION***)" behind it. The caller's last error
+// stays as it was.
+#pragma once
+
+#include "Common/Diagnostics/LogManager.h"
+#include "Common/Diagnostics/LogSeverity.h"
+#include "Common/Foundation/Handles.h"
+
+#include <ostream>
+#include <sstream>
+
+#define LOG_AT_SOURCE(severity, source, message)                                                                       \
+    do {                                                                                                               \
+        if (LogManager::Instance().IsEnabled(severity))                                                                \
+            WriteLogStatement(severity, source, [&](std::wostream& logStream) { logStream << message; });              \
+    } while (false)
+#define LOG_AT(severity, message) LOG_AT_SOURCE(severity, SourceLocation::Current(), message)
+
+#define LOG_ERR(message) LOG_AT(LogSeverity::Err, message)
+#define LOG_WARN(message) LOG_AT(LogSeverity::Warn, message)
+#define LOG_INFO(message) LOG_AT(LogSeverity::Info, message)
+#define LOG_DBG(message) LOG_AT(LogSeverity::Dbg, message)
+#define LOG_DBG2(message) LOG_AT(LogSeverity::Dbg2, message)
+
+// The text that `build` puts into a stream, with the mark of an exception behind it when it threw.
+template <class Build>
+std::wstring BuildLogText(Build build)
+{
+    std::wostringstream stream;
+    try {
+        build(stream);
+    } catch (...) {
+        stream.clear();
+        stream << L"... (***EXCEPTION***)";
+    }
+    return std::move(stream).str();
+}
+
+template <class Build>
+void WriteLogStatement(std::uint32_t severity, const SourceLocation& source, Build build) noexcept
+{
+    const LastErrorKeeper keepLastError;
+    try {
+        LogManager::Instance().Write(severity, BuildLogText(build), source, nullptr);
+    } catch (...) {
+        // Out of memory: the line is lost, the caller goes on.
+    }
+}

@@ -1,0 +1,114 @@
+#include "Common/ErrorHandling/ErrorText.h"
+
+#include "Common/ErrorHandling/ErrorMessages.h"
+#include "Common/Foundation/Handles.h"
+#include "Common/Foundation/Strings.h"
+
+#include <cwchar>
+#include <optional>
+
+namespace
+{
+
+// The parts of a full error text; nothing when it has not that form.
+std::optional<ErrorRecord> ParseErrorText(const std::wstring& text)
+{
+    wchar_t* end = nullptr;
+    const unsigned long long number = std::wcstoull(text.c_str(), &end, 0);
+    if (end == text.c_str() || *end != L' ')
+        return std::nullopt;
+
+    ErrorRecord record;
+    record.code = static_cast<HRESULT>(static_cast<std::uint32_t>(number));
+    std::wstring_view description = std::wstring_view(text).substr(static_cast<std::size_t>(end + 1 - text.c_str()));
+    if (const std::size_t open = description.rfind(L'[');
+        open != std::wstring_view::npos && description.back() == L']') {
+        record.location = description.substr(open + 1, description.size() - open - 2);
+        description = description.substr(0, open);
+    }
+    record.description = Strings::TrimRight(description);
+    return record;
+}
+
+ErrorRecord ReadErrorInfo(IErrorInfo& info, HRESULT code)
+{
+    BSTR text = nullptr;
+    const HRESULT hr = info.GetDescription(&text);
+    const UniqueBstr owner(text);
+    if (hr < 0 || SysStringLen(text) == 0)
+        return {};
+    ErrorRecord record;
+    GUID origin{};
+    if (info.GetGUID(&origin) < 0 || !(origin == FrameworkErrorGuid)) {
+        record.description.assign(text, SysStringLen(text));
+    } else if (auto parsed = ParseErrorText(std::wstring(text, SysStringLen(text))); parsed && parsed->code == code) {
+        record = std::move(*parsed);
+    }
+    return record;
+}
+
+std::wstring FrameList(const HRES& error)
+{
+    std::wstring list;
+    for (void* const frame : error.Frames()) {
+        if (!frame)
+            break;
+        list += (list.empty() ? L"" : L",") + Strings::Hex(frame);
+    }
+    return list;
+}
+
+ComponentPtr<IErrorInfo> MakeErrorInfo(const std::wstring& description)
+{
+    ComponentPtr<ICreateErrorInfo> create;
+    ComponentPtr<IErrorInfo> info;
+    if (CreateErrorInfo(create.Out()) < 0 || create->SetDescription(const_cast<LPWSTR>(description.c_str())) < 0 ||
+        create->SetGUID(FrameworkErrorGuid) < 0 || create->QueryInterface(IID_IErrorInfo, info.OutVoid()) < 0)
+        info.Reset();
+    return info;
+}
+
+} // namespace
+
+ErrorRecord MakeErrorRecord(const HRES& error)
+{
+    ErrorRecord record;
+    if (error.ErrorInfo())
+        record = ReadErrorInfo(*error.ErrorInfo(), error.Code());
+    record.code = error.Code();
+    if (record.description.empty())
+        record.description = GetErrorMessage(error.Code());
+    if (const std::wstring frames = FrameList(error); !frames.empty())
+        record.location += (record.location.empty() ? L"" : L";") + frames;
+    return record;
+}
+
+std::wstring ErrorText(const ErrorRecord& record, unsigned flags)
+{
+    std::wstring text;
+    if (!(flags & WithoutCode))
+        text += Strings::Hex(static_cast<std::uint32_t>(record.code)) + L" ";
+    if (!(flags & WithoutDescription))
+        text += record.description;
+    if (!(flags & WithoutLocation) && !record.location.empty())
+        text += L" [" + record.location + L"]";
+    text.resize(Strings::TrimRight(text).size());
+    return text;
+}
+
+std::wstring ErrorText(const HRES& error, unsigned flags)
+{
+    return ErrorText(MakeErrorRecord(error), flags);
+}
+
+std::wostream& operator<<(std::wostream& stream, const HRES& error)
+{
+    return stream << ErrorText(error);
+}
+
+HRESULT PublishError(const HRES& error)
+{
+    if (error.Failed())
+        SetErrorInfo(0, MakeErrorInfo(ErrorText(error)).Get());
+    return error.Code();
+}

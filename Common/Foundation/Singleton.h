@@ -1,0 +1,40 @@
+// Module-wide objects: made on first use, gone when the module unloads (the last made goes first).
+#pragma once
+
+#include <atomic>
+#include <cstdlib>
+#include <memory>
+#include <mutex>
+
+// `T` is an ordinary class with a public constructor; tests build their own. A constructor that throws is tried again
+// by the next call. Any thread.
+template <class T>
+class Singleton
+{
+public:
+    static T& Instance()
+    {
+        T* instance = s_instance.load(std::memory_order_acquire);
+        return instance ? *instance : Create();
+    }
+
+private:
+    static T& Create()
+    {
+        const std::lock_guard lock(s_lock);
+        T* instance = s_instance.load(std::memory_order_relaxed);
+        if (!instance) {
+            auto created = std::make_unique<T>();
+            // Runs when this module is unloaded, in its place among the module's static objects.
+            std::atexit(&Destroy);
+            instance = created.release();
+            s_instance.store(instance, std::memory_order_release);
+        }
+        return *instance;
+    }
+
+    static void Destroy() { delete s_instance.exchange(nullptr); }
+
+    static inline std::atomic<T*> s_instance{nullptr};
+    static inline std::mutex s_lock; // guards creation
+};

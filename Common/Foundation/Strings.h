@@ -1,0 +1,52 @@
+// Small operations on wide text.
+#pragma once
+
+#include "Platform/Win32.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cwctype>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Strings
+{
+
+inline constexpr std::wstring_view WhiteSpace = L" \t\r\n\v\f";
+
+inline std::wstring_view TrimRight(std::wstring_view text, std::wstring_view characters = WhiteSpace)
+{
+    return text.substr(0, text.find_last_not_of(characters) + 1);
+}
+
+inline std::wstring_view Trim(std::wstring_view text, std::wstring_view characters)
+{
+    text = TrimRight(text, characters);
+    return text.substr(std::min(text.find_first_not_of(characters), text.size()));
+}
+
+inline std::wstring ToLower(std::wstring_view text)
+{
+    std::wstring lower(text);
+    for (wchar_t& c : lower)
+        c = static_cast<wchar_t>(std::towlower(static_cast<wint_t>(c)));
+    return lower;
+}
+
+inline bool EqualNoCase(std::wstring_view a, std::wstring_view b)
+{
+    return a.size() == b.size() && ToLower(a) == ToLower(b);
+}
+
+// The parts of `text` between any of `separators`, without the empty ones.
+std::vector<std::wstring> Split(std::wstring_view text, std::wstring_view separators);
+
+// "0x%08X" and, for addresses, 16 upper-case digits after "0x", on both platforms.
+std::wstring Hex(std::uint32_t value);
+std::wstring Hex(const void* address);
+
+// {XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX} in upper case.
+std::wstring GuidText(const GUID& guid);
+
+} // namespace Strings

@@ -1,0 +1,51 @@
+#include "Common/Nodes/Configuration.h"
+
+#include "Common/Diagnostics/Log.h"
+#include "Common/ErrorHandling/ErrorText.h"
+
+#include <limits>
+
+namespace
+{
+
+template <class Read>
+auto ReadKey(const wchar_t* key, Read read)
+{
+    try {
+        return read();
+    } catch (const HRX& e) {
+        LOG_ERR(L"Configuration key '" << key << L"' cannot be used: " << ErrorText(e, WithoutLocation));
+        throw;
+    }
+}
+
+} // namespace
+
+namespace Configuration
+{
+
+std::wstring RequiredString(const KelNodePtr& config, const wchar_t* key)
+{
+    return ReadKey(key, [&] { return config.GetString(key); });
+}
+
+void ReadSeconds(const KelNodePtr& config, const wchar_t* key, std::chrono::seconds& value)
+{
+    constexpr std::int64_t longest = std::numeric_limits<std::uint32_t>::max();
+    std::int64_t seconds = value.count();
+    ReadKey(key, [&] { return config.TryGetInt64(key, seconds); });
+    if (seconds < 0 || seconds > longest) {
+        LOG_ERR(L"Configuration key '" << key << L"' cannot be used: " << seconds << L" is out of range, expected 0 to "
+                                       << longest << L" seconds");
+        ThrowHResult(E_INVALIDARG);
+    }
+    value = std::chrono::seconds(seconds);
+}
+
+bool ReadBool(const KelNodePtr& config, const wchar_t* key, bool defaultValue)
+{
+    ReadKey(key, [&] { return config.TryGetBool(key, defaultValue); });
+    return defaultValue;
+}
+
+} // namespace Configuration

@@ -1,0 +1,327 @@
+#include "Host/Nodwell/TestControls.h"
+#include "Tests/Kestrine/UpdaterFixture.h"
+
+#include <thread>
+
+using namespace std::chrono_literals;
+
+namespace
+{
+
+using Texts = std::vector<std::wstring>;
+
+} // namespace
+
+TEST_F(UpdaterFixture, BeforeSettingsArriveCyclesDoNothing)
+{
+    EXPECT_EQ(RunCycle(), HResultFromWin32(ERROR_INVALID_STATE)) << "not configured";
+    EXPECT_EQ(updater->UpdateAccessInfo(nullptr, FALSE), S_OK) << "nothing to trigger yet";
+    ASSERT_EQ(Configure(), S_OK);
+    EXPECT_EQ(RunCycle(), S_OK);
+    EXPECT_EQ(sourceA.asked, 0);
+    EXPECT_TRUE(database.entries.empty());
+}
+
+TEST_F(UpdaterFixture, ACycleMergesSourcesInOrderTellsConsumersAndWritesTheTable)
+{
+    sourceB.list = MakeTestList({MakeTestItem(L"ann", {L"c1"}), MakeTestItem(L"local", {}, true)});
+    ASSERT_EQ(Configure(), S_OK);
+    const KelNodePtr disabled = MakeEntry(L"first", false, L"http://localhost/");
+    const KelNodePtr enabled = MakeEntry(L"second", true, L"http://198.51.100.20/");
+    DeliverAndSettle({disabled, enabled, MakeEntry(L"third", true, L"http://localhost/")});
+    EXPECT_EQ(consumer.settings, std::vector<KelNodePtr>{enabled});
+    EXPECT_EQ(consumer.lists[0], (Texts{L"ann(c1)", L"bob", L"ann(c1)"}))
+        << "duplicates stay, the local-only item is gone";
+    EXPECT_EQ(database.entries[0], enabled);
+    ASSERT_GE(database.connection.statements.size(), 3U);
+    EXPECT_NE(database.connection.statements[1].find(L"N'ann',N'c1','A'), (N'bob',NULL,'A'), (N'ann',N'c1','A')"),
+              std::wstring::npos);
+    EXPECT_EQ(log.Count(L"DBG", L"IsLocalSSRS=0"), 1U);
+    EXPECT_GE(log.Count(L"Removing local-only account items"), 1U);
+}
+
+TEST_F(UpdaterFixture, AnUnchangedListIsNotWrittenUntilTheForceIntervalHasPassed)
+{
+    config.SetInt32(L"ForceUpdateIntervalS", 3600);
+    Start();
+    EXPECT_EQ(RunCycle(), S_OK);
+    EXPECT_FALSE(TableWasWritten());
+    EXPECT_TRUE(consumer.lists.empty());
+    EXPECT_EQ(log.Count(L"Updating access rights table is not required"), 1U);
+    clock.Advance(3600s);
+    EXPECT_EQ(RunCycle(), S_OK);
+    EXPECT_FALSE(TableWasWritten()) << "exactly the interval is not more than it";
+    clock.Advance(1ns);
+    EXPECT_EQ(RunCycle(), S_OK);
+    EXPECT_TRUE(TableWasWritten());
+    Forget();
+    EXPECT_EQ(RunCycle(), S_OK);
+    EXPECT_FALSE(TableWasWritten()) << "counted from the last write";
+}
+
+TEST_F(UpdaterFixture, ForceIntervalZeroWritesChangesOnly)
+{
+    config.SetInt32(L"ForceUpdateIntervalS", 0);
+    Start();
+    clock.Advance(1000h);
+    EXPECT_EQ(RunCycle(), S_OK);
+    EXPECT_FALSE(TableWasWritten());
+    sourceA.list = MakeTestList({MakeTestItem(L"ann", {L"c1", L"c2"}), MakeTestItem(L"bob")});
+    EXPECT_EQ(RunCycle(), S_OK);
+    EXPECT_EQ(log.Count(L"Updating access rights table required"), 1U);
+    EXPECT_EQ(consumer.lists, std::vector<Texts>(1, {L"ann(c1,c2)", L"bob"}));
+}
+
+TEST_F(UpdaterFixture, LocalOnlyItemsStayForALocalReportServerOrOnDemand)
+{
+    sourceB.list = MakeTestList({MakeTestItem(L"local", {}, true)});
+    Start(L"http://localhost/ReportServer");
+    sourceB.list = MakeTestList({MakeTestItem(L"local", {}, true), MakeTestItem(L"new")});
+    EXPECT_EQ(RunCycle(), S_OK);
+    EXPECT_EQ(consumer.lists, std::vector<Texts>(1, {L"ann(c1)", L"bob", L"local!", L"new"}));
+
+    Forget();
+    config.SetBool(L"DontFilterOutLocalAccounts", true);
+    config.SetStringList(L"RegisterAccessInfoSources", {});
+    config.SetStringList(L"RegisterAccessInfoConsumers", {});
+    ASSERT_EQ(Configure(), S_OK);
+    DeliverAndSettle({MakeEntry(L"entry", true, L"http://198.51.100.20/")});
+    EXPECT_EQ(consumer.lists, std::vector<Texts>(1, {L"ann(c1)", L"bob", L"local!", L"new"}));
+    EXPECT_EQ(log.Count(L"Updating IsLocalSSRS status"), 0U) << "nobody needs to know";
+}
+
+TEST_F(UpdaterFixture, SettingsThatDoNotChangeTheEntryInUseChangeNothing)
+{
+    Start();
+    ASSERT_EQ(settings.Deliver(
+                  {MakeEntry(L"other", false, L"x"), MakeEntry(L"entry", true, L"http://198.51.100.20/ReportServer")}),
+              S_OK);
+    EXPECT_TRUE(consumer.settings.empty());
+    EXPECT_EQ(RunCycle(), S_OK);
+    EXPECT_FALSE(TableWasWritten());
+
+    DeliverAndSettle({MakeEntry(L"entry", true, L"http://198.51.100.21/ReportServer")});
+    EXPECT_EQ(consumer.settings.size(), 1U);
+    EXPECT_TRUE(TableWasWritten()) << "the first cycle after a change writes";
+}
+
+TEST_F(UpdaterFixture, WithoutAnEnabledEntryWritingStops)
+{
+    Start();
+    ASSERT_EQ(settings.Deliver({MakeEntry(L"entry", false, L"x")}), S_OK);
+    EXPECT_EQ(consumer.settings, std::vector<KelNodePtr>{KelNodePtr()});
+    const int asked = sourceA.asked;
+    EXPECT_EQ(RunCycle(), S_OK);
+    EXPECT_EQ(sourceA.asked, asked);
+    EXPECT_FALSE(TableWasWritten());
+    ASSERT_EQ(settings.Deliver({}), S_OK);
+    EXPECT_EQ(consumer.settings.size(), 1U) << "none again is no change";
+    EXPECT_EQ(settings.sink->OnModified(1, 0, nullptr), E_POINTER);
+}
+
+TEST_F(UpdaterFixture, AFailingSourceCostsItsOwnItemsOnly)
+{
+    sourceB.list = MakeTestList({MakeTestItem(L"zoe")});
+    Start();
+    sourceA.result = E_ABORT;
+    EXPECT_EQ(RunCycle(), S_OK);
+    EXPECT_EQ(consumer.lists, std::vector<Texts>(1, {L"zoe"}));
+    EXPECT_EQ(log.Count(L"| WARN |", L"Unable to query access info source=", L" failed: 0x80004004 "), 1U);
+    Forget();
+    EXPECT_EQ(RunCycle(), S_OK);
+    EXPECT_FALSE(TableWasWritten()) << "still missing is no change";
+    sourceA.result = S_OK;
+    EXPECT_EQ(RunCycle(), S_OK);
+    EXPECT_EQ(consumer.lists, std::vector<Texts>(1, {L"ann(c1)", L"bob", L"zoe"}));
+    // Success without a list counts as a failure.
+    sourceA.list.Reset();
+    EXPECT_EQ(RunCycle(), S_OK);
+    EXPECT_EQ(consumer.lists.back(), Texts{L"zoe"});
+}
+
+TEST_F(UpdaterFixture, AfterAFailureTheRetryIntervalAppliesAndTheNextGoodCycleWrites)
+{
+    config.SetInt32(L"UpdateIntervalS", 300);
+    config.SetInt32(L"RetryIntervalS", 120);
+    Start();
+    const auto changeAndFail = [&](HRESULT& result, const wchar_t* name) {
+        sourceA.list = MakeTestList({MakeTestItem(name)});
+        result = E_ABORT;
+        EXPECT_EQ(RunCycle(), E_ABORT);
+        EXPECT_EQ(log.Count(L"| ERR  |", L"CReportAccessInfoUpdater::UpdateAction failed: 0x80004004 "), 1U);
+        result = S_OK;
+        Forget();
+        const int opened = database.opened;
+        clock.LetTheWaiterLook();
+        clock.Advance(120s + 1ms);
+        EXPECT_TRUE(Eventually([&] { return database.opened > opened; })) << "the worker tries again";
+        clock.LetTheWaiterLook(); // the run is over
+        EXPECT_EQ(RunCycle(), S_OK);
+        EXPECT_EQ(consumer.lists, std::vector<Texts>(1, {name}));
+        Forget();
+    };
+    changeAndFail(consumer.listResult, L"x");
+    changeAndFail(database.result, L"y");
+
+    sourceA.list = MakeTestList({MakeTestItem(L"z")});
+    database.connection.failingStatement = 2;
+    EXPECT_EQ(RunCycle(), E_ABORT);
+    EXPECT_EQ(database.connection.statements.size(), 2U) << "no MERGE";
+    database.connection.failingStatement = 0;
+    Forget();
+    EXPECT_EQ(RunCycle(), S_OK);
+    EXPECT_EQ(database.connection.statements.size(), 3U);
+}
+
+TEST_F(UpdaterFixture, AFailingConsumerOfSettingsIsReportedToTheManager)
+{
+    Start();
+    consumer.settingsResult = E_ABORT;
+    EXPECT_EQ(settings.Deliver({MakeEntry(L"entry", true, L"http://198.51.100.22/")}), E_ABORT);
+    EXPECT_EQ(log.Count(L"| ERR  |", L"ManagementService::CReportingSettingsModifySink::OnModified failed: "), 1U);
+    EXPECT_EQ(RunCycle(), S_OK);
+    EXPECT_EQ(database.entries.back().GetString(L"ReportServerUrl"), L"http://198.51.100.22/");
+}
+
+TEST_F(UpdaterFixture, TheWorkerRunsPeriodicallyAndOnTriggers)
+{
+    config.SetInt32(L"UpdateIntervalS", 300);
+    ASSERT_EQ(Configure(), S_OK);
+    clock.LetTheWaiterLook();
+    ASSERT_EQ(settings.Deliver({MakeEntry(L"entry", true, L"http://198.51.100.20/")}), S_OK);
+    ASSERT_TRUE(Eventually([&] { return sourceB.asked == 1; })) << "triggered by the settings";
+    clock.LetTheWaiterLook();
+    EXPECT_EQ(updater->UpdateAccessInfo(&sourceA, FALSE), S_OK);
+    ASSERT_TRUE(Eventually([&] { return sourceB.asked == 2; }));
+    clock.LetTheWaiterLook();
+    clock.Advance(300s + 1ms);
+    EXPECT_TRUE(Eventually([&] { return sourceB.asked == 3; }));
+}
+
+TEST_F(UpdaterFixture, RegisteringKeepsOrderAndDuplicates)
+{
+    Start();
+    EXPECT_EQ(updater->RegisterAccessInfoSource(nullptr), E_POINTER);
+    EXPECT_EQ(updater->UnregisterAccessInfoSource(nullptr), E_POINTER);
+    sourceA.list = MakeTestList({MakeTestItem(L"a")});
+    sourceB.list = MakeTestList({MakeTestItem(L"b")});
+    for (FakeSource* source : {&sourceA, &sourceB})
+        EXPECT_EQ(updater->RegisterAccessInfoSource(source), S_OK);
+    EXPECT_EQ(RunCycle(), S_OK);
+    EXPECT_EQ(consumer.lists.back(), (Texts{L"a", L"b", L"a", L"b"}));
+    EXPECT_EQ(updater->UnregisterAccessInfoSource(&sourceB), S_OK);
+    EXPECT_EQ(RunCycle(), S_OK);
+    EXPECT_EQ(consumer.lists.back(), (Texts{L"a", L"a"}));
+    EXPECT_EQ(sourceB.References(), 2U) << "the test's and the name's";
+}
+
+TEST_F(UpdaterFixture, ConfigureSaysWhichKeyIsWrong)
+{
+    EXPECT_EQ(configurable->Configure(nullptr), E_POINTER);
+    EXPECT_EQ(log.Count(L"| ERR  |", L"CReportAccessInfoUpdater::Configure failed: 0x80004003 "), 1U);
+    const auto failing = [&](const KelNodePtr& bad) {
+        log.Clear();
+        const HRESULT hr = configurable->Configure(bad.Get());
+        EXPECT_EQ(log.Count(L"| ERR  |", L"CReportAccessInfoUpdater::Configure failed: "), 1U);
+        return std::pair(hr, log.From(L"Configuration key '").substr(0, 40));
+    };
+    const KelNodePtr missing = CreateKelNode(nullptr, nullptr);
+    missing.SetString(L"DatabaseConnectionManager", L"Test.Database");
+    EXPECT_EQ(failing(missing),
+              std::pair(HResultFromWin32(ERROR_NOT_FOUND),
+                        std::wstring(L"Configuration key 'ReportingSettingsManager' cann").substr(0, 40)));
+    const KelNodePtr negative = config.Clone(KelnWholeTree);
+    negative.SetInt32(L"RetryIntervalS", -1);
+    EXPECT_EQ(failing(negative), std::pair(HRESULT(E_INVALIDARG),
+                                           std::wstring(L"Configuration key 'RetryIntervalS' cannot").substr(0, 40)));
+    const KelNodePtr text = config.Clone(KelnWholeTree);
+    text.SetString(L"UpdateIntervalS", L"often");
+    EXPECT_LT(failing(text).first, 0);
+    const KelNodePtr unknown = config.Clone(KelnWholeTree);
+    unknown.SetStringList(L"RegisterAccessInfoConsumers", {L"Test.Absent"});
+    EXPECT_EQ(failing(unknown).first, HResultFromWin32(ERROR_NOT_FOUND));
+    settings.result = E_ABORT;
+    EXPECT_EQ(failing(config).first, E_ABORT);
+    settings.result = S_OK;
+    config.SetEmpty(L"UpdateIntervalS"); // without value: keeps the default
+    EXPECT_EQ(Configure(), S_OK);
+}
+
+TEST_F(UpdaterFixture, ConfiguringAgainDuringARunDoesNotDeadlockAndLeavesOneSubscription)
+{
+    Gate gate;
+    sourceA.hook = [&] { gate.Pass(); };
+    ASSERT_EQ(Configure(), S_OK);
+    ASSERT_EQ(settings.Deliver({MakeEntry(L"entry", true, L"http://198.51.100.20/")}), S_OK);
+    ASSERT_TRUE(gate.WaitForArrivals(1)) << "the worker is inside a cycle and holds the lock";
+    config.SetStringList(L"RegisterAccessInfoSources", {});
+    std::thread configuring([&] { EXPECT_EQ(Configure(), S_OK); });
+    std::thread waiting([&] { EXPECT_EQ(RunCycle(), S_OK); });
+    gate.Open();
+    configuring.join();
+    waiting.join();
+    EXPECT_EQ(settings.subscriptions, 1);
+}
+
+TEST_F(UpdaterFixture, ReleaseWaitsForTheRunAndANotificationInProgressAndUnsubscribes)
+{
+    Gate gate;
+    sourceA.hook = [&] { gate.Pass(); };
+    ASSERT_EQ(Configure(), S_OK);
+    ASSERT_EQ(settings.Deliver({MakeEntry(L"entry", true, L"http://198.51.100.20/")}), S_OK);
+    ASSERT_TRUE(gate.WaitForArrivals(1));
+    const ComponentPtr<IReportingSettingsModifySink> sink = settings.sink;
+    const KelNodePtr later = CreateKelNode(nullptr, nullptr);
+    std::thread notifying([&] { EXPECT_EQ(sink->OnModified(1, 0, later.Get()), S_OK); });
+    std::thread releasing([&] {
+        updater.Reset();
+        configurable.Reset();
+    });
+    ASSERT_TRUE(Eventually([&] { return settings.subscriptions == 0; }));
+    gate.Open();
+    releasing.join();
+    notifying.join();
+    EXPECT_EQ(sink->OnModified(1, 0, later.Get()), S_OK) << "a late notification finds nobody and harms nobody";
+}
+
+TEST_F(UpdaterFixture, ASourceMayAskForAnUpdateAndChangeTheListWhileItIsAsked)
+{
+    Start();
+    const int asked = sourceA.asked;
+    sourceA.hook = [this, asked] {
+        if (sourceA.asked == asked + 1) {
+            EXPECT_EQ(updater->UnregisterAccessInfoSource(&sourceB), S_OK);
+            EXPECT_EQ(updater->UpdateAccessInfo(&sourceA, FALSE), S_OK);
+        }
+    };
+    EXPECT_EQ(RunCycle(), S_OK);
+    EXPECT_TRUE(Eventually([&] { return sourceA.asked == asked + 2; })) << "triggered from inside the cycle";
+    const int askedB = sourceB.asked;
+    EXPECT_EQ(RunCycle(), S_OK);
+    EXPECT_EQ(sourceB.asked, askedB);
+}
+
+// Fails the n-th call of the node library, for every n, and looks whether each time nothing is lost.
+TEST_F(UpdaterFixture, AnyFailingNodeCallCostsOneCycleAtMost)
+{
+    sourceB.list = MakeTestList({MakeTestItem(L"local", {}, true), MakeTestItem(L"zoe", {L"c1", L"c2"})});
+    Start();
+    for (std::uint64_t call = 1;; ++call) {
+        // The list changes with every round.
+        sourceA.list = MakeTestList({MakeTestItem(std::to_wstring(call).c_str())});
+        Forget();
+        NodwellFailCall(call, E_OUTOFMEMORY, 0);
+        const HRESULT hr = RunCycle();
+        const bool fired = NodwellFaultsFired() > 0;
+        NodwellFailCall(0, S_OK, 0);
+        EXPECT_TRUE(hr == S_OK || hr == E_OUTOFMEMORY) << hr;
+        Forget();
+        ASSERT_EQ(RunCycle(), S_OK);
+        sourceA.list = MakeTestList({MakeTestItem(L"probe")});
+        ASSERT_EQ(RunCycle(), S_OK);
+        ASSERT_EQ(consumer.lists.back(), (Texts{L"probe", L"zoe(c1,c2)"})) << "after a fault in call " << call;
+        if (!fired)
+            break;
+        ASSERT_LT(call, 1000U);
+    }
+}

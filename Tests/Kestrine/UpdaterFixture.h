@@ -1,0 +1,73 @@
+// An updater with everything around it faked.
+#pragma once
+
+#include "Subsystems/ManagementService/Kestrine/ReportAccessInfoUpdater.h"
+#include "Tests/Support/HostFakes.h"
+#include "Tests/Support/LogCapture.h"
+#include "Tests/Support/ManualClock.h"
+
+#include <gtest/gtest.h>
+
+class UpdaterFixture : public testing::Test
+{
+protected:
+    UpdaterFixture()
+    {
+        EXPECT_EQ(
+            CComponentObject<CReportAccessInfoUpdater>::Create(IConfigurableComponent::Iid, configurable.OutVoid()),
+            S_OK);
+        EXPECT_EQ(configurable->QueryInterface(IAccessInfoUpdater::Iid, updater.OutVoid()), S_OK);
+        config.SetString(L"DatabaseConnectionManager", L"Test.Database");
+        config.SetString(L"ReportingSettingsManager", L"Test.Settings");
+        config.SetStringList(L"RegisterAccessInfoSources", {L"Test.SourceA", L"Test.SourceB"});
+        config.SetStringList(L"RegisterAccessInfoConsumers", {L"Test.Consumer"});
+        sourceA.list = MakeTestList({MakeTestItem(L"ann", {L"c1"}), MakeTestItem(L"bob")});
+    }
+
+    HRESULT Configure() { return configurable->Configure(config.Get()); }
+    HRESULT RunCycle() { return updater->UpdateAccessInfo(nullptr, TRUE); }
+
+    // Delivers settings whose enabled entry is a new one, and returns when the cycle that they trigger is over.
+    void DeliverAndSettle(const std::vector<KelNodePtr>& entries)
+    {
+        const int asked = sourceB.asked;
+        ASSERT_EQ(settings.Deliver(entries), S_OK);
+        ASSERT_TRUE(Eventually([&] { return sourceB.asked > asked; }));
+        ASSERT_EQ(RunCycle(), S_OK);
+        clock.LetTheWaiterLook(); // the worker's run is over
+    }
+
+    // Configured, with a remote report server unless told otherwise, and past the first cycle.
+    void Start(const wchar_t* url = L"http://198.51.100.20/ReportServer")
+    {
+        ASSERT_EQ(Configure(), S_OK);
+        DeliverAndSettle({MakeEntry(L"entry", true, url)});
+        Forget();
+    }
+
+    void Forget()
+    {
+        consumer.lists.clear();
+        consumer.settings.clear();
+        database.connection.statements.clear();
+        log.Clear();
+    }
+
+    bool TableWasWritten() const { return !database.connection.statements.empty(); }
+
+    ManualClock clock;
+    LogCapture log;
+    FakeSource sourceA;
+    FakeSource sourceB;
+    FakeConsumer consumer;
+    FakeConnectionManager database;
+    FakeSettingsManager settings;
+    NamedInstance namedA{L"Test.SourceA", &sourceA};
+    NamedInstance namedB{L"Test.SourceB", &sourceB};
+    NamedInstance namedConsumer{L"Test.Consumer", &consumer};
+    NamedInstance namedDatabase{L"Test.Database", &database};
+    NamedInstance namedSettings{L"Test.Settings", &settings};
+    KelNodePtr config = CreateKelNode(L"Updater", nullptr);
+    ComponentPtr<IAccessInfoUpdater> updater;
+    ComponentPtr<IConfigurableComponent> configurable;
+};

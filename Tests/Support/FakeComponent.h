@@ -1,0 +1,52 @@
+// Components of the host as a test wants them.
+#pragma once
+
+#include "Common/Components/InterfaceLookup.h"
+#include "Host/Halvex/Registry.h"
+#include "Interfaces/ComponentPtr.h"
+
+#include <atomic>
+#include <gtest/gtest.h>
+#include <string>
+
+// Lives in the test's frame; who still holds a reference when it goes fails the test.
+template <class... I>
+class FakeComponent : public I...
+{
+public:
+    FakeComponent() = default;
+    virtual ~FakeComponent() { EXPECT_EQ(m_references, 1U) << "references to a fake component were left behind"; }
+    FakeComponent(const FakeComponent&) = delete;
+    FakeComponent& operator=(const FakeComponent&) = delete;
+
+    ULONG AddRef() override { return ++m_references; }
+    ULONG Release() override { return --m_references; }
+    HRESULT QueryInterface(REFIID iid, void** out) override
+    {
+        const HRESULT hr = LookUpInterface(*this, InterfaceList<I...>(), iid, out);
+        if (hr >= 0)
+            AddRef();
+        return hr;
+    }
+
+    ULONG References() const { return m_references; }
+
+private:
+    std::atomic<ULONG> m_references{1};
+};
+
+// A component under a name while the scope lasts.
+class NamedInstance
+{
+public:
+    NamedInstance(const std::wstring& name, IComponentBase* component) : m_name(name)
+    {
+        EXPECT_EQ(HalvexRegisterInstance(name.c_str(), component), S_OK);
+    }
+    ~NamedInstance() { HalvexUnregisterInstance(m_name.c_str()); }
+    NamedInstance(const NamedInstance&) = delete;
+    NamedInstance& operator=(const NamedInstance&) = delete;
+
+private:
+    const std::wstring m_name;
+};

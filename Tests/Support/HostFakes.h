@@ -1,0 +1,278 @@
+// The host's components as the updater and the sources see them: they note what they are asked and fail on demand.
+#pragma once
+
+#include "Common/Nodes/KelNodePtr.h"
+#include "Interfaces/AccessInfo.h"
+#include "Interfaces/ConfigServer.h"
+#include "Interfaces/ReportingDatabase.h"
+#include "Interfaces/ReportingSettings.h"
+#include "Tests/Support/FakeComponent.h"
+#include "Tests/Support/Waiting.h"
+
+#include <functional>
+#include <optional>
+#include <vector>
+
+// An access rights item; no containers: not limited.
+inline KelNodePtr MakeTestItem(const wchar_t* logonName, const std::vector<std::wstring>& containers = {},
+                               bool isLocalOnly = false)
+{
+    KelNodePtr item = CreateKelNode(nullptr, L"AccessRightsItem");
+    item.SetString(L"LogonName", logonName);
+    if (!containers.empty())
+        item.SetStringList(L"ContainerId", containers);
+    if (isLocalOnly)
+        item.SetBool(L"IsLocalOnly", true);
+    return item;
+}
+
+inline KelNodePtr MakeTestList(const std::vector<KelNodePtr>& items)
+{
+    KelNodePtr list = CreateKelNode(nullptr, nullptr);
+    for (const KelNodePtr& item : items)
+        list.AddChild(item.Clone(KelnWholeTree));
+    return list;
+}
+
+// "name(container,…)!" for each item, "!" for local ones.
+inline std::vector<std::wstring> Describe(const KelNodePtr& list)
+{
+    std::vector<std::wstring> texts;
+    for (const KelNodePtr& item : list.GetChildren()) {
+        std::wstring text = item.GetString(L"LogonName");
+        std::vector<std::wstring> containers;
+        if (item.GetStringList(L"ContainerId", containers)) {
+            text += L"(";
+            for (const std::wstring& container : containers)
+                text += (text.back() == L'(' ? L"" : L",") + container;
+            text += L")";
+        }
+        bool local = false;
+        texts.push_back(item.TryGetBool(L"IsLocalOnly", local) && local ? text + L"!" : text);
+    }
+    return texts;
+}
+
+struct FakeSource : FakeComponent<IAccessInfoSource>
+{
+    HRESULT GetAllowedViewers(IKelNode** accessInfo) override
+    {
+        ++asked;
+        if (hook)
+            hook();
+        if (result >= 0 && list)
+            *accessInfo = list.Clone(KelnWholeTree).Detach();
+        return result;
+    }
+
+    std::atomic<int> asked{0};
+    HRESULT result = S_OK;
+    KelNodePtr list = CreateKelNode(nullptr, nullptr);
+    std::function<void()> hook;
+};
+
+struct FakeConsumer : FakeComponent<IAccessInfoConsumer>
+{
+    HRESULT OnReportingSettingsUpdated(IKelNode* entry) override
+    {
+        settings.push_back(KelNodePtr::AddRef(entry));
+        return settingsResult;
+    }
+    HRESULT OnAccessInfoUpdated(IKelNode* accessInfo) override
+    {
+        lists.push_back(Describe(KelNodePtr::AddRef(accessInfo)));
+        return listResult;
+    }
+
+    std::vector<KelNodePtr> settings;
+    std::vector<std::vector<std::wstring>> lists;
+    HRESULT settingsResult = S_OK;
+    HRESULT listResult = S_OK;
+};
+
+struct FakeConnection : FakeComponent<IDatabaseConnection>
+{
+    HRESULT Execute(const wchar_t* sql, std::int32_t reserved, IKelNode** result) override
+    {
+        EXPECT_EQ(reserved, 0);
+        statements.emplace_back(sql);
+        *result = CreateKelNode(L"result", nullptr).Detach();
+        return statements.size() == failingStatement ? E_ABORT : S_OK;
+    }
+
+    std::vector<std::wstring> statements;
+    std::size_t failingStatement = 0; // counted from 1; 0: none
+};
+
+struct FakeConnectionManager : FakeComponent<IDatabaseConnectionManager>
+{
+    HRESULT OpenConnection(IKelNode* entry, std::int32_t mode, IDatabaseConnection** out) override
+    {
+        EXPECT_EQ(mode, 1);
+        entries.push_back(KelNodePtr::AddRef(entry));
+        if (result < 0)
+            return result;
+        connection.AddRef();
+        *out = &connection;
+        ++opened;
+        return S_OK;
+    }
+
+    FakeConnection connection;
+    std::vector<KelNodePtr> entries;
+    std::atomic<int> opened{0};
+    HRESULT result = S_OK;
+};
+
+struct FakeSettingsManager : FakeComponent<IReportingSettingsManager>
+{
+    HRESULT UnusedSlot3() override { return E_NOTIMPL; }
+    HRESULT UnusedSlot4() override { return E_NOTIMPL; }
+    HRESULT UnusedSlot5() override { return E_NOTIMPL; }
+    HRESULT Subscribe(std::int32_t settingsType, IReportingSettingsModifySink* newSink,
+                      IKelNode** subscription) override
+    {
+        EXPECT_EQ(settingsType, 1);
+        if (result < 0)
+            return result;
+        ++subscriptions;
+        sink = ComponentPtr<IReportingSettingsModifySink>(newSink);
+        *subscription = CreateKelNode(L"subscription", nullptr).Detach();
+        return S_OK;
+    }
+    HRESULT Unsubscribe(IKelNode* subscription) override
+    {
+        EXPECT_NE(subscription, nullptr);
+        if (--subscriptions == 0)
+            sink.Reset();
+        return E_FAIL; // nobody checks
+    }
+
+    // The entries become the connection settings.
+    HRESULT Deliver(const std::vector<KelNodePtr>& entries)
+    {
+        const KelNodePtr settings = CreateKelNode(L"DBSettings", nullptr);
+        for (const KelNodePtr& entry : entries)
+            settings.AddChild(entry);
+        const HRESULT hr = sink->OnModified(1, 0, settings.Get());
+        current = settings;
+        return hr;
+    }
+
+    KelNodePtr current;
+    ComponentPtr<IReportingSettingsModifySink> sink;
+    std::atomic<int> subscriptions{0};
+    HRESULT result = S_OK;
+};
+
+inline KelNodePtr MakeEntry(const wchar_t* name, bool enabled, const wchar_t* url)
+{
+    KelNodePtr entry = CreateKelNode(name, nullptr);
+    entry.SetBool(L"Enabled", enabled);
+    entry.SetString(L"ReportServerUrl", url);
+    return entry;
+}
+
+struct FakeUpdater : FakeComponent<IAccessInfoUpdater>
+{
+    HRESULT RegisterAccessInfoSource(IAccessInfoSource*) override { return E_NOTIMPL; }
+    HRESULT UnregisterAccessInfoSource(IAccessInfoSource*) override { return E_NOTIMPL; }
+    HRESULT UpdateAccessInfo(IAccessInfoSource* source, BOOL wait) override
+    {
+        calls.emplace_back(source, wait != FALSE);
+        return result;
+    }
+
+    std::vector<std::pair<IAccessInfoSource*, bool>> calls;
+    HRESULT result = S_OK;
+};
+
+// One subscription of the fake configuration server.
+struct FakeSubscription : FakeComponent<IKelModifySubscription>
+{
+    HRESULT Activate() override
+    {
+        ++activated;
+        return activateResult;
+    }
+    HRESULT UnusedSlot4() override { return E_NOTIMPL; }
+    HRESULT GetId(GUID* out) override
+    {
+        *out = id;
+        return idResult;
+    }
+
+    GUID id{};
+    int activated = 0;
+    HRESULT activateResult = S_OK;
+    HRESULT idResult = S_OK;
+};
+
+struct FakeModifiedNodes : FakeComponent<IKelNodeModifyEnum, IKelNodeIterator>
+{
+    ULONG AddRef() override { return FakeComponent::AddRef(); }
+    ULONG Release() override { return FakeComponent::Release(); }
+    HRESULT GetEnumerator(IKelNodeIterator** out) override
+    {
+        AddRef();
+        *out = this;
+        return S_OK;
+    }
+    HRESULT Reset() override { return S_OK; }
+    HRESULT Next(IKelNode** node) override
+    {
+        return next < entries.size() ? KelnDuplicateNodeHandle(entries[next++].Get(), node) : S_FALSE;
+    }
+    // `content` may be empty.
+    void Add(const wchar_t* path, const KelNodePtr& content)
+    {
+        KelNodePtr entry = CreateKelNode(nullptr, nullptr);
+        entry.SetString(L"ModifiedNodePath", path);
+        entry.SetInt64(L"ChangesMask", 2);
+        if (content)
+            entry.AddChild(content.Clone(KelnWholeTree));
+        entries.push_back(entry);
+    }
+
+    std::vector<KelNodePtr> entries;
+    std::size_t next = 0;
+};
+
+// Hands out the subscriptions that the test prepared, in order.
+struct FakeConfigServer : FakeComponent<IConfigServerProxy>
+{
+    HRESULT Subscribe(IKelNode* filter, IKelNode* request, IModifySubscriptionSink* newSink,
+                      IKelModifySubscription** out) override
+    {
+        filters.push_back(KelNodePtr::AddRef(filter));
+        requests.push_back(KelNodePtr::AddRef(request));
+        sink = newSink;
+        if (filters.size() == failingSubscribe)
+            return E_ABORT;
+        FakeSubscription& subscription = subscriptions.at(live.size() + unsubscribed.size());
+        subscription.AddRef();
+        *out = &subscription;
+        live.push_back(&subscription);
+        return S_OK;
+    }
+    HRESULT Unsubscribe(IKelModifySubscription* subscription) override
+    {
+        unsubscribed.push_back(subscription);
+        std::erase(live, subscription);
+        return E_FAIL; // nobody checks
+    }
+    HRESULT Notify(FakeSubscription& subscription, const KelNodePtr& content)
+    {
+        FakeModifiedNodes nodes;
+        nodes.Add(L"\\Changed", content);
+        return sink->OnTriggered(&subscription, 7, &nodes);
+    }
+
+    std::vector<FakeSubscription> subscriptions = std::vector<FakeSubscription>(4);
+    std::vector<KelNodePtr> filters;
+    std::vector<KelNodePtr> requests;
+    std::vector<IKelModifySubscription*> live;
+    std::vector<IKelModifySubscription*> unsubscribed;
+    IModifySubscriptionSink* sink = nullptr;
+    std::size_t failingSubscribe = 0; // counted from 1; 0: none
+};

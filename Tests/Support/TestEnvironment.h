@@ -1,0 +1,49 @@
+// Settings of the process for a test: environment variables that are put back, and settings stores of its own.
+#pragma once
+
+#include "Common/Diagnostics/SettingsStore.h"
+#include "Platform/Win32.h"
+
+#include <map>
+#include <string>
+
+class ScopedVariable
+{
+public:
+    ScopedVariable(const wchar_t* name, const std::wstring& value) : m_name(name)
+    {
+        SetEnvironmentVariableW(name, value.c_str());
+    }
+    ~ScopedVariable() { SetEnvironmentVariableW(m_name, nullptr); }
+    ScopedVariable(const ScopedVariable&) = delete;
+    ScopedVariable& operator=(const ScopedVariable&) = delete;
+
+private:
+    const wchar_t* const m_name;
+};
+
+// Answers from a map "Section/Key" -> text and counts the questions. One thread at a time.
+class MapSource : public ISettingsSource
+{
+public:
+    HRESULT GetString(const wchar_t* section, const wchar_t* key, std::wstring& value) override
+    {
+        ++questions;
+        const auto found = values.find(std::wstring(section ? section : GeneralSection) + L"/" + key);
+        if (found == values.end())
+            return HRESULT_FROM_WIN32(ERROR_NOT_FOUND);
+        value = found->second;
+        return S_OK;
+    }
+
+    std::map<std::wstring, std::wstring> values;
+    int questions = 0;
+};
+
+struct TestSettings
+{
+    std::wstring& operator[](const std::wstring& sectionAndKey) { return source->values[sectionAndKey]; }
+
+    std::shared_ptr<MapSource> source = std::make_shared<MapSource>();
+    SettingsStore store{{source}};
+};
