@@ -2,8 +2,6 @@
 #pragma once
 
 #include <atomic>
-#include <cstdlib>
-#include <memory>
 #include <mutex>
 
 // `T` is an ordinary class with a public constructor; tests build their own. A constructor that throws is tried again
@@ -24,16 +22,18 @@ private:
         const std::lock_guard lock(s_lock);
         T* instance = s_instance.load(std::memory_order_relaxed);
         if (!instance) {
-            auto created = std::make_unique<T>();
-            // Runs when this module is unloaded, in its place among the module's static objects.
-            std::atexit(&Destroy);
-            instance = created.release();
+            instance = new T();
             s_instance.store(instance, std::memory_order_release);
+            // Made behind the instance: it goes in the instance's place among the module's static objects.
+            static const Unloading unloading;
         }
         return *instance;
     }
 
-    static void Destroy() { delete s_instance.exchange(nullptr); }
+    struct Unloading
+    {
+        ~Unloading() { delete s_instance.exchange(nullptr); }
+    };
 
     static inline std::atomic<T*> s_instance{nullptr};
     static inline std::mutex s_lock; // guards creation

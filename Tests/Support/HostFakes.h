@@ -218,17 +218,21 @@ struct FakeModifiedNodes : FakeComponent<IKelNodeModifyEnum, IKelNodeIterator>
         *out = this;
         return S_OK;
     }
-    HRESULT Reset() override { return S_OK; }
+    HRESULT Reset() override
+    {
+        next = 0;
+        return E_NOTIMPL; // nobody checks
+    }
     HRESULT Next(IKelNode** node) override
     {
         return next < entries.size() ? KelnDuplicateNodeHandle(entries[next++].Get(), node) : S_FALSE;
     }
     // `content` may be empty.
-    void Add(const wchar_t* path, const KelNodePtr& content)
+    void Add(const wchar_t* path, const KelNodePtr& content, std::int64_t changesMask = 2)
     {
         KelNodePtr entry = CreateKelNode(nullptr, nullptr);
         entry.SetString(L"ModifiedNodePath", path);
-        entry.SetInt64(L"ChangesMask", 2);
+        entry.SetInt64(L"ChangesMask", changesMask);
         if (content)
             entry.AddChild(content.Clone(KelnWholeTree));
         entries.push_back(entry);

@@ -31,7 +31,7 @@ public:
         ++questions;
         const auto found = values.find(std::wstring(section ? section : GeneralSection) + L"/" + key);
         if (found == values.end())
-            return HRESULT_FROM_WIN32(ERROR_NOT_FOUND);
+            return HResultFromWin32(ERROR_NOT_FOUND);
         value = found->second;
         return S_OK;
     }

@@ -1,0 +1,70 @@
+#include "Host/Components/AccessInfoSource.h"
+
+#include "Host/Components/NodeAccess.h"
+#include "Host/Support/Boundary.h"
+
+#include <algorithm>
+
+namespace Host
+{
+
+namespace
+{
+
+NodeHandle MakeItem(const AccessItem& item)
+{
+    NodeHandle node = CreateNode(nullptr, L"AccessRightsItem");
+    SetAttribute(node.Get(), L"LogonName", item.account);
+    if (!item.containers.empty())
+        SetAttribute(node.Get(), L"ContainerId", item.containers);
+    if (item.localOnly)
+        SetAttribute(node.Get(), L"IsLocalOnly", true);
+    return node;
+}
+
+} // namespace
+
+HRESULT AccessInfoSource::GetAllowedViewers(IKelNode** accessInfo)
+{
+    return Boundary([=, this] {
+        if (!accessInfo)
+            return E_POINTER;
+        const std::lock_guard guard(m_lock);
+        if (!m_failure.empty())
+            throw Failure{HResultFromWin32(ERROR_GEN_FAILURE), m_name + L": " + m_failure};
+        NodeHandle list = *accessInfo ? ShareNode(*accessInfo) : CreateNode(nullptr, nullptr);
+        for (const AccessItem& item : m_items)
+            AddChild(list.Get(), MakeItem(item).Get());
+        if (!*accessInfo)
+            *accessInfo = list.Detach();
+        return S_OK;
+    });
+}
+
+void AccessInfoSource::SetItems(std::vector<AccessItem> items)
+{
+    const std::lock_guard guard(m_lock);
+    m_items = std::move(items);
+}
+
+void AccessInfoSource::AddItems(const std::vector<AccessItem>& items)
+{
+    const std::lock_guard guard(m_lock);
+    m_items.insert(m_items.end(), items.begin(), items.end());
+}
+
+void AccessInfoSource::RemoveAccounts(const std::vector<std::wstring>& accounts)
+{
+    const std::lock_guard guard(m_lock);
+    std::erase_if(m_items, [&](const AccessItem& item) {
+        return std::find(accounts.begin(), accounts.end(), item.account) != accounts.end();
+    });
+}
+
+void AccessInfoSource::FailWith(std::wstring description)
+{
+    const std::lock_guard guard(m_lock);
+    m_failure = std::move(description);
+}
+
+} // namespace Host

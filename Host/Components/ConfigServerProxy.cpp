@@ -1,0 +1,309 @@
+#include "Host/Components/ConfigServerProxy.h"
+
+#include "Host/Components/FailureText.h"
+#include "Host/Components/ModifiedNodes.h"
+#include "Host/Support/Boundary.h"
+
+#include <algorithm>
+#include <cstring>
+#include <random>
+
+namespace Host
+{
+
+namespace
+{
+
+constexpr std::int32_t Added = 1;
+constexpr std::int32_t Changed = 2;
+constexpr std::int32_t Removed = 4;
+constexpr std::int32_t AllChanges = Added | Changed | Removed;
+
+constexpr std::int32_t TellCurrentState = 1;
+constexpr std::int32_t WithContent = 2;
+constexpr std::int32_t WholeWatchedNode = 8;
+constexpr std::int32_t AllOptions = TellCurrentState | WithContent | WholeWatchedNode;
+
+constexpr HRESULT NotFound = HResultFromWin32(ERROR_NOT_FOUND);
+
+[[noreturn]] void Refuse(HRESULT result, const std::wstring& text)
+{
+    throw Failure{result, L"Configuration server: " + text};
+}
+
+template <class T>
+T Required(std::optional<T> value, const wchar_t* node, const wchar_t* attribute)
+{
+    if (!value)
+        Refuse(E_INVALIDARG, std::wstring(L"the ") + node + L" node has no attribute '" + attribute + L"'");
+    return *std::move(value);
+}
+
+GUID NewId()
+{
+    std::random_device random;
+    std::uint32_t words[4];
+    for (std::uint32_t& word : words)
+        word = random();
+    GUID id;
+    std::memcpy(&id, words, sizeof id);
+    return id;
+}
+
+// Levels from `ancestor` down to `path`; nothing when it is not at or below it.
+std::optional<std::int64_t> DepthBelow(std::wstring_view ancestor, std::wstring_view path)
+{
+    if (!path.starts_with(ancestor))
+        return std::nullopt;
+    path.remove_prefix(ancestor.size());
+    if (!path.empty() && path.front() != L'\\')
+        return std::nullopt;
+    return std::count(path.begin(), path.end(), L'\\');
+}
+
+void AppendPaths(IKelNode* node, std::vector<std::wstring>& paths)
+{
+    paths.push_back(NodeName(node, KelnPath));
+    for (std::uint64_t i = 0, count = ChildCount(node); i < count; ++i)
+        AppendPaths(ChildAt(node, i).Get(), paths);
+}
+
+struct Terms
+{
+    std::wstring path;
+    std::int64_t maxDepth;
+    std::int32_t mask;
+    std::int32_t options;
+};
+
+Terms ReadTerms(IKelNode* filter, IKelNode* request)
+{
+    if (NodeType(filter) != L"FilterByPath")
+        Refuse(E_INVALIDARG, L"unknown filter type '" + NodeType(filter) + L"', expected 'FilterByPath'");
+    if (NodeName(request, KelnNameOnly) != L"SubscribeConfig")
+        Refuse(E_INVALIDARG, L"unknown request '" + NodeName(request, KelnNameOnly) + L"', expected 'SubscribeConfig'");
+    const auto filterName = L"filter";
+    const auto requestName = L"request";
+    Terms terms{Required(ReadText(filter, L"NodePath"), filterName, L"NodePath"),
+                Required(ReadInt64(filter, L"MaxDepth"), filterName, L"MaxDepth"),
+                Required(ReadInt32(request, L"ChangesMask"), requestName, L"ChangesMask"),
+                Required(ReadInt32(request, L"SubscribeOptions"), requestName, L"SubscribeOptions")};
+    if (Required(ReadBool(filter, L"IsParent"), filterName, L"IsParent"))
+        Refuse(E_INVALIDARG, L"filters with IsParent true are not supported");
+    if (SplitNodePath(terms.path).empty())
+        Refuse(E_INVALIDARG, L"NodePath '" + terms.path + L"' is no path, expected the form '\\Name\\Name'");
+    if (terms.maxDepth < 0)
+        Refuse(E_INVALIDARG, L"MaxDepth is " + std::to_wstring(terms.maxDepth) + L", expected 0 or more");
+    if (terms.mask <= 0 || (terms.mask & ~AllChanges) != 0)
+        Refuse(E_INVALIDARG, L"ChangesMask is " + std::to_wstring(terms.mask) + L", expected 1 to 7");
+    if (terms.options < 0 || (terms.options & ~AllOptions) != 0)
+        Refuse(E_INVALIDARG,
+               L"SubscribeOptions is " + std::to_wstring(terms.options) + L", expected a sum of 1, 2 and 8");
+    return terms;
+}
+
+} // namespace
+
+struct ConfigServerProxy::Change
+{
+    std::wstring path;
+    std::int32_t mask;
+    NodeHandle node; // empty when it has gone
+};
+
+// Counted by its holders. A delivery keeps the object, but is no holder: when the last holder lets go, the subscription
+// ends.
+class ConfigServerProxy::Subscription final : public Component<IKelModifySubscription>
+{
+public:
+    static std::shared_ptr<Subscription> Create(ComponentPtr<ConfigServerProxy> server, Terms terms,
+                                                IModifySubscriptionSink* sink)
+    {
+        std::shared_ptr<Subscription> created(new Subscription(std::move(server), std::move(terms), sink));
+        created->m_self = created;
+        return created;
+    }
+    ~Subscription() override = default;
+
+    HRESULT Activate() override
+    {
+        return Boundary([this] { return m_server->Activate(*this); });
+    }
+    HRESULT UnusedSlot4() override { return E_NOTIMPL; }
+    HRESULT GetId(GUID* id) override
+    {
+        if (!id)
+            return E_POINTER;
+        *id = m_id;
+        return S_OK;
+    }
+
+    std::shared_ptr<Subscription> Self() const { return m_self; }
+    const IKelModifySubscription* Identity() const { return this; }
+
+    const Terms terms;
+    IModifySubscriptionSink* const sink;
+    bool active = false; // the server's m_lock
+
+private:
+    Subscription(ComponentPtr<ConfigServerProxy> server, Terms given, IModifySubscriptionSink* called)
+        : terms(std::move(given)), sink(called), m_server(std::move(server)), m_id(NewId())
+    {}
+
+    void Dispose() override
+    {
+        m_server->End(this);
+        const std::shared_ptr<Subscription> self = std::move(m_self);
+    }
+
+    const ComponentPtr<ConfigServerProxy> m_server;
+    const GUID m_id;
+    std::shared_ptr<Subscription> m_self;
+};
+
+HRESULT ConfigServerProxy::Subscribe(IKelNode* filter, IKelNode* request, IModifySubscriptionSink* sink,
+                                     IKelModifySubscription** out)
+{
+    return Boundary([=, this] {
+        if (!filter || !request || !sink || !out)
+            Refuse(E_POINTER, L"Subscribe needs a filter, a request, a sink and a place for the subscription");
+        const auto created =
+            Subscription::Create(ComponentPtr<ConfigServerProxy>(this), ReadTerms(filter, request), sink);
+        const std::lock_guard guard(m_lock);
+        m_subscriptions.push_back(created.get());
+        *out = created.get();
+        return S_OK;
+    });
+}
+
+HRESULT ConfigServerProxy::Unsubscribe(IKelModifySubscription* subscription)
+{
+    return Boundary([=, this] {
+        if (!subscription)
+            Refuse(E_POINTER, L"no subscription (a null pointer)");
+        return End(subscription);
+    });
+}
+
+HRESULT ConfigServerProxy::Activate(Subscription& subscription)
+{
+    const std::lock_guard guard(m_lock);
+    if (std::find(m_subscriptions.begin(), m_subscriptions.end(), &subscription) == m_subscriptions.end())
+        Refuse(NotFound, L"the subscription has ended");
+    if (std::exchange(subscription.active, true))
+        return S_FALSE;
+    if ((subscription.terms.options & TellCurrentState) == 0)
+        return S_OK;
+    if (NodeHandle watched = FindNode(m_root.Get(), subscription.terms.path)) {
+        const Change current{subscription.terms.path, Added, std::move(watched)};
+        Post(subscription, {&current});
+    }
+    return S_OK;
+}
+
+HRESULT ConfigServerProxy::End(IKelModifySubscription* subscription)
+{
+    {
+        const std::lock_guard guard(m_lock);
+        if (std::erase(m_subscriptions, subscription) == 0)
+            return NotFound;
+    }
+    m_deliveries.Cancel(subscription);
+    return S_OK;
+}
+
+void ConfigServerProxy::SetAttributes(const std::wstring& path, const std::vector<Attribute>& attributes, bool create)
+{
+    const std::vector<std::wstring> names = SplitNodePath(path);
+    const std::lock_guard guard(m_lock);
+    if (names.empty() || names.front() != NodeName(m_root.Get(), KelnNameOnly))
+        Refuse(NotFound, L"'" + path + L"' is no path of this tree");
+
+    std::vector<Change> changes;
+    NodeHandle node = ShareNode(m_root.Get());
+    std::wstring walked = L"\\" + names.front();
+    for (std::size_t i = 1; i < names.size(); ++i) {
+        walked += L'\\' + names[i];
+        NodeHandle child = FindChild(node.Get(), names[i]);
+        if (!child) {
+            if (!create)
+                Refuse(NotFound, L"there is no node '" + walked + L"'");
+            child = CreateNode(names[i].c_str(), nullptr);
+            AddChild(node.Get(), child.Get());
+            changes.push_back({walked, Added, ShareNode(child.Get())});
+        }
+        node = std::move(child);
+    }
+    for (const Attribute& attribute : attributes)
+        SetAttribute(node.Get(), attribute.name, attribute.value);
+    if (changes.empty())
+        changes.push_back({path, Changed, std::move(node)});
+    Notify(changes);
+}
+
+void ConfigServerProxy::RemoveNode(const std::wstring& path)
+{
+    const std::lock_guard guard(m_lock);
+    const NodeHandle node = FindNode(m_root.Get(), path);
+    if (!node || node.Get() == m_root.Get())
+        Refuse(NotFound, L"there is no node '" + path + L"' that could be removed");
+    std::vector<std::wstring> paths;
+    AppendPaths(node.Get(), paths);
+    NodeHandle parent;
+    Check(KelnGetParent(node.Get(), parent.Out()));
+    Check(KelnRemoveChild(parent.Get(), node.Get()));
+    std::vector<Change> changes;
+    for (std::wstring& gone : paths)
+        changes.push_back({std::move(gone), Removed, {}});
+    Notify(changes);
+}
+
+std::size_t ConfigServerProxy::LiveSubscriptions() const
+{
+    const std::lock_guard guard(m_lock);
+    return m_subscriptions.size();
+}
+
+void ConfigServerProxy::Notify(const std::vector<Change>& changes)
+{
+    for (const Subscription* subscription : m_subscriptions) {
+        std::vector<const Change*> concerned;
+        for (const Change& change : changes) {
+            const auto depth = DepthBelow(subscription->terms.path, change.path);
+            if (depth && *depth <= subscription->terms.maxDepth && (change.mask & subscription->terms.mask) != 0)
+                concerned.push_back(&change);
+        }
+        if (subscription->active && !concerned.empty())
+            Post(*subscription, concerned);
+    }
+}
+
+void ConfigServerProxy::Post(const Subscription& subscription, const std::vector<const Change*>& changes)
+{
+    std::int32_t mask = 0;
+    ModifiedNodes::Entries entries;
+    for (const Change* change : changes) {
+        mask |= change->mask;
+        entries.push_back(MakeEntry(subscription, *change));
+    }
+    m_deliveries.Post(subscription.Identity(),
+                      [self = subscription.Self(), mask, nodes = MakeComponent<ModifiedNodes>(std::move(entries))] {
+                          return self->sink->OnTriggered(self.get(), mask, nodes.Get());
+                      });
+}
+
+NodeHandle ConfigServerProxy::MakeEntry(const Subscription& subscription, const Change& change) const
+{
+    NodeHandle entry = CreateNode(nullptr, nullptr);
+    SetAttribute(entry.Get(), L"ModifiedNodePath", change.path);
+    SetAttribute(entry.Get(), L"ChangesMask", std::int64_t{change.mask});
+    if ((subscription.terms.options & WithContent) == 0)
+        return entry;
+    const bool whole = (subscription.terms.options & WholeWatchedNode) != 0;
+    const NodeHandle watched = whole ? FindNode(m_root.Get(), subscription.terms.path) : NodeHandle();
+    if (IKelNode* content = whole ? watched.Get() : change.node.Get())
+        AddChild(entry.Get(), CloneNode(content, whole ? KelnWholeTree : 0).Get());
+    return entry;
+}
+
+} // namespace Host

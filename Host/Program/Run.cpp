@@ -1,0 +1,193 @@
+#include "Host/Program/Run.h"
+
+#include "Host/Nodwell/TestControls.h"
+#include "Host/Program/Interruption.h"
+#include "Host/Program/JsonCursor.h"
+#include "Host/Program/SitePlayer.h"
+#include "Host/Support/Boundary.h"
+#include "Host/Support/PathText.h"
+
+#include <fstream>
+#include <random>
+
+namespace Host
+{
+
+namespace
+{
+
+namespace fs = std::filesystem;
+
+std::string Utf8(const fs::path& path)
+{
+    return Text::ToUtf8(PathText(path));
+}
+
+fs::path NewTemporaryFolder()
+{
+    std::random_device random;
+    for (;;) {
+        const fs::path folder = fs::temp_directory_path() / ("kestrine-host-" + std::to_string(random()));
+        if (fs::create_directory(folder))
+            return folder;
+    }
+}
+
+// The data directory, there and writable.
+fs::path PrepareDataDirectory(const std::optional<fs::path>& wanted)
+{
+    try {
+        const fs::path folder = wanted ? fs::absolute(*wanted) : NewTemporaryFolder();
+        fs::create_directories(folder / "Logs");
+        const fs::path probe = folder / "Logs" / "kestrine-host.probe";
+        if (!(std::ofstream(probe) << "probe" << std::flush))
+            throw InputError(Utf8(folder) + ": cannot be written, expected a data directory");
+        fs::remove(probe);
+        return folder;
+    } catch (const fs::filesystem_error& error) {
+        throw InputError((wanted ? Utf8(*wanted) : "The folder for temporary files") +
+                         ": cannot be used as data directory: " + error.code().message());
+    }
+}
+
+std::shared_ptr<ReportingDatabase> OpenDatabase(const RunOptions& options, const fs::path& dataDirectory)
+{
+    try {
+        auto database = std::make_shared<ReportingDatabase>(
+            fs::absolute(options.database.value_or(dataDirectory / "reporting.db")));
+        if (options.sqlTrace)
+            database->TraceTo(*options.sqlTrace);
+        return database;
+    } catch (const Failure& failure) {
+        throw InputError(Text::ToUtf8(failure.text));
+    }
+}
+
+void SetEnvironment(const std::wstring& name, const std::wstring& value)
+{
+    if (!SetEnvironmentVariableW(name.c_str(), value.c_str()))
+        throw Failure{HResultFromWin32(GetLastError()),
+                      L"cannot set the environment variable '" + name + L"' to '" + value + L"'"};
+}
+
+// The module reads its settings when it is loaded.
+void SetModuleSettings(const Site& site, const RunOptions& options, const fs::path& dataDirectory)
+{
+    for (const auto& [name, value] : site.moduleSettings)
+        SetEnvironment(name, value);
+    SetEnvironment(L"GS_General_DataDirectoryPath", PathText(dataDirectory));
+    if (options.reportAlive)
+        SetEnvironment(L"GS_Debug_EnableAliveObjectsTracking", L"1");
+}
+
+// What is true once everything has been released.
+struct Leftovers
+{
+    bool moduleLocked = false;
+    std::uint64_t nodes = 0;
+
+    bool Any() const { return moduleLocked || nodes != 0; }
+};
+
+struct Outcome
+{
+    Totals totals;
+    std::size_t rows = 0;
+    bool idle = true;
+    Leftovers leftovers;
+};
+
+Outcome Play(const Site& site, const RunOptions& options, const std::shared_ptr<ReportingDatabase>& database,
+             Console& console)
+{
+    Outcome outcome;
+    {
+        SiteHost host(site, database, options.module);
+        SitePlayer player(site, host, *database, console);
+        player.PlayTimeline();
+        if (options.untilIdle)
+            outcome.idle = player.RunUntilIdle();
+        if (options.seconds)
+            player.RunFor(*options.seconds);
+        if (options.reportAlive)
+            host.Module().ReportAliveObjects();
+        host.ReleaseComponents();
+        outcome.leftovers.moduleLocked = host.Module().IsLocked();
+        if (outcome.leftovers.moduleLocked && options.reportAlive)
+            host.Module().ReportAliveObjects();
+        outcome.totals = player.Result();
+        outcome.rows = player.RowCount();
+    }
+    outcome.leftovers.nodes = NodwellLiveNodes();
+    return outcome;
+}
+
+void Summarize(const Outcome& outcome, const RunOptions& options, const ReportingDatabase& database,
+               const fs::path& dataDirectory, Console& console)
+{
+    const Totals& totals = outcome.totals;
+    const fs::path log = dataDirectory / "Logs" / options.module.filename().replace_extension(".log");
+    console.Line();
+    console.Line(Interruption::IsRequested() ? L"Summary (interrupted)" : L"Summary", Colour::Bold);
+    console.Line(L"    cycles    " + std::to_wstring(totals.cycles) + L", " + std::to_wstring(totals.failedCycles) +
+                 L" failed");
+    console.Line(L"    rewrites  " + std::to_wstring(database.Rewrites()));
+    console.Line(L"    rows      " + std::to_wstring(totals.rows.added) + L" added, " +
+                 std::to_wstring(totals.rows.removed) + L" removed, " + std::to_wstring(outcome.rows) +
+                 L" in the table");
+    const Leftovers& leftovers = outcome.leftovers;
+    if (leftovers.Any())
+        console.Line(std::wstring(L"    released  LEAK: the module ") + (leftovers.moduleLocked ? L"is" : L"is not") +
+                         L" locked, " + std::to_wstring(leftovers.nodes) + L" nodes alive",
+                     Colour::Red);
+    else
+        console.Line(L"    released  completely: module not locked and unloaded, no node alive");
+    console.Line(L"    database  " + PathText(database.File()));
+    if (options.sqlTrace)
+        console.Line(L"    SQL       " + PathText(fs::absolute(*options.sqlTrace)));
+    console.Line(L"    log       " + (fs::exists(log) ? PathText(log) : PathText(log) + L" (no such file)"));
+}
+
+} // namespace
+
+ExitStatus RunSite(const RunOptions& options, Console& console)
+{
+    const Site site = LoadSite(options.site);
+    const fs::path dataDirectory = PrepareDataDirectory(options.dataDirectory);
+    const std::shared_ptr<ReportingDatabase> database = OpenDatabase(options, dataDirectory);
+    SetModuleSettings(site, options, dataDirectory);
+    Interruption::Install();
+
+    console.Line(site.title, Colour::Bold);
+    console.Line(L"    data      " + PathText(dataDirectory));
+    console.Line(L"    module    " + PathText(options.module));
+    const Outcome outcome = Play(site, options, database, console);
+    Summarize(outcome, options, *database, dataDirectory, console);
+    if (outcome.leftovers.Any())
+        return Leaked;
+    if (Interruption::IsRequested())
+        return Interrupted;
+    if (!outcome.idle)
+        throw Failure{E_FAIL, L"the module did not come to rest: the table was still rewritten or cycles failed"};
+    return Success;
+}
+
+void CheckSite(const fs::path& file, Console& console)
+{
+    const Site site = LoadSite(file);
+    console.Line(PathText(file) + L": ok (" + std::to_wstring(site.components.size()) + L" components, " +
+                 std::to_wstring(site.timeline.size()) + L" events)");
+}
+
+void PrintTable(const fs::path& database, Console& console)
+{
+    std::vector<AccessRight> rows;
+    try {
+        rows = ReadAccessRights(database);
+    } catch (const Sqlite::Error& error) {
+        throw InputError(Utf8(database) + ": cannot be read as a reporting database: " + error.what());
+    }
+    ShowTable(console, rows);
+}
+
+} // namespace Host

@@ -1,0 +1,46 @@
+// Reads the SQL texts that the reporting database understands.
+#pragma once
+
+#include "Platform/Win32.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+namespace Host
+{
+
+// Failures with SQL texts, in the codes of the database server's providers.
+inline constexpr HRESULT SqlNotUnderstood = static_cast<HRESULT>(0x80040E14);    // DB_E_ERRORSINCOMMAND
+inline constexpr HRESULT SqlConversionFailed = static_cast<HRESULT>(0x80040E07); // DB_E_CANTCONVERTVALUE
+inline constexpr HRESULT SqlNoSuchTable = static_cast<HRESULT>(0x80040E37);      // DB_E_NOTABLE
+
+struct StagedRow
+{
+    std::optional<std::wstring> loginName;
+    std::optional<std::wstring> managedObjectUId;
+    bool isDelete;
+};
+
+// Drops a staging table that is left over and creates it anew.
+struct CreateStagingTable
+{};
+
+struct InsertStagedRows
+{
+    std::vector<StagedRow> rows;
+};
+
+// Brings the access rights in line with the staging table.
+struct MergeStagedRows
+{};
+
+using SqlStatement = std::variant<CreateStagingTable, InsertStagedRows, MergeStagedRows>;
+
+// Blanks and line breaks between the words are free; keywords, names and brackets must be written as the module writes
+// them. Anything else throws Failure (SqlNotUnderstood) that quotes where the reading stopped.
+SqlStatement ReadSqlStatement(std::wstring_view sql);
+
+} // namespace Host

@@ -1,0 +1,88 @@
+// The part of SQLite that the reporting database uses, with owning types.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <sqlite3.h>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace Sqlite
+{
+
+// The text is SQLite's own.
+struct Error : std::runtime_error
+{
+    using std::runtime_error::runtime_error;
+};
+
+// All of them belong to one thread at a time; a connection outlives its statements. Failures throw Error.
+
+class Statement
+{
+public:
+    Statement(sqlite3* connection, const char* sql);
+
+    // Indexes from 1. The text is copied.
+    void Bind(int index, const std::optional<std::string>& text);
+    // True when there is a row; otherwise the statement can be stepped anew.
+    bool Step();
+    // Columns from 0. Nothing for NULL.
+    std::optional<std::string> Text(int column) const;
+
+private:
+    struct Closer
+    {
+        void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+    };
+    std::unique_ptr<sqlite3_stmt, Closer> m_statement;
+};
+
+enum class Access
+{
+    ReadOnly,
+    Create, // to read and write; a missing file is created
+};
+
+class Connection
+{
+public:
+    Connection(const std::filesystem::path& file, Access access);
+
+    // Runs any number of statements.
+    void Execute(const char* sql);
+    Statement Prepare(const char* sql) { return Statement(m_connection.get(), sql); }
+
+    // Makes a function of two texts, any of which may be NULL, known to SQL. It must not throw but std::bad_alloc.
+    using TextFunction = std::optional<std::string> (*)(const std::optional<std::string>& a,
+                                                        const std::optional<std::string>& b);
+    void AddFunction(const char* name, TextFunction function);
+
+private:
+    struct Closer
+    {
+        void operator()(sqlite3* connection) const { sqlite3_close_v2(connection); }
+    };
+    std::unique_ptr<sqlite3, Closer> m_connection;
+};
+
+// Rolls back what has not been committed.
+class Transaction
+{
+public:
+    explicit Transaction(Connection& connection) : m_connection(connection) { connection.Execute("BEGIN IMMEDIATE"); }
+    ~Transaction();
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
+
+    void Commit();
+
+private:
+    Connection& m_connection;
+    bool m_committed = false;
+};
+
+} // namespace Sqlite
