@@ -1,10 +1,83 @@
 #include "Tests/Host/NodwellFixture.h"
 
-#include <vector>
+#include <random>
 
 using NodeTrees = NodwellTest;
-using NodeClones = NodwellTest;
-using LongLists = NodwellTest;
+
+namespace
+{
+
+// A node and, beside it, what it should be.
+struct Twin
+{
+    const Twin& Root() const { return parent ? parent->Root() : *this; }
+    std::wstring Path() const { return (parent ? parent->Path() : L"") + L'\\' + name; }
+
+    std::wstring name;
+    Twin* parent = nullptr;
+    std::vector<Twin*> children;
+    NodeHandle node;
+};
+
+void Compare(const Twin& twin, const std::wstring& name)
+{
+    IKelNode* named = nullptr;
+    ASSERT_EQ(CountOf(twin.node), twin.children.size());
+    for (std::size_t i = twin.children.size(); i-- > 0;) {
+        const Twin& child = *twin.children[i];
+        ASSERT_EQ(ChildAt(twin.node, i).Get(), child.node.Get());
+        named = child.name == name ? child.node.Get() : named;
+    }
+    ASSERT_EQ(Host::FindChild(twin.node.Get(), name).Get(), named);
+    ASSERT_EQ(ParentOf(twin.node).Get(), twin.parent ? twin.parent->node.Get() : nullptr);
+    ASSERT_EQ(PathOf(twin.node), twin.Path());
+}
+
+} // namespace
+
+TEST_F(NodeTrees, BehaveAsTheirPlainTwins)
+{
+    const unsigned seed = std::random_device()();
+    SCOPED_TRACE(seed);
+    std::mt19937 random(seed);
+    const auto anyName = [&random] { return std::wstring(random() % 12 / 4, L"abcd"[random() % 4]); };
+    std::vector<Twin> twins(150);
+    for (Twin& twin : twins) {
+        twin.name = anyName();
+        twin.node = Create(twin.name.c_str());
+    }
+    for (unsigned i = 0; i < 10000 && !HasFatalFailure(); ++i) {
+        // Three have many children; now and then any gets one. It goes up and down with the number of children.
+        Twin& parent = twins[random() % (random() % 8 == 0 ? 150 : 3)];
+        Twin& any = twins[random() % 150];
+        if (random() % 8 < (i / 500 % 2 == 0 ? 7U : 1U)) {
+            const bool allowed = !any.parent && &parent.Root() != &any;
+            ASSERT_EQ(KelnAddChild(parent.node.Get(), any.node.Get()), allowed ? S_OK : E_INVALIDARG);
+            if (allowed)
+                (any.parent = &parent)->children.push_back(&any);
+        } else {
+            Twin& child = parent.children.empty() ? any : *parent.children[random() % parent.children.size()];
+            const bool allowed = child.parent == &parent;
+            ASSERT_EQ(KelnRemoveChild(parent.node.Get(), child.node.Get()), allowed ? S_OK : NotFound);
+            if (allowed)
+                std::erase(std::exchange(child.parent, nullptr)->children, &child);
+        }
+        Compare(parent, anyName());
+        Compare(any, anyName());
+    }
+}
+
+TEST_F(NodeTrees, LongListsAreSearchedAndEmptiedInUsualOrders)
+{
+    const NodeHandle list = Create(nullptr);
+    for (int i = 0; i < 100000; ++i)
+        AddNew(list, std::to_wstring(i));
+    for (int i = 0; i < 100000; i += 2)
+        ASSERT_EQ(KelnRemoveChild(list.Get(), Host::FindChild(list.Get(), std::to_wstring(i)).Get()), S_OK);
+    for (uint64_t left = 50000; left > 0; --left)
+        ASSERT_EQ(KelnRemoveChild(list.Get(), ChildAt(list, left % 2 == 0 ? left - 1 : 0).Get()), S_OK);
+    EXPECT_EQ(CountOf(list), 0U);
+}
 
 TEST_F(NodeTrees, SayWhatIsWrongExceptThatSomethingIsAbsent)
 {
@@ -16,97 +89,75 @@ TEST_F(NodeTrees, SayWhatIsWrongExceptThatSomethingIsAbsent)
     EXPECT_EQ(KelnGetParent(root.Get(), nullptr), E_POINTER);
     EXPECT_EQ(KelnCloseNodeHandle(nullptr), E_POINTER);
     EXPECT_NE(TakeErrorText(), L"");
+    EXPECT_FALSE(Host::FindChild(root.Get(), L"CHILD"));
     NodeHandle found;
-    EXPECT_EQ(KelnGetChildByName(root.Get(), L"CHILD", found.Out()), NotFound);
     EXPECT_EQ(KelnGetChildByIndex(root.Get(), 1, found.Out()), NotFound);
     EXPECT_EQ(TakeErrorText(), L"");
 }
 
-TEST_F(NodeTrees, ChildStillHeldBecomesARootWhenItsParentGoes)
-{
-    NodeHandle root = Create(L"Root");
-    const NodeHandle grandchild = AddNew(AddNew(root, L"Child"), L"Grandchild");
-    AddNew(root, L"Lost");
-    EXPECT_EQ(NodwellLiveNodes(), 4U);
-    root.Reset();
-    EXPECT_EQ(NodwellLiveNodes(), 1U);
-    EXPECT_FALSE(ParentOf(grandchild));
-    EXPECT_EQ(NameOf(grandchild, KelnPath), L"\\Grandchild");
-    EXPECT_EQ(KelnAddChild(Create(L"Other").Get(), grandchild.Get()), S_OK);
-}
-
-TEST_F(NodeTrees, NamesAndTypesTellTheirSize)
-{
-    const NodeHandle node = Create(L"Name", L"Type");
-    wchar_t buffer[8] = L"???????";
-    uint32_t size = 4;
-    EXPECT_EQ(KelnGetNodeName(node.Get(), KelnNameOnly, buffer, &size), TooSmall);
-    EXPECT_EQ(size, 5U);
-    EXPECT_STREQ(buffer, L"???????");
-    EXPECT_EQ(KelnGetNodeType(node.Get(), buffer, &size), S_OK);
-    EXPECT_STREQ(buffer, L"Type");
-    EXPECT_EQ(KelnGetNodeName(node.Get(), 1, buffer, &size), E_INVALIDARG);
-    EXPECT_EQ(NameOf(Create(nullptr), KelnPath), L"\\");
-    for (int i = 0; i < 1000; ++i) {
-        size = 8;
-        EXPECT_EQ(KelnGetNodeType(Create(nullptr, std::to_wstring(i).c_str()).Get(), buffer, &size), S_OK);
-        EXPECT_EQ(buffer, std::to_wstring(i));
-    }
-}
-
-TEST_F(NodeClones, CopyDownToTheDepthAndStandAlone)
-{
-    const NodeHandle root = Create(L"Root");
-    const NodeHandle first = AddNew(root, L"First");
-    AddNew(first, L"Below");
-    AddNew(root, L"Second");
-    Set(first, L"A", KelnText, Utf16(L"old"));
-    EXPECT_EQ(CountOf(Clone(root, 0)), 0U);
-    const NodeHandle shallow = Clone(root, 1);
-    EXPECT_EQ(NameOf(ChildAt(shallow, 1)), L"Second");
-    EXPECT_EQ(CountOf(ChildAt(shallow, 0)), 0U);
-    const NodeHandle copy = ChildAt(Clone(root), 0);
-    EXPECT_EQ(CountOf(copy), 1U);
-    Set(first, L"A", KelnText, Utf16(L"new"));
-    std::string read;
-    EXPECT_EQ(Get(copy, L"A", read), S_OK);
-    EXPECT_EQ(read, Utf16(L"old"));
-}
-
-TEST_F(NodeClones, KeepTheOriginalsPathUntilTheyGetAParent)
+TEST_F(NodeTrees, ClonesStandAloneAndKeepTheOriginalsPathUntilTheyGetAParent)
 {
     const NodeHandle root = Create(L"Root");
     const NodeHandle list = AddNew(root, L"List");
-    AddNew(list, L"Item");
-    const NodeHandle clone = Clone(list);
-    const NodeHandle item = ChildAt(clone, 0);
+    const NodeHandle item = AddNew(list, L"Item");
+    AddNew(item, L"Below");
+    AddNew(list, L"Second");
+    Host::SetAttribute(item.Get(), L"A", 1);
+    EXPECT_EQ(CountOf(Host::CloneNode(list.Get(), 0)), 0U);
+    const NodeHandle shallow = Host::CloneNode(list.Get(), 1);
+    EXPECT_EQ(PathOf(ChildAt(shallow, 1)), L"\\Root\\List\\Second");
+    EXPECT_EQ(CountOf(ChildAt(shallow, 0)), 0U);
+
+    const NodeHandle clone = Host::CloneNode(list.Get(), KelnWholeTree);
+    const NodeHandle copy = ChildAt(clone, 0);
+    EXPECT_EQ(CountOf(copy), 1U);
+    Host::SetAttribute(item.Get(), L"A", 2);
+    EXPECT_EQ(Host::ReadInt32(copy.Get(), L"A"), 1);
     EXPECT_FALSE(ParentOf(clone));
-    EXPECT_EQ(NameOf(item, KelnPath), L"\\Root\\List\\Item");
-    EXPECT_EQ(NameOf(Clone(item), KelnPath), L"\\Root\\List\\Item");
-    EXPECT_EQ(NameOf(Clone(clone), KelnPath), L"\\Root\\List");
-    const NodeHandle other = Create(L"Other");
-    ASSERT_EQ(KelnAddChild(other.Get(), clone.Get()), S_OK);
-    EXPECT_EQ(NameOf(item, KelnPath), L"\\Other\\List\\Item");
-    ASSERT_EQ(KelnRemoveChild(other.Get(), clone.Get()), S_OK);
-    EXPECT_EQ(NameOf(item, KelnPath), L"\\List\\Item");
+    EXPECT_EQ(PathOf(copy), L"\\Root\\List\\Item");
+    EXPECT_EQ(PathOf(Host::CloneNode(copy.Get(), 0)), L"\\Root\\List\\Item");
+    EXPECT_EQ(PathOf(Host::CloneNode(clone.Get(), 0)), L"\\Root\\List");
+    Host::AddChild(item.Get(), clone.Get());
+    EXPECT_EQ(PathOf(copy), L"\\Root\\List\\Item\\List\\Item");
+    EXPECT_EQ(KelnRemoveChild(item.Get(), clone.Get()), S_OK);
+    EXPECT_EQ(PathOf(copy), L"\\List\\Item");
 }
 
-TEST_F(LongLists, AreSearchedAndEmptiedInUsualOrders)
+TEST_F(NodeTrees, NamesComeWholeOrNotAtAll)
 {
-    constexpr uint64_t count = 100000;
-    const NodeHandle list = Create(nullptr);
-    for (uint64_t i = 0; i < count; ++i)
-        AddNew(list, std::to_wstring(i).c_str());
+    const NodeHandle node = Create(L"Node");
+    for (const wchar_t* name : {L"Bb", L"A", L"bB", L"A", L"Bb"})
+        Host::SetAttribute(node.Get(), name, {});
+    wchar_t names[] = L"???????";
+    uint32_t size = 7;
+    EXPECT_EQ(KelnGetAttributeNames(node.Get(), names, &size), TooSmall);
+    EXPECT_STREQ(names, L"???????");
+    EXPECT_EQ(KelnGetAttributeNames(node.Get(), names, &size), S_OK);
+    EXPECT_EQ(std::wstring(names, size), std::wstring(L"Bb\0A\0bB\0", 8)) << "in the order of first setting";
+    EXPECT_EQ(KelnGetAttributeNames(Create(nullptr).Get(), nullptr, &size), S_OK);
+    EXPECT_EQ(size, 0U);
+    EXPECT_EQ(KelnGetNodeName(node.Get(), 1, names, &size), E_INVALIDARG);
+    for (int i = 0; i < 1000; ++i)
+        EXPECT_EQ(Host::NodeType(Create(nullptr, std::to_wstring(i).c_str()).Get()), std::to_wstring(i));
+}
+
+TEST_F(NodeTrees, CallsFailWhenToldToOnceOrFromThereOnAndDoNothing)
+{
+    const NodeHandle node = Create(L"Node");
+    const NodeHandle child = Create(L"Child");
     NodeHandle found;
-    for (uint64_t i = 0; i < count; i += 2) {
-        ASSERT_EQ(KelnGetChildByName(list.Get(), std::to_wstring(i).c_str(), found.Out()), S_OK);
-        ASSERT_EQ(KelnRemoveChild(list.Get(), found.Get()), S_OK);
+    // Which of six calls fail as told (x), and which for want of what one of these would have done (-).
+    for (const std::string expected : {"x.--..", ".x....", "..x...", "...x..", "....x.", ".....x", "...xxx"}) {
+        NodwellFailCall(expected.find('x') + 1, E_ABORT, expected.ends_with("xx"));
+        std::string outcome;
+        for (const HRESULT result :
+             {KelnAddChild(node.Get(), child.Get()), KelnSetAttribute(child.Get(), L"A", KelnEmpty, nullptr, 0),
+              KelnGetChildByIndex(node.Get(), 0, found.Out()), KelnRemoveChild(node.Get(), child.Get()),
+              KelnCloneNode(node.Get(), KelnWholeTree, 0, found.Out()), KelnCreateNode(L"New", nullptr, found.Out())})
+            outcome += result == S_OK ? '.' : result == E_ABORT ? 'x' : '-';
+        EXPECT_EQ(outcome, expected);
+        EXPECT_EQ(NodwellFaultsFired(), expected.ends_with("xx") ? 3U : 1U);
+        NodwellFailCall(0, S_OK, 0);
+        EXPECT_EQ(KelnRemoveChild(node.Get(), child.Get()), expected[3] == 'x' ? S_OK : NotFound);
     }
-    for (uint64_t first = 1, last = count - 1; first < last; first += 2, last -= 2) {
-        ASSERT_EQ(KelnGetChildByIndex(list.Get(), (last - first) / 2, found.Out()), S_OK);
-        ASSERT_EQ(NameOf(found), std::to_wstring(last));
-        ASSERT_EQ(KelnRemoveChild(list.Get(), found.Get()), S_OK);
-        ASSERT_EQ(KelnRemoveChild(list.Get(), ChildAt(list, 0).Get()), S_OK);
-    }
-    EXPECT_EQ(CountOf(list), 0U);
 }

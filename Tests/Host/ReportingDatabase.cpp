@@ -1,6 +1,7 @@
 #include "Host/Components/DatabaseConnectionManager.h"
 #include "Host/Support/Boundary.h"
 #include "Platform/Testing/TemporaryFolder.h"
+#include "Platform/Text.h"
 #include "Tests/Host/NodwellFixture.h"
 #include "Tests/Host/SqlTexts.h"
 
