@@ -19,12 +19,16 @@
 #include <winsock2.h>
 #include <ws2tcpip.h>
 #include <windows.h>
+#include <authz.h>
 #include <oleauto.h>
+#include <sddl.h>
 #include <shlwapi.h>
 // clang-format on
 
 #else
 
+#include "Platform/Posix/Win32Accounts.h"
+#include "Platform/Posix/Win32Authz.h"
 #include "Platform/Posix/Win32ErrorCodes.h"
 #include "Platform/Posix/Win32ErrorInfo.h"
 #include "Platform/Posix/Win32Files.h"

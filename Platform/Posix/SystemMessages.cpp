@@ -86,6 +86,7 @@ constexpr Message messages[] = {
     {1223, L"The operation was canceled by the user"},
     {1225, L"The remote computer refused the network connection"},
     {1231, L"The network location cannot be reached"},
+    {1258, L"The security identifier provided does not have a domain component"},
     {1300, L"Not all privileges or groups referenced are assigned to the caller"},
     {1305, L"The revision level is unknown"},
     {1307, L"This security ID may not be assigned as the owner of this object"},

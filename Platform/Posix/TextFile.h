@@ -10,6 +10,9 @@
 // ERROR_SUCCESS or why it could not be read.
 DWORD ReadTextFile(const std::string& path, std::wstring& text);
 
+// What ReadTextFile makes of the file's bytes.
+std::wstring DecodeText(std::string_view bytes);
+
 // Takes the first line off `text`. It ends at a carriage return, a line feed or both.
 std::wstring_view TakeLine(std::wstring_view& text);
 

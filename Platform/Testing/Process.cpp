@@ -21,6 +21,11 @@ unsigned CountProcessThreads()
     return count;
 }
 
+bool RunsUnderWine()
+{
+    return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
+}
+
 #else
 
 #include <filesystem>
@@ -30,6 +35,11 @@ unsigned CountProcessThreads()
 {
     const std::filesystem::directory_iterator tasks("/proc/self/task");
     return static_cast<unsigned>(std::distance(begin(tasks), end(tasks)));
+}
+
+bool RunsUnderWine()
+{
+    return false;
 }
 
 #endif

@@ -1,28 +1,13 @@
-// Tables of arguments with what the real functions answered: result, last error, text. A failing row shows the
-// platform's own answer; a new row gets its answer from a run on Windows.
 #include "Platform/Testing/MessageModuleFile.h"
 #include "Platform/Testing/TemporaryFolder.h"
 #include "Platform/Text.h"
-#include "Tests/Platform/ErrorOf.h"
+#include "Tests/Platform/Recordings.h"
 
 #include <algorithm>
 #include <fstream>
-#include <gtest/gtest.h>
-#include <tuple>
 
 namespace
 {
-
-using Answer = std::tuple<unsigned long long, DWORD, std::wstring>;
-
-struct Row
-{
-    std::vector<const wchar_t*> texts;
-    std::vector<int> numbers;
-    Answer answer;
-
-    DWORD Number(std::size_t i) const { return static_cast<DWORD>(numbers[i]); }
-};
 
 class RecordedAnswers : public testing::Test
 {
@@ -34,19 +19,6 @@ protected:
         SetEnvironmentVariableW(L"KESTRINE_NESTED", L"<%KestrineFive%>");
         SetEnvironmentVariableW(L"KESTRINE_GONE", L"x");
         SetEnvironmentVariableW(L"KESTRINE_GONE", nullptr);
-    }
-
-    // `call` gets a row and a buffer and returns the result; the text counts where `hasText` says so.
-    template <class Call, class HasText>
-    void Expect(const std::vector<Row>& rows, Call call, HasText hasText)
-    {
-        for (const Row& row : rows) {
-            std::wstring buffer(300, L'#');
-            unsigned long long result = 0;
-            const DWORD error = ErrorOf([&] { result = call(row, buffer.data()); });
-            const Answer answer{result, error, hasText(row, result) ? buffer.c_str() : L""};
-            EXPECT_EQ(answer, row.answer) << "row " << &row - rows.data();
-        }
     }
 
     TemporaryFolder m_folder;

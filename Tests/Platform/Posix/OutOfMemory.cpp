@@ -1,3 +1,4 @@
+#include "Platform/Testing/AccountsFile.h"
 #include "Platform/Testing/TestRegistry.h"
 
 #include <cstdlib>
@@ -53,6 +54,12 @@ TEST(OutOfMemory, IsAnErrorLikeOthers)
     WSADATA data;
     ASSERT_EQ(WSAStartup(MAKEWORD(2, 2), &data), 0);
     ASSERT_TRUE(SetEnvironmentVariableW(text.c_str(), text.c_str()));
+    const AccountsFile accounts("user .\\a = 1\ngroup .\\b = 2\nmember .\\b = .\\a\n");
+    ASSERT_GT(GetEnvironmentVariableW(L"KESTRINE_ACCOUNTS_FILE", buffer, MAX_PATH), 0U);
+    const std::filesystem::path accountsPath = buffer;
+    auto accountsTime = std::filesystem::last_write_time(accountsPath);
+    BYTE sidBytes[SECURITY_MAX_SID_SIZE];
+    SID_NAME_USE use{};
 
     // Each returns whether it succeeded.
     const std::function<bool()> calls[] = {
@@ -74,6 +81,41 @@ TEST(OutOfMemory, IsAnErrorLikeOthers)
             const LSTATUS status = RegOpenKeyExW(HKEY_CURRENT_USER, registry.SubKey(), 0, KEY_READ, &key);
             SetLastError(static_cast<DWORD>(status));
             return key && RegCloseKey(key) == ERROR_SUCCESS;
+        },
+        [&] {
+            // The file is read anew.
+            std::filesystem::last_write_time(accountsPath, accountsTime += std::chrono::seconds(1));
+            DWORD sidSize = sizeof(sidBytes);
+            DWORD size = MAX_PATH;
+            return LookupAccountNameW(nullptr, L"a", sidBytes, &sidSize, buffer, &size, &use) != 0;
+        },
+        [&] {
+            DWORD size = MAX_PATH / 2;
+            DWORD domainSize = MAX_PATH / 2;
+            wchar_t* const domain = buffer + size;
+            return LookupAccountSidW(nullptr, sidBytes, buffer, &size, domain, &domainSize, &use) != 0;
+        },
+        [&] {
+            wchar_t* sidText = nullptr;
+            PSID sid = nullptr;
+            const bool done = ConvertSidToStringSidW(sidBytes, &sidText) && ConvertStringSidToSidW(sidText, &sid);
+            LocalFree(sidText);
+            LocalFree(sid);
+            return done;
+        },
+        [&] {
+            AUTHZ_RESOURCE_MANAGER_HANDLE manager = nullptr;
+            AUTHZ_CLIENT_CONTEXT_HANDLE context = nullptr;
+            DWORD size = sizeof(buffer);
+            const bool done =
+                AuthzInitializeResourceManager(AUTHZ_RM_FLAG_NO_AUDIT, nullptr, nullptr, nullptr, nullptr, &manager) &&
+                AuthzInitializeContextFromSid(0, sidBytes, manager, nullptr, LUID{}, nullptr, &context) &&
+                AuthzGetInformationFromContext(context, AuthzContextInfoGroupsSids, size, &size, buffer);
+            const DWORD error = GetLastError();
+            EXPECT_EQ(AuthzFreeContext(context), context != nullptr);
+            EXPECT_EQ(AuthzFreeResourceManager(manager), manager != nullptr);
+            SetLastError(error);
+            return done;
         },
         [] {
             ADDRINFOW* list = nullptr;

@@ -87,3 +87,36 @@ TEST(Refusals, SystemAndNetwork)
     EXPECT_EQ(GetAddrInfoW(L"localhost", L"http", nullptr, &list), WSANO_RECOVERY);
     EXPECT_EQ(WSACleanup(), 0);
 }
+
+TEST(Refusals, AccountsAndAuthorization)
+{
+    BYTE sid[]{1, 1, 0, 0, 0, 0, 0, 5, 18, 0, 0, 0};
+    DWORD size = 0;
+    SID_NAME_USE use{};
+    LARGE_INTEGER expiration{};
+    AUTHZ_RESOURCE_MANAGER_HANDLE manager = nullptr;
+    AUTHZ_CLIENT_CONTEXT_HANDLE context = nullptr;
+    const auto managerError = [&](DWORD flags, PFN_AUTHZ_COMPUTE_DYNAMIC_GROUPS groups) {
+        return ErrorOf([&] { AuthzInitializeResourceManager(flags, nullptr, groups, nullptr, nullptr, &manager); });
+    };
+    const auto contextError = [&](DWORD flags, LARGE_INTEGER* end, PVOID arguments) {
+        return ErrorOf([&] { AuthzInitializeContextFromSid(flags, sid, manager, end, LUID{}, arguments, &context); });
+    };
+    ASSERT_EQ(managerError(AUTHZ_RM_FLAG_NO_AUDIT, nullptr), 0U);
+    ASSERT_EQ(contextError(0, nullptr, nullptr), 0U);
+    const auto informationError = [&] {
+        const auto restrictedSids = static_cast<AUTHZ_CONTEXT_INFORMATION_CLASS>(3);
+        return ErrorOf([&] { AuthzGetInformationFromContext(context, restrictedSids, 0, &size, nullptr); });
+    };
+    ExpectNotSupported({managerError(0, nullptr), managerError(AUTHZ_RM_FLAG_NO_AUDIT, [] {}),
+                        contextError(4, nullptr, nullptr), contextError(0, &expiration, nullptr),
+                        contextError(0, nullptr, &size), informationError()});
+    for (const DWORD error :
+         {ErrorOf([&] { IsWellKnownSid(sid, static_cast<WELL_KNOWN_SID_TYPE>(0)); }),
+          ErrorOf([&] { LookupAccountNameW(nullptr, L"a", sid, nullptr, nullptr, &size, &use); }),
+          ErrorOf([&] { LookupAccountSidW(nullptr, sid, nullptr, &size, nullptr, &size, nullptr); }),
+          ErrorOf([&] { EXPECT_TRUE(AuthzFreeContext(context) && !AuthzFreeContext(context)); }),
+          ErrorOf([&] { EXPECT_TRUE(AuthzFreeResourceManager(manager) && !AuthzFreeResourceManager(manager)); }),
+          contextError(0, nullptr, nullptr)})
+        EXPECT_EQ(error, ERROR_INVALID_PARAMETER);
+}
