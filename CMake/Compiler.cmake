@@ -17,7 +17,9 @@ endif()
 
 if(KESTRINE_SANITIZE)
     target_compile_options(KestrineCompiler INTERFACE
-        -fsanitize=${KESTRINE_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+        -fsanitize=${KESTRINE_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all
+        # Interfaces may be implemented by hosts in other languages, whose objects carry no C++ type information.
+        -fno-sanitize=vptr)
     target_link_options(KestrineCompiler INTERFACE -fsanitize=${KESTRINE_SANITIZE})
 endif()
 

@@ -5,6 +5,7 @@
 #include "Common/Components/DbgAliveObjectsTracker.h"
 #include "Common/Components/InterfaceLookup.h"
 #include "Common/Components/ModuleObject.h"
+#include "Common/ErrorHandling/HResult.h"
 
 #include <atomic>
 #include <new>
@@ -80,6 +81,8 @@ public:
     {
         const ULONG count = --this->m_references;
         if (count == 0) {
+            // Whoever releases after a failed call still wants to know why it failed.
+            const ErrorInfoKeeper keepErrorInfo;
             this->FinalRelease();
             delete this;
         }

@@ -1,11 +1,11 @@
 // The module object: what the host reaches through the module's one export.
 #pragma once
 
+#include "Common/Foundation/Guid.h"
 #include "Common/Foundation/Mutex.h"
 #include "Interfaces/ComponentsModule.h"
 
 #include <atomic>
-#include <cstring>
 #include <functional>
 #include <map>
 
@@ -33,11 +33,6 @@ public:
     void UnregisterClass(REFCLSID clsid);
 
 private:
-    struct GuidLess
-    {
-        bool operator()(const GUID& a, const GUID& b) const { return std::memcmp(&a, &b, sizeof(GUID)) < 0; }
-    };
-
     std::atomic<ULONG> m_objects{0};
     Mutex m_lock; // not held while a creator runs
     std::map<GUID, ComponentCreator, GuidLess> m_classes GUARDED_BY(m_lock);

@@ -58,12 +58,12 @@ std::wstring FrameList(const HRES& error)
     return list;
 }
 
-ComponentPtr<IErrorInfo> MakeErrorInfo(const std::wstring& description)
+ComponentPtr<IErrorInfo> MakeErrorInfo(const GUID& origin, const std::wstring& description)
 {
     ComponentPtr<ICreateErrorInfo> create;
     ComponentPtr<IErrorInfo> info;
     if (CreateErrorInfo(create.Out()) < 0 || create->SetDescription(const_cast<LPWSTR>(description.c_str())) < 0 ||
-        create->SetGUID(FrameworkErrorGuid) < 0 || create->QueryInterface(IID_IErrorInfo, info.OutVoid()) < 0)
+        create->SetGUID(origin) < 0 || create->QueryInterface(IID_IErrorInfo, info.OutVoid()) < 0)
         info.Reset();
     return info;
 }
@@ -109,6 +109,11 @@ std::wostream& operator<<(std::wostream& stream, const HRES& error)
 HRESULT PublishError(const HRES& error)
 {
     if (error.Failed())
-        SetErrorInfo(0, MakeErrorInfo(ErrorText(error)).Get());
+        SetErrorInfo(0, MakeErrorInfo(FrameworkErrorGuid, ErrorText(error)).Get());
     return error.Code();
+}
+
+ComponentPtr<IErrorInfo> RestoreErrorInfo(const std::wstring& text)
+{
+    return MakeErrorInfo(ParseErrorText(text) ? FrameworkErrorGuid : GUID{}, text);
 }

@@ -37,3 +37,7 @@ std::wostream& operator<<(std::wostream& stream, const HRES& error);
 // Makes a failure the thread's error information (when that is impossible the thread's is cleared) and returns its
 // code. A success code is only returned.
 HRESULT PublishError(const HRES& error);
+
+// The error information that a full error text stands for, so that it can be taken apart again; any other text becomes
+// the description as it stands. Empty when it cannot be made.
+ComponentPtr<IErrorInfo> RestoreErrorInfo(const std::wstring& text);

@@ -59,6 +59,19 @@ HRES RecordHResult(HRESULT hr);
 // recording it, so that no later failure picks it up.
 void DropErrorInfo();
 
+// Keeps the thread's error information over a scope whose own calls may take or replace it.
+class ErrorInfoKeeper
+{
+public:
+    ErrorInfoKeeper() { GetErrorInfo(0, m_info.Out()); }
+    ~ErrorInfoKeeper() { SetErrorInfo(0, m_info.Get()); }
+    ErrorInfoKeeper(const ErrorInfoKeeper&) = delete;
+    ErrorInfoKeeper& operator=(const ErrorInfoKeeper&) = delete;
+
+private:
+    ComponentPtr<IErrorInfo> m_info;
+};
+
 // Always throws; a success code becomes E_FAIL.
 [[noreturn]] void ThrowHResult(HRESULT hr);
 

@@ -17,10 +17,11 @@
 HRESULT FailOperation(const wchar_t* name, const HRX& error, const SourceLocation& source,
                       std::uint32_t severity = LogSeverity::Err);
 
-// Runs `body` with its boundary only.
+// Runs `body` with its boundary only. What an earlier call has left as error information does not belong to this one.
 template <class Body>
 HRESULT Boundary(const wchar_t* name, Body&& body, const SourceLocation& where = SourceLocation::Current())
 {
+    DropErrorInfo();
     try {
         body();
         return S_OK;

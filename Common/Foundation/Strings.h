@@ -46,7 +46,4 @@ std::vector<std::wstring> Split(std::wstring_view text, std::wstring_view separa
 std::wstring Hex(std::uint32_t value);
 std::wstring Hex(const void* address);
 
-// {XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX} in upper case.
-std::wstring GuidText(const GUID& guid);
-
 } // namespace Strings

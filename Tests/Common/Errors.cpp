@@ -232,10 +232,12 @@ TEST(Operation, LogsPublishesAndReturnsAFailure)
     const LogCapture log;
     EXPECT_EQ(Operation(L"CSome::Call", [] {}), S_OK);
     EXPECT_EQ(Operation(L"CSome::Failing", [] { ThrowHResult(E_ABORT); }), E_ABORT);
-    const std::wstring line = log.From(L"CSome::Failing failed: ");
+    EXPECT_EQ(Operation(L"CSome::Next", [] { ThrowHResult(E_ABORT); }), E_ABORT);
+    const std::wstring line = log.From(L"CSome::Next failed: ");
+    EXPECT_EQ(line.find(L';'), std::wstring::npos) << "the first failure's error information is no part of it";
     EXPECT_EQ(log.Count(L"| ERR  |", L"CSome::Failing failed: 0x80004004 "), 1U);
     EXPECT_EQ(log.Count(L"EXCEPTION at: CSome::Failing"), 1U);
-    EXPECT_EQ(L"CSome::Failing failed: " + TakeDescription(), line);
+    EXPECT_EQ(L"CSome::Next failed: " + TakeDescription(), line);
     const std::vector<std::wstring> lines = log.Lines();
     const auto position = [&](const wchar_t* text) {
         return std::find_if(lines.begin(), lines.end(),

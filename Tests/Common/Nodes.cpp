@@ -5,7 +5,7 @@
 #include "Common/Nodes/NodeSerializer.h"
 #include "Common/Nodes/Subscriptions.h"
 #include "Host/Nodwell/TestControls.h"
-#include "Tests/Support/FakeComponent.h"
+#include "Tests/Support/HostFakes.h"
 
 #include <gtest/gtest.h>
 
@@ -284,33 +284,6 @@ TEST(NodeSerializer, WritesTheWrapperAlsoAroundNothing)
     }
 }
 
-namespace
-{
-
-struct FakeIterator : FakeComponent<IKelNodeIterator>
-{
-    HRESULT Reset() override { return next = 0, E_NOTIMPL; }
-    HRESULT Next(IKelNode** node) override
-    {
-        return next < entries.size() ? KelnDuplicateNodeHandle(entries[next++].Get(), node) : S_FALSE;
-    }
-    std::vector<KelNodePtr> entries;
-    std::size_t next = 99;
-};
-
-struct FakeEnum : FakeComponent<IKelNodeModifyEnum>
-{
-    HRESULT GetEnumerator(IKelNodeIterator** out) override
-    {
-        iterator.AddRef();
-        *out = &iterator;
-        return S_OK;
-    }
-    FakeIterator iterator;
-};
-
-} // namespace
-
 TEST(Subscriptions, RequestAndFilterCarryWhatTheServerExpects)
 {
     const KelNodePtr request = MakeSubscribeRequest(11);
@@ -335,32 +308,27 @@ TEST(Subscriptions, RequestAndFilterCarryWhatTheServerExpects)
 
 TEST(Subscriptions, ReadsTheEntriesOfANotification)
 {
-    FakeEnum notification;
-    const auto addEntry = [&](const wchar_t* path, std::int64_t mask) {
-        KelNodePtr entry = CreateKelNode(nullptr, nullptr);
-        entry.SetString(L"ModifiedNodePath", path);
-        entry.SetInt64(L"ChangesMask", mask);
-        notification.iterator.entries.push_back(entry);
-        return entry;
-    };
+    FakeModifiedNodes notification;
     std::vector<ModifiedNode> seen;
-    const auto read = [&] { ForEachModifiedNode(&notification, [&](const ModifiedNode& m) { seen.push_back(m); }); };
+    const auto read = [&] {
+        seen.clear();
+        ForEachModifiedNode(&notification, [&](const ModifiedNode& m) { seen.push_back(m); });
+    };
     read();
     EXPECT_TRUE(seen.empty());
 
-    addEntry(L"\\a", 0x1'0000'0002);
-    const KelNodePtr content = Child(addEntry(L"\\b", -1), L"content");
+    notification.Add(L"\\a", {}, 0x1'0000'0002);
+    notification.Add(L"\\b", CreateKelNode(L"content", nullptr), -1);
     read();
     ASSERT_EQ(seen.size(), 2U);
     EXPECT_EQ(seen[0].path, L"\\a");
     EXPECT_EQ(seen[0].changesMask, 2U) << "the low 32 bits";
     EXPECT_FALSE(seen[0].node);
     EXPECT_EQ(seen[1].changesMask, 0xFFFFFFFF);
-    EXPECT_EQ(seen[1].node, content);
+    EXPECT_EQ(seen[1].node.GetName(), L"content");
 
-    notification.iterator.entries.push_back(CreateKelNode(nullptr, nullptr));
-    addEntry(L"\\late", 1);
-    seen.clear();
+    notification.entries.push_back(CreateKelNode(nullptr, nullptr));
+    notification.Add(L"\\late", {});
     EXPECT_EQ(CodeOf(read), NotFound);
     EXPECT_EQ(seen.size(), 2U) << "entries before the malformed one are passed on";
     EXPECT_EQ(CodeOf([] { ForEachModifiedNode(nullptr, [](const ModifiedNode&) {}); }), E_POINTER);
