@@ -113,7 +113,6 @@ TEST_F(RBACUsageTrackerTest, EveryRecordOfANotificationIsProcessedAndToldOnce)
     EXPECT_EQ(updater.calls.size(), 1U);
 
     // A malformed record ends the notification; what came before it stays stored.
-    nodes.next = 0;
     nodes.entries.clear();
     const KelNodePtr on = CreateKelNode(L"RBAC", nullptr);
     nodes.Add(L"\\Site\\RBAC", on);

@@ -203,7 +203,7 @@ struct FakeSubscription : FakeComponent<IKelModifySubscription>
     }
 
     GUID id{};
-    int activated = 0;
+    std::atomic<int> activated{0};
     HRESULT activateResult = S_OK;
     HRESULT idResult = S_OK;
 };

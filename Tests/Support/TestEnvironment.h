@@ -4,6 +4,7 @@
 #include "Common/Diagnostics/SettingsStore.h"
 #include "Platform/Win32.h"
 
+#include <atomic>
 #include <map>
 #include <string>
 
@@ -22,7 +23,7 @@ private:
     const wchar_t* const m_name;
 };
 
-// Answers from a map "Section/Key" -> text and counts the questions. One thread at a time.
+// Answers from a map "Section/Key" -> text and counts the questions. The map must not change while others ask.
 class MapSource : public ISettingsSource
 {
 public:
@@ -37,7 +38,7 @@ public:
     }
 
     std::map<std::wstring, std::wstring> values;
-    int questions = 0;
+    std::atomic<int> questions{0};
 };
 
 struct TestSettings

@@ -6,8 +6,11 @@
 #include "Common/ErrorHandling/ErrorText.h"
 #include "Common/ErrorHandling/MessageModules.h"
 #include "Common/Nodes/HiddenAttributes.h"
+#include "Subsystems/ManagementService/Kestrine/ConfiguredAccountsTracker.h"
+#include "Subsystems/ManagementService/Kestrine/PrepareReportAccessService.h"
 #include "Subsystems/ManagementService/Kestrine/RBACUsageTracker.h"
 #include "Subsystems/ManagementService/Kestrine/ReportAccessInfoUpdater.h"
+#include "Subsystems/ManagementService/Kestrine/SSRSRolesUpdater.h"
 
 namespace
 {
@@ -29,8 +32,12 @@ struct Registration : ComponentClassRegistration
     explicit Registration(REFCLSID clsid) : ComponentClassRegistration(clsid, &CComponentObject<T>::Create) {}
 };
 
+const Registration<CPrepareReportAccessService>
+    g_prepareReportAccessService(KestrineClasses::PrepareReportAccessService);
 const Registration<CRBACUsageTracker> g_rbacUsageTracker(KestrineClasses::RBACUsageTracker);
 const Registration<CReportAccessInfoUpdater> g_reportAccessInfoUpdater(KestrineClasses::ReportAccessInfoUpdater);
+const Registration<CConfiguredAccountsTracker> g_configuredAccountsTracker(KestrineClasses::ConfiguredAccountsTracker);
+const Registration<CSSRSRolesUpdater> g_ssrsRolesUpdater(KestrineClasses::SSRSRolesUpdater);
 
 // The module's one file logger; the banner reaches the file with the first line.
 class LogOutput

@@ -1,0 +1,297 @@
+#include "Subsystems/ManagementService/Kestrine/ConfiguredAccountsTracker.h"
+
+#include "Platform/Testing/AccountsFile.h"
+#include "Tests/Support/HostFakes.h"
+#include "Tests/Support/LogCapture.h"
+#include "Tests/Support/ManualClock.h"
+#include "Tests/Support/SecurityFakes.h"
+
+#include <gtest/gtest.h>
+
+using namespace std::chrono_literals;
+
+namespace
+{
+
+using Texts = std::vector<std::wstring>;
+
+constexpr char Entries[] = "computer = S-1-5-21-10-20-30\n"
+                           "domain CORP = S-1-5-21-1-2-3 corp.example\n"
+                           "user CORP\\ann = 1105\n"
+                           "user CORP\\bob = 1106\n"
+                           "group CORP\\Readers = 1201\n"
+                           "user .\\karen = 1001\n"
+                           "type NT AUTHORITY\\SYSTEM = user\n";
+constexpr wchar_t Ann[] = L"S-1-5-21-1-2-3-1105";
+constexpr wchar_t Bob[] = L"S-1-5-21-1-2-3-1106";
+
+class ConfiguredAccountsTrackerTest : public testing::Test
+{
+protected:
+    ConfiguredAccountsTrackerTest()
+    {
+        CComponentObject<CConfiguredAccountsTracker>::Create(IConfigurableComponent::Iid, configurable.OutVoid());
+        configurable->QueryInterface(IAccessInfoSource::Iid, source.OutVoid());
+        configurable->QueryInterface(ITrackerControl::Iid, control.OutVoid());
+        config.SetString(L"ReportAccessInfoUpdater", L"Test.Updater");
+        config.SetInt32(L"UpdateIntervalS", 120);
+        config.AddChild(items);
+        AddItem(L"TrackingItem", false);
+        for (std::size_t i = 0; i < server.subscriptions.size(); ++i)
+            server.subscriptions[i].id.Data1 = static_cast<std::uint32_t>(100 - i);
+        tokens.names = {{Ann, L"CORP\\ann"}, {Bob, L"CORP\\bob"}};
+    }
+
+    KelNodePtr AddItem(const wchar_t* type, bool recursively)
+    {
+        const KelNodePtr item = CreateKelNode(nullptr, type);
+        item.SetString(L"NodePath", L"\\Site\\Viewers");
+        item.SetString(L"Attribute", L"Accounts");
+        item.SetBool(L"Recursively", recursively);
+        items.AddChild(item);
+        return item;
+    }
+
+    HRESULT Configure() { return configurable->Configure(config.Get()); }
+
+    // With the permission that the checker knows; otherwise every user account gets full access.
+    void Start(bool withPermission = false)
+    {
+        if (withPermission)
+            config.SetString(L"RequiredContainerPermission", L"ViewReports");
+        ASSERT_EQ(Configure(), S_OK);
+        clock.LetTheWaiterLook();
+    }
+
+    HRESULT Notify(const Texts& accountTexts, std::size_t subscription = 0)
+    {
+        const KelNodePtr node = CreateKelNode(L"Viewers", L"Group");
+        node.SetStringList(L"Accounts", accountTexts);
+        return server.Notify(server.subscriptions[subscription], node);
+    }
+
+    // A notification and the run that it triggers.
+    void NotifyAndRun(const Texts& accountTexts)
+    {
+        const std::size_t runs = Runs();
+        ASSERT_EQ(Notify(accountTexts), S_OK);
+        WaitForRun(runs);
+    }
+    void RunAgain()
+    {
+        const std::size_t runs = Runs();
+        clock.Advance(120s + 1ms);
+        WaitForRun(runs);
+    }
+    std::size_t Runs() const
+    {
+        return log.Count(L"Exiting: CConfiguredAccountsTracker::UpdateAccessInfo") +
+               log.Count(L"EXCEPTION at: CConfiguredAccountsTracker::UpdateAccessInfo");
+    }
+    void WaitForRun(std::size_t before)
+    {
+        ASSERT_TRUE(Eventually([&] { return Runs() > before; }));
+        clock.LetTheWaiterLook();
+    }
+
+    Texts Viewers()
+    {
+        KelNodePtr list;
+        EXPECT_EQ(source->GetAllowedViewers(list.Out()), S_OK);
+        return Describe(list);
+    }
+
+    AccountsFile accounts{Entries};
+    ManualClock clock;
+    LogCapture log;
+    FakeConfigServer server;
+    FakeUpdater updater;
+    FakePermissionsChecker checker;
+    FakeTokenMgr tokens;
+    NamedInstance namedServer{L"ConfigServer.Proxy", &server};
+    NamedInstance namedUpdater{L"Test.Updater", &updater};
+    NamedInstance namedChecker{L"Security.PermissionsChecker", &checker};
+    NamedInstance namedTokens{L"Security.AuthTokenMgr", &tokens};
+    KelNodePtr config = CreateKelNode(L"Tracker", nullptr);
+    KelNodePtr items = CreateKelNode(L"TrackingItems", nullptr);
+    ComponentPtr<IConfigurableComponent> configurable;
+    ComponentPtr<IAccessInfoSource> source;
+    ComponentPtr<ITrackerControl> control;
+};
+
+} // namespace
+
+TEST_F(ConfiguredAccountsTrackerTest, SubscribesForEachItemAndUndoesItOnFailure)
+{
+    AddItem(L"Comment", false);
+    AddItem(L"TrackingItem", true);
+    server.subscriptions[1].activateResult = E_ABORT;
+    EXPECT_EQ(Configure(), E_ABORT);
+    EXPECT_EQ(server.subscriptions[0].activated, 0) << "in identifier order";
+    EXPECT_TRUE(server.live.empty());
+    server.failingSubscribe = 4;
+    EXPECT_EQ(Configure(), E_ABORT);
+    EXPECT_TRUE(server.live.empty());
+    EXPECT_EQ(server.unsubscribed.size(), 3U);
+    std::int64_t depths[2] = {};
+    server.filters[0].TryGetInt64(L"MaxDepth", depths[0]);
+    server.filters[1].TryGetInt64(L"MaxDepth", depths[1]);
+    EXPECT_EQ(std::pair(depths[0], depths[1]), std::pair(std::int64_t(0), std::int64_t(0x7FFFFFFF)));
+    std::int32_t options = 0;
+    EXPECT_TRUE(server.requests[0].TryGetInt32(L"SubscribeOptions", options));
+    EXPECT_EQ(options, 11);
+    EXPECT_EQ(log.Count(L"New subscription: id={00000064-0000-0000-0000-000000000000} path='\\Site\\Viewers' "
+                        L"attr='Accounts' type='' recursive=0"),
+              1U);
+    EXPECT_EQ(configurable->Configure(nullptr), E_POINTER);
+    config.RemoveChild(items);
+    EXPECT_EQ(Configure(), HResultFromWin32(ERROR_NOT_FOUND));
+}
+
+TEST_F(ConfiguredAccountsTrackerTest, UserAccountsGetFullAccessWithoutAPermission)
+{
+    Start();
+    NotifyAndRun({L"CORP\\ann", L"", L"win:sid=S-1-5-21-1-2-3-1105", L"CORP\\Readers", L"CORP\\nobody", L".\\karen",
+                  L"win:sid=S-1-5-18", L"CORP\\ann"});
+    EXPECT_EQ(Viewers().size(), 2U);
+    EXPECT_EQ(Viewers()[0], L"CORP\\ann") << "two texts, one account, one item";
+    EXPECT_TRUE(Viewers()[1].ends_with(L"\\karen!")) << "local";
+    EXPECT_TRUE(tokens.minted.empty());
+    EXPECT_EQ(updater.calls, (decltype(updater.calls){{nullptr, false}}));
+    EXPECT_EQ(log.Count(L"Skipping: sid_type=2"), 1U) << "the group";
+    EXPECT_EQ(log.Count(L"Skipping: sid_type=5"), 1U) << "LocalSystem, which this computer calls a user";
+    EXPECT_EQ(log.Count(L"| WARN |", L"Resolving 'CORP\\nobody' to sid failed: "), 1U);
+    RunAgain();
+    EXPECT_EQ(updater.calls.size(), 1U) << "nothing has changed";
+    EXPECT_EQ(log.Count(L"| WARN |", L"Resolving 'CORP\\nobody' to sid failed: "), 2U) << "tried on every run";
+}
+
+TEST_F(ConfiguredAccountsTrackerTest, TextsEnterAndLeaveWithTheNotifications)
+{
+    items.GetChildByIndex(0, true).SetBool(L"Recursively", true);
+    items.GetChildByIndex(0, true).SetString(L"NodeType", L"Viewer");
+    Start();
+    const auto tree = [](const wchar_t* first, const wchar_t* second) {
+        const KelNodePtr root = CreateKelNode(L"Viewers", L"Folder");
+        root.SetString(L"Accounts", L"CORP\\Readers"); // of another type
+        for (const wchar_t* account : {first, second}) {
+            const KelNodePtr child = CreateKelNode(nullptr, L"Viewer");
+            child.SetString(L"Accounts", account);
+            root.AddChild(child);
+        }
+        return root;
+    };
+    const auto notify = [&](const KelNodePtr& node) {
+        const std::size_t runs = Runs();
+        EXPECT_EQ(server.Notify(server.subscriptions[0], node), S_OK);
+        return runs;
+    };
+    WaitForRun(notify(tree(L"CORP\\ann", L"CORP\\bob")));
+    EXPECT_EQ(Viewers(), (Texts{L"CORP\\ann", L"CORP\\bob"}));
+    notify(tree(L"CORP\\bob", L"CORP\\ann"));
+    EXPECT_EQ(log.Count(L"Data updated"), 1U) << "the same set";
+    WaitForRun(notify(tree(L"CORP\\bob", L"")));
+    EXPECT_EQ(Viewers(), Texts{L"CORP\\bob"});
+    EXPECT_EQ(updater.calls.size(), 2U);
+    WaitForRun(notify({}));
+    EXPECT_EQ(Viewers(), Texts()) << "a removed node holds no accounts";
+    FakeSubscription unknown;
+    unknown.id.Data1 = 7;
+    EXPECT_EQ(server.Notify(unknown, tree(L"CORP\\ann", L"x")), S_OK);
+    EXPECT_EQ(log.Count(L"Data updated"), 3U) << "an unknown subscription is ignored";
+    FakeModifiedNodes nodes;
+    EXPECT_EQ(server.sink->OnTriggered(nullptr, 0, &nodes), E_POINTER);
+    EXPECT_EQ(server.sink->OnTriggered(&server.subscriptions[0], 0, nullptr), E_POINTER);
+}
+
+TEST_F(ConfiguredAccountsTrackerTest, TokensAndNamesAreKeptForTheRefreshInterval)
+{
+    config.SetInt32(L"ForceRefreshIntervalS", 1000);
+    checker.grants = {{L"CORP\\ann", {L"c1"}}, {L"CORP\\renamed", {L"c1"}}};
+    Start(true);
+    NotifyAndRun({L"CORP\\ann"});
+    EXPECT_EQ(Viewers(), Texts{L"CORP\\ann(c1)"});
+    RunAgain();
+    EXPECT_EQ(std::pair(tokens.minted[Ann], tokens.expiryAsked), std::pair(1, 1));
+    tokens.expired = true;
+    RunAgain();
+    EXPECT_EQ(tokens.minted[Ann], 2) << "the host says that it has expired";
+    tokens.expired = false;
+    accounts.Write("computer = S-1-5-21-10-20-30\ndomain CORP = S-1-5-21-1-2-3\nuser CORP\\renamed = 1105\n");
+    tokens.names[Ann] = L"win:sid=S-1-5-21-1-2-3-1105"; // not resolved by the host
+    checker.grants[L"win:sid=S-1-5-21-1-2-3-1105"] = {L"c2"};
+    RunAgain();
+    EXPECT_EQ(Viewers(), Texts{L"CORP\\ann(c1)"}) << "neither name nor token is old";
+    const int asked = tokens.expiryAsked;
+    clock.Advance(1000s);
+    RunAgain();
+    EXPECT_EQ(tokens.expiryAsked, asked) << "an old token is renewed without asking";
+    EXPECT_EQ(Viewers(), Texts{L"CORP\\renamed(c2)"}) << "the name looked up stands in for the token's";
+}
+
+TEST_F(ConfiguredAccountsTrackerTest, OneAccountsFailureLeavesTheOthersAlone)
+{
+    checker.grants = {{L"CORP\\ann", {}}, {L"CORP\\bob", {}}};
+    Start(true);
+    NotifyAndRun({L"CORP\\ann", L"CORP\\bob"});
+    updater.calls.clear();
+    const auto warned = [&] {
+        return log.Count(L"| WARN |", std::wstring(L"UpdateAccountAccessItem for '") + Ann + L"' failed: 0x80070005 ");
+    };
+    checker.failing = {L"CORP\\ann"};
+    RunAgain();
+    EXPECT_EQ(warned(), 1U);
+    EXPECT_EQ(Viewers(), (Texts{L"CORP\\ann", L"CORP\\bob"})) << "the item stays";
+    checker.failing.clear();
+    checker.Grant(L"CORP\\bob", {L"c9"});
+    tokens.failing = {Ann};
+    tokens.expired = true;
+    RunAgain();
+    EXPECT_EQ(warned(), 2U);
+    EXPECT_EQ(Viewers(), (Texts{L"CORP\\ann", L"CORP\\bob(c9)"}));
+    EXPECT_EQ(updater.calls.size(), 1U);
+    updater.result = E_ABORT;
+    checker.grants.erase(L"CORP\\bob");
+    RunAgain();
+    EXPECT_EQ(Viewers(), Texts{L"CORP\\ann"}) << "kept, although the updater could not be told";
+}
+
+TEST_F(ConfiguredAccountsTrackerTest, StopEndsARunAtItsNextStepAndConfigureStartsAgain)
+{
+    Gate gate;
+    checker.hook = [&](const std::wstring&) { gate.Pass(); };
+    checker.grants = {{L"CORP\\ann", {}}, {L"CORP\\bob", {}}};
+    Start(true);
+    ASSERT_EQ(Notify({L"CORP\\ann", L"CORP\\bob"}), S_OK);
+    ASSERT_TRUE(gate.WaitForArrivals(1));
+    EXPECT_EQ(Viewers(), Texts()) << "the lock is not held while the checker is asked";
+    EXPECT_EQ(control->Stop(), S_OK);
+    gate.Open();
+    ASSERT_TRUE(Eventually([&] { return log.Count(L"UpdateAccessInfo failed: 0x80004004 ") == 1; }));
+    EXPECT_EQ(log.Count(L"| DBG  |", L"CConfiguredAccountsTracker::UpdateAccessInfo failed: 0x80004004 "), 1U);
+    EXPECT_TRUE(updater.calls.empty());
+    ASSERT_EQ(Configure(), S_OK);
+    clock.LetTheWaiterLook();
+    const std::size_t runs = Runs();
+    ASSERT_EQ(Notify({L"CORP\\ann", L"CORP\\bob"}, 1), S_OK);
+    WaitForRun(runs);
+    EXPECT_EQ(Viewers(), (Texts{L"CORP\\ann", L"CORP\\bob"}));
+    EXPECT_EQ(server.live, std::vector<IKelModifySubscription*>{&server.subscriptions[1]});
+}
+
+TEST_F(ConfiguredAccountsTrackerTest, ReleaseAndReconfigurationWaitForTheRunWithoutDeadlock)
+{
+    Gate gate;
+    checker.hook = [&](const std::wstring&) { gate.Pass(); };
+    Start(true);
+    ASSERT_EQ(Notify({L"CORP\\ann"}), S_OK);
+    ASSERT_TRUE(gate.WaitForArrivals(1));
+    std::thread configuring([&] { EXPECT_EQ(Configure(), S_OK); });
+    ASSERT_TRUE(Eventually([&] { return server.subscriptions[1].activated == 1; }));
+    gate.Open();
+    configuring.join();
+    source.Reset();
+    control.Reset();
+    configurable.Reset();
+    EXPECT_TRUE(server.live.empty());
+}

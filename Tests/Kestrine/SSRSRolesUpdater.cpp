@@ -1,0 +1,257 @@
+#include "Subsystems/ManagementService/Kestrine/SSRSRolesUpdater.h"
+
+#include "Common/ErrorHandling/ErrorText.h"
+#include "Subsystems/ManagementService/Kestrine/SettingsGate.h"
+#include "Tests/Support/HostFakes.h"
+#include "Tests/Support/LogCapture.h"
+#include "Tests/Support/ManualClock.h"
+#include "Tests/Support/SecurityFakes.h"
+
+#include <gtest/gtest.h>
+
+using namespace std::chrono_literals;
+
+namespace
+{
+
+using Texts = std::vector<std::wstring>;
+
+KelNodePtr MakeSettings(const wchar_t* url = L"http://reports/", const wchar_t* password = L"secret")
+{
+    const KelNodePtr settings = CreateKelNode(L"entry", nullptr);
+    settings.SetString(L"ReportServerUrl", url);
+    settings.SetString(L"ReportServerUserName", L"svc");
+    settings.SetRaw(L"ReportServerPassword", KelnBinary, std::vector<std::uint8_t>(password, password + 3));
+    return settings;
+}
+
+auto Answer(std::int32_t result, const wchar_t* serialized = nullptr)
+{
+    return [=](const std::wstring&, IKelNode** response) {
+        const KelNodePtr node = CreateKelNode(nullptr, nullptr);
+        node.SetInt32(L"AdjustResult", result);
+        if (serialized)
+            node.SetString(L"ErrorSerialized", serialized);
+        *response = KelNodePtr(node).Detach();
+        return S_OK;
+    };
+}
+
+class SSRSRolesUpdaterTest : public testing::Test
+{
+protected:
+    SSRSRolesUpdaterTest()
+    {
+        CComponentObject<CSSRSRolesUpdater>::Create(IConfigurableComponent::Iid, configurable.OutVoid());
+        configurable->QueryInterface(IAccessInfoConsumer::Iid, consumer.OutVoid());
+    }
+
+    void Start(int updateInterval = 300, int retryInterval = 600)
+    {
+        config.SetInt32(L"UpdateIntervalS", updateInterval);
+        config.SetInt32(L"RetryIntervalS", retryInterval);
+        ASSERT_EQ(configurable->Configure(config.Get()), S_OK);
+        ASSERT_EQ(consumer->OnReportingSettingsUpdated(MakeSettings().Get()), S_OK);
+        clock.LetTheWaiterLook();
+    }
+
+    HRESULT Report(const std::vector<const wchar_t*>& names)
+    {
+        std::vector<KelNodePtr> list;
+        for (const wchar_t* name : names)
+            list.push_back(MakeTestItem(name));
+        list.push_back(CreateKelNode(nullptr, L"AccessRightsItem")); // without a name
+        return consumer->OnAccessInfoUpdated(MakeTestList(list).Get());
+    }
+
+    std::size_t Runs() const
+    {
+        return log.Count(L"Exiting: CSSRSRolesUpdater::UpdateAction") +
+               log.Count(L"EXCEPTION at: CSSRSRolesUpdater::UpdateAction");
+    }
+    void WaitForRun(std::size_t before)
+    {
+        ASSERT_TRUE(Eventually([&] { return Runs() > before; }));
+        clock.LetTheWaiterLook();
+    }
+    void ReportAndRun(const std::vector<const wchar_t*>& names)
+    {
+        const std::size_t runs = Runs();
+        ASSERT_EQ(Report(names), S_OK);
+        WaitForRun(runs);
+    }
+    void RunAgain()
+    {
+        const std::size_t runs = Runs();
+        clock.Advance(300s + 1ms);
+        WaitForRun(runs);
+    }
+    Texts TakeRequests() { return std::exchange(gate.requests, {}); }
+
+    ManualClock clock;
+    LogCapture log;
+    FakeSettingsGate gate;
+    NamedInstance named{L"Core.ServiceClient", static_cast<IServiceClient*>(&gate)};
+    KelNodePtr config = CreateKelNode(nullptr, nullptr);
+    ComponentPtr<IConfigurableComponent> configurable;
+    ComponentPtr<IAccessInfoConsumer> consumer;
+};
+
+} // namespace
+
+TEST_F(SSRSRolesUpdaterTest, EveryNewAccountIsSentOnce)
+{
+    Start();
+    ReportAndRun({L"CORP\\ann", L"", L"CORP\\bob", L"CORP\\ann"});
+    EXPECT_EQ(TakeRequests(), (Texts{L"CORP\\ann", L"CORP\\bob"}));
+    EXPECT_EQ(gate.proxies, 1) << "one proxy a run";
+    EXPECT_EQ(gate.lastRequest.GetName() + L"/" + gate.lastRequest.GetNodeType(),
+              L"SSRSSettingsAdjustRequest/SSRSSettingsAdjustRequest");
+    EXPECT_EQ(gate.lastRequest.GetAttributeNames(),
+              (Texts{L"ReportServerUrl", L"ReportServerUserName", L"ReportServerPassword", L"DestUserName"}));
+    EXPECT_EQ(gate.lastRequest.GetAttributeType(L"ReportServerPassword"), KelnBinary) << "as it is stored";
+    EXPECT_EQ(Report({L"CORP\\bob"}), S_OK);
+    RunAgain();
+    EXPECT_TRUE(TakeRequests().empty());
+    EXPECT_EQ(gate.proxies, 1) << "nothing to send, no proxy";
+    EXPECT_EQ(log.Count(L"Adding item to process: "), 2U);
+    EXPECT_EQ(consumer->OnAccessInfoUpdated(nullptr), S_OK);
+}
+
+TEST_F(SSRSRolesUpdaterTest, AFailedAccountIsTriedAgainAfterTheRetryInterval)
+{
+    Start();
+    bool failing = true;
+    gate.answer = [&](const std::wstring& account, IKelNode** response) {
+        return failing && account == L"a" ? E_ACCESSDENIED : Answer(S_OK)(account, response);
+    };
+    ReportAndRun({L"a", L"b"});
+    EXPECT_EQ(TakeRequests(), (Texts{L"a", L"b"})) << "one failure does not stop the run";
+    EXPECT_EQ(log.Count(L"| WARN |", L"Adding 'Browser' role for account 'a' failed: 0x80070005 "), 1U);
+    EXPECT_EQ(log.Count(L"EXCEPTION at: Processing account 'a'"), 1U);
+    failing = false;
+    RunAgain();
+    EXPECT_TRUE(TakeRequests().empty());
+    EXPECT_EQ(log.Count(L"skipping - time to retry (s): 299"), 1U);
+    ReportAndRun({L"c"});
+    EXPECT_EQ(TakeRequests(), Texts{L"c"});
+    RunAgain();
+    EXPECT_EQ(TakeRequests(), Texts{L"a"});
+    RunAgain();
+    EXPECT_TRUE(TakeRequests().empty());
+}
+
+TEST_F(SSRSRolesUpdaterTest, RetryIntervalZeroMakesEveryFailureDueAtOnceOldestFirst)
+{
+    Start(300, 0);
+    gate.answer = [](const std::wstring&, IKelNode**) { return E_FAIL; };
+    gate.hook = [&](const std::wstring&) { clock.Advance(1s); };
+    ReportAndRun({L"b"});
+    ReportAndRun({L"a"});
+    EXPECT_EQ(TakeRequests(), (Texts{L"b", L"a", L"b"})) << "never attempted ones come first";
+    RunAgain();
+    EXPECT_EQ(TakeRequests(), (Texts{L"a", L"b"}));
+}
+
+TEST_F(SSRSRolesUpdaterTest, NewSettingsMakeEveryAccountNewOnceItIsReportedAgain)
+{
+    Start();
+    ReportAndRun({L"a"});
+    EXPECT_EQ(consumer->OnReportingSettingsUpdated(MakeSettings().Get()), S_OK);
+    EXPECT_EQ(log.Count(L"Resetting processed data"), 1U) << "the same settings change nothing";
+    EXPECT_EQ(consumer->OnReportingSettingsUpdated(MakeSettings(L"http://reports/", L"other").Get()), S_OK);
+    EXPECT_EQ(log.Count(L"Resetting processed data"), 2U);
+    RunAgain();
+    EXPECT_EQ(TakeRequests(), Texts{L"a"});
+    ReportAndRun({L"a"});
+    EXPECT_EQ(TakeRequests(), Texts{L"a"});
+    const KelNodePtr noPassword = CreateKelNode(L"entry", nullptr);
+    noPassword.SetString(L"ReportServerUrl", L"x");
+    noPassword.SetString(L"ReportServerUserName", L"y");
+    EXPECT_EQ(consumer->OnReportingSettingsUpdated(noPassword.Get()), HResultFromWin32(ERROR_NOT_FOUND));
+    EXPECT_EQ(log.Count(L"Resetting processed data"), 2U) << "the template stays";
+    EXPECT_EQ(consumer->OnReportingSettingsUpdated(MakeSettings(L"").Get()), S_OK);
+    ReportAndRun({L"a"});
+    EXPECT_TRUE(TakeRequests().empty());
+    EXPECT_EQ(log.Count(L"skipping - no SSRS settings"), 1U);
+    EXPECT_EQ(consumer->OnReportingSettingsUpdated(nullptr), S_OK);
+    EXPECT_EQ(log.Count(L"Resetting processed data"), 3U) << "none again is no change";
+}
+
+TEST_F(SSRSRolesUpdaterTest, SettingsThatChangeDuringARunMakeItsRestObsolete)
+{
+    Start();
+    gate.hook = [&](const std::wstring& account) {
+        if (account != L"a")
+            return;
+        EXPECT_EQ(consumer->OnReportingSettingsUpdated(MakeSettings(L"http://other/").Get()), S_OK);
+        EXPECT_EQ(Report({L"b"}), S_OK);
+        gate.hook = nullptr;
+    };
+    const std::size_t runs = Runs();
+    ASSERT_EQ(Report({L"a", L"b", L"c"}), S_OK);
+    WaitForRun(runs + 1);
+    EXPECT_EQ(TakeRequests(), (Texts{L"a", L"c", L"b"})) << "c is not in the map any more and is sent all the same";
+    EXPECT_EQ(log.Count(L"skipping - obsolete"), 1U);
+    EXPECT_EQ(gate.lastRequest.GetString(L"ReportServerUrl"), L"http://other/");
+}
+
+TEST_F(SSRSRolesUpdaterTest, AMissingServiceEndsTheRunAndADestructionToo)
+{
+    Start();
+    gate.serviceResult = E_ACCESSDENIED;
+    ReportAndRun({L"a", L"b"});
+    EXPECT_EQ(log.Count(L"| ERR  |", L"Executing AsyncAction failed: 0x80070005 "), 1U);
+    EXPECT_EQ(gate.proxies, 1);
+    gate.serviceResult = S_OK;
+    Gate passage;
+    gate.hook = [&](const std::wstring&) { passage.Pass(); };
+    clock.Advance(300s + 1ms);
+    ASSERT_TRUE(passage.WaitForArrivals(1));
+    std::thread releasing([&] {
+        consumer.Reset();
+        configurable.Reset();
+    });
+    std::this_thread::yield();
+    passage.Open();
+    releasing.join();
+    EXPECT_LE(TakeRequests().size(), 2U);
+    EXPECT_EQ(log.Count(L"Exiting: AsyncAction thread"), 1U);
+}
+
+TEST_F(SSRSRolesUpdaterTest, ReconfiguringDuringARunDoesNotDeadlock)
+{
+    Start();
+    Gate passage;
+    gate.hook = [&](const std::wstring&) { passage.Pass(); };
+    ASSERT_EQ(Report({L"a", L"b"}), S_OK);
+    ASSERT_TRUE(passage.WaitForArrivals(1));
+    std::thread configuring([&] { EXPECT_EQ(configurable->Configure(config.Get()), S_OK); });
+    passage.Open();
+    configuring.join();
+    EXPECT_EQ(configurable->Configure(nullptr), E_POINTER);
+}
+
+TEST(SettingsGate, TellsWhyAnAdjustmentFailed)
+{
+    FakeSettingsGate gate;
+    const KelNodePtr request = MakeRequestTemplate(MakeSettings());
+    const auto failure = [&](auto answer) -> std::wstring {
+        gate.answer = answer;
+        try {
+            RequestRole(gate, request, L"a");
+        } catch (const HRX& e) {
+            return ErrorText(e, WithoutLocation);
+        }
+        return L"<none>";
+    };
+    EXPECT_EQ(failure(Answer(S_OK)), L"<none>");
+    EXPECT_EQ(failure(Answer(S_FALSE, L"not read")), L"<none>");
+    EXPECT_EQ(failure(Answer(E_FAIL, L"0x80004005 No such role [0x1,0x2]")), L"0x80004005 No such role");
+    EXPECT_EQ(failure(Answer(E_FAIL, L"plain words")), L"0x80004005 plain words");
+    EXPECT_EQ(failure(Answer(E_ABORT)).substr(0, 11), L"0x80004004 ");
+    EXPECT_EQ(failure([](const std::wstring&, IKelNode**) { return E_ACCESSDENIED; }).substr(0, 11), L"0x80070005 ");
+    EXPECT_EQ(failure([](const std::wstring&, IKelNode**) { return S_OK; }).substr(0, 11), L"0x80004003 ")
+        << "no response is no confirmation";
+    EXPECT_FALSE(request.HasAttribute(L"DestUserName")) << "the template is not changed";
+}
