@@ -37,7 +37,7 @@ struct IModifySubscriptionSink : IComponentBase
     static constexpr GUID Iid{0xC58F7C8C, 0x47FB, 0x490D, {0xAC, 0x0F, 0xA6, 0xED, 0x5C, 0x96, 0xAD, 0xC8}};
 
     // Nodes under a watched path have changed. Called on a thread of the configuration server's choosing, from the
-    // moment `Subscribe` is called. The arguments belong to the call. E_POINTER when a pointer is null.
+    // subscription's `Activate` on. The arguments belong to the call. E_POINTER when a pointer is null.
     virtual HRESULT OnTriggered(IKelModifySubscription* subscription, int32_t modifyMask,
                                 IKelNodeModifyEnum* modifiedNodes) = 0;
 };

@@ -26,6 +26,8 @@ public:
     void FinalRelease() {}
 
 protected:
+    static constexpr ULONG DyingReferences = 0x40000000;
+
     std::atomic<ULONG> m_references{1};
 };
 
@@ -83,6 +85,8 @@ public:
         if (count == 0) {
             // Whoever releases after a failed call still wants to know why it failed.
             const ErrorInfoKeeper keepErrorInfo;
+            // Whoever still takes and drops a reference while the hook runs must not bring the count to 0 again.
+            this->m_references = T::DyingReferences;
             this->FinalRelease();
             delete this;
         }

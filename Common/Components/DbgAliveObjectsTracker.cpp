@@ -70,7 +70,7 @@ void DbgAliveObjectsTracker::Report()
     const std::size_t count = m_objects.size();
     LOG_AT_SOURCE(LogSeverity::Warn, CountLine, L"Alive component objects: " << count);
     for (const auto& [object, record] : m_objects) {
-        const void* const address = object;
+        const std::wstring address = Strings::Hex(object);
         const Record& entry = record;
         LOG_AT_SOURCE(LogSeverity::Warn, EntryLine,
                       L"ObjTag='" << entry.tag << L"' Ptr=" << address << L" EIPs=" << FrameList(entry.frames));

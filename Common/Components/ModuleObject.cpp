@@ -39,10 +39,10 @@ HRESULT ModuleObject::CreateInstance(REFCLSID clsid, REFIID iid, void** out)
     return creator ? creator(iid, out) : REGDB_E_CLASSNOTREG;
 }
 
-void ModuleObject::RegisterClass(REFCLSID clsid, ComponentCreator creator)
+void ModuleObject::RegisterClass(REFCLSID clsid, const ComponentCreator& creator)
 {
     const MutexLock lock(m_lock);
-    m_classes.try_emplace(clsid, std::move(creator));
+    m_classes.try_emplace(clsid, creator);
 }
 
 void ModuleObject::UnregisterClass(REFCLSID clsid)
@@ -51,9 +51,9 @@ void ModuleObject::UnregisterClass(REFCLSID clsid)
     m_classes.erase(clsid);
 }
 
-ComponentClassRegistration::ComponentClassRegistration(REFCLSID clsid, ComponentCreator creator) : m_clsid(clsid)
+ComponentClassRegistration::ComponentClassRegistration(REFCLSID clsid, const ComponentCreator& creator) : m_clsid(clsid)
 {
-    ModuleObject::Instance().RegisterClass(m_clsid, std::move(creator));
+    ModuleObject::Instance().RegisterClass(m_clsid, creator);
 }
 
 ComponentClassRegistration::~ComponentClassRegistration()

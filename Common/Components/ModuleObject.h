@@ -29,7 +29,7 @@ public:
     HRESULT CreateInstance(REFCLSID clsid, REFIID iid, void** out) override;
 
     // A class that is registered already keeps its creator.
-    void RegisterClass(REFCLSID clsid, ComponentCreator creator);
+    void RegisterClass(REFCLSID clsid, const ComponentCreator& creator);
     void UnregisterClass(REFCLSID clsid);
 
 private:
@@ -42,7 +42,7 @@ private:
 class ComponentClassRegistration
 {
 public:
-    ComponentClassRegistration(REFCLSID clsid, ComponentCreator creator);
+    ComponentClassRegistration(REFCLSID clsid, const ComponentCreator& creator);
     ~ComponentClassRegistration();
     ComponentClassRegistration(const ComponentClassRegistration&) = delete;
     ComponentClassRegistration& operator=(const ComponentClassRegistration&) = delete;

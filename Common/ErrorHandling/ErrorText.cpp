@@ -115,5 +115,6 @@ HRESULT PublishError(const HRES& error)
 
 ComponentPtr<IErrorInfo> RestoreErrorInfo(const std::wstring& text)
 {
-    return MakeErrorInfo(ParseErrorText(text) ? FrameworkErrorGuid : GUID{}, text);
+    const std::optional<ErrorRecord> parsed = ParseErrorText(text);
+    return MakeErrorInfo(parsed && parsed->code < 0 ? FrameworkErrorGuid : GUID{}, text);
 }

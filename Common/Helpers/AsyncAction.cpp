@@ -40,8 +40,12 @@ CAsyncAction::CAsyncAction(std::chrono::seconds period, std::chrono::seconds fir
 CAsyncAction::~CAsyncAction()
 {
     Stop();
-    if (m_worker.joinable())
+    if (m_worker.get_id() == std::this_thread::get_id()) {
+        *m_destroyedByRun = true;
+        m_worker.detach();
+    } else if (m_worker.joinable()) {
         m_worker.join();
+    }
 }
 
 std::shared_future<void> CAsyncAction::Trigger()
@@ -85,11 +89,15 @@ bool CAsyncAction::IsStopRequested() const
 void CAsyncAction::Work(const Action& action, milliseconds firstDelay)
 {
     const TraceScope scope(LogSeverity::Dbg, LogSeverity::Dbg2, L"AsyncAction thread", SourceLocation::Current());
+    bool destroyed = false;
     MutexLock lock(m_lock);
+    m_destroyedByRun = &destroyed;
     WaitForFirstRun(lock, firstDelay);
     while (!m_stopRequested) {
         lock.unlock();
         Run(action);
+        if (destroyed)
+            return;
         lock.lock();
         m_lastRunEnd = SteadyClock::now();
         WaitForNextRun(lock);

@@ -11,7 +11,7 @@
 
 // Runs never overlap. The period counts from the end of a run. Due times follow steady time. Triggers that come during
 // a run collapse into one further run right behind it. An exception that leaves the action is logged and costs only
-// that run. Thread-safe; must not be destroyed by its own action.
+// that run. Thread-safe. The action may destroy it, too: the worker then ends when the action returns.
 class CAsyncAction
 {
 public:
@@ -21,7 +21,7 @@ public:
     // Throws HRX when no thread can be started.
     CAsyncAction(std::chrono::seconds period, std::chrono::seconds firstDelay, Action action);
 
-    // Stops the worker and waits for a run in progress.
+    // Stops the worker and waits for a run in progress, except inside that run.
     ~CAsyncAction();
     CAsyncAction(const CAsyncAction&) = delete;
     CAsyncAction& operator=(const CAsyncAction&) = delete;
@@ -44,6 +44,7 @@ private:
     void Run(const Action& action) EXCLUDES(m_lock);
 
     std::thread m_worker;
+    bool* m_destroyedByRun = nullptr; // the worker's own note of it; used by the worker's thread only
     mutable Mutex m_lock;
     SteadyCondition m_wake; // used with m_lock
     std::chrono::milliseconds m_period GUARDED_BY(m_lock);

@@ -43,6 +43,17 @@ bool Status(HANDLE handle, struct stat& status)
     return fstat(file->Descriptor(), &status) == 0 || Fail(ErrorFromErrno(errno), false);
 }
 
+// Unlike an inode's number, which is given out again as soon as it is free, it names one file only.
+std::uint64_t FileIndex(HANDLE file, const struct stat& status)
+{
+    struct statx birth{};
+    const int descriptor = FromHandle<FileHandle>(file)->Descriptor();
+    if (statx(descriptor, "", AT_EMPTY_PATH, STATX_BTIME, &birth) != 0)
+        return status.st_ino;
+    const auto seconds = static_cast<std::uint64_t>(birth.stx_btime.tv_sec);
+    return status.st_ino ^ ((seconds * 1'000'000'000 + birth.stx_btime.tv_nsec) << 8);
+}
+
 } // namespace
 
 FileDescriptor::~FileDescriptor()
@@ -137,6 +148,7 @@ BOOL GetFileInformationByHandle(HANDLE file, BY_HANDLE_FILE_INFORMATION* informa
         return Fail(ERROR_INVALID_PARAMETER);
     if (!Status(file, status))
         return FALSE;
+    const std::uint64_t index = FileIndex(file, status);
     // A creation time of 0 says that the file system does not keep it.
     *information = {FILE_ATTRIBUTE_NORMAL,
                     FILETIME{},
@@ -146,8 +158,8 @@ BOOL GetFileInformationByHandle(HANDLE file, BY_HANDLE_FILE_INFORMATION* informa
                     High(static_cast<std::uint64_t>(status.st_size)),
                     Low(static_cast<std::uint64_t>(status.st_size)),
                     static_cast<DWORD>(status.st_nlink),
-                    High(status.st_ino),
-                    Low(status.st_ino)};
+                    High(index),
+                    Low(index)};
     return TRUE;
 }
 

@@ -97,7 +97,7 @@ KelNodePtr GetOriginatingClient(const KelNodePtr& token)
                                                                             << AuthTokenToString(token));
             ThrowHResult(HResultFromWin32(ERROR_CIRCULAR_DEPENDENCY));
         }
-        last = std::move(client);
+        last = client;
     }
     return last;
 }

@@ -76,18 +76,22 @@ HRESULT CConfiguredAccountsTracker::Configure(IKelNode* config)
         }
         // In place before the subscriptions start: the first notification triggers it.
         worker = std::make_unique<CAsyncAction>(settings.updateInterval, settings.updateInterval,
-                                                [this](CAsyncAction&) { UpdateAccessInfo(); });
+                                                [this](CAsyncAction& action) { UpdateAccessInfo(action); });
         const auto exchange = [&] {
             const MutexLock lock(m_lock);
             std::swap(m_settings, settings);
             std::swap(m_worker, worker);
         };
-        m_abort = false;
         exchange();
-        ScopeGuard undoExchange(exchange);
+        ScopeGuard undoExchange([&] {
+            exchange();
+            TriggerWorker(); // its run has given up if there was one
+        });
         Activate(added);
         undoExchange.Disarm();
         undo.Disarm();
+        if (worker)
+            worker->Stop();
         Unsubscribe(*proxy, replaced);
     });
 }
@@ -140,9 +144,11 @@ void CConfiguredAccountsTracker::Activate(const std::vector<GUID>& added)
         ComponentPtr<IKelModifySubscription> subscription;
         {
             const MutexLock lock(m_lock);
-            subscription = m_trackingItems.at(id).subscription;
+            if (const auto item = m_trackingItems.find(id); item != m_trackingItems.end())
+                subscription = item->second.subscription;
         }
-        CheckHResult(subscription->Activate());
+        if (subscription) // none: another configuration has come meanwhile
+            CheckHResult(subscription->Activate());
     }
 }
 
@@ -195,10 +201,15 @@ HRESULT CConfiguredAccountsTracker::OnTriggered(IKelModifySubscription* subscrip
         if (!changed)
             return;
         LOG_DBG(L"Data updated");
-        const MutexLock lock(m_lock);
-        if (m_worker)
-            m_worker->Trigger();
+        TriggerWorker();
     });
+}
+
+void CConfiguredAccountsTracker::TriggerWorker()
+{
+    const MutexLock lock(m_lock);
+    if (m_worker)
+        m_worker->Trigger();
 }
 
 // Returns whether the texts that the item collects have changed. A record without node holds none.
@@ -251,13 +262,13 @@ HRESULT CConfiguredAccountsTracker::Stop()
     const MutexLock lock(m_lock);
     if (m_worker)
         m_worker->Stop();
-    m_abort = true;
     return S_OK;
 }
 
-HRESULT CConfiguredAccountsTracker::UpdateAccessInfo()
+HRESULT CConfiguredAccountsTracker::UpdateAccessInfo(const CAsyncAction& run)
 {
     constexpr const wchar_t* name = L"CConfiguredAccountsTracker::UpdateAccessInfo";
+    DropErrorInfo();
     try {
         TRACE_SCOPE(name);
         Settings settings;
@@ -265,9 +276,9 @@ HRESULT CConfiguredAccountsTracker::UpdateAccessInfo()
             const MutexLock lock(m_lock);
             settings = m_settings;
         }
-        ResolveNames();
-        const bool recordsChanged = RebuildAccountRecords();
-        const bool itemsChanged = UpdateAccountRecords(settings);
+        ResolveNames(run);
+        const bool recordsChanged = RebuildAccountRecords(run);
+        const bool itemsChanged = UpdateAccountRecords(run, settings);
         if (recordsChanged || itemsChanged)
             CheckHResult(GetNamedInstance<IAccessInfoUpdater>(settings.updaterName)->UpdateAccessInfo(nullptr, FALSE));
         return S_OK;
@@ -278,13 +289,14 @@ HRESULT CConfiguredAccountsTracker::UpdateAccessInfo()
     }
 }
 
-void CConfiguredAccountsTracker::CheckAborted() const
+// Throws E_ABORT when the run's worker has been stopped or replaced: what it has found out is not wanted any more.
+void CConfiguredAccountsTracker::CheckCurrent(const CAsyncAction& run)
 {
-    if (m_abort)
+    if (m_worker.get() != &run || run.IsStopRequested())
         ThrowHResult(E_ABORT);
 }
 
-void CConfiguredAccountsTracker::ResolveNames()
+void CConfiguredAccountsTracker::ResolveNames(const CAsyncAction& run)
 {
     ResolvedNames names;
     {
@@ -297,17 +309,22 @@ void CConfiguredAccountsTracker::ResolveNames()
         }
     }
     for (auto& [text, sid] : names) {
-        CheckAborted();
+        {
+            const MutexLock lock(m_lock);
+            CheckCurrent(run);
+        }
         ResolveAccountSid(text, sid);
     }
     const MutexLock lock(m_lock);
+    CheckCurrent(run);
     m_resolvedNames = std::move(names);
 }
 
 // One record for each SID that a text has resolved to. Returns whether records came or went.
-bool CConfiguredAccountsTracker::RebuildAccountRecords()
+bool CConfiguredAccountsTracker::RebuildAccountRecords(const CAsyncAction& run)
 {
     const MutexLock lock(m_lock);
+    CheckCurrent(run);
     bool changed = false;
     AccountRecords records;
     for (const auto& [text, sid] : m_resolvedNames) {
@@ -327,18 +344,19 @@ bool CConfiguredAccountsTracker::RebuildAccountRecords()
 }
 
 // Returns whether any access item has changed.
-bool CConfiguredAccountsTracker::UpdateAccountRecords(const Settings& settings)
+bool CConfiguredAccountsTracker::UpdateAccountRecords(const CAsyncAction& run, const Settings& settings)
 {
     bool changed = false;
     MutexLock lock(m_lock);
-    // From key to key: a run of an earlier worker may replace the table while the lock is not held.
+    CheckCurrent(run);
+    // From key to key: while the lock is not held, a configuration that comes and fails may replace the table.
     for (auto entry = m_accountRecords.begin(); entry != m_accountRecords.end();) {
         const std::wstring key = entry->first;
         AccountRecord record = entry->second;
         lock.unlock();
-        CheckAborted();
         const bool updated = UpdateAccountAccessItem(record, settings);
         lock.lock();
+        CheckCurrent(run);
         entry = m_accountRecords.find(key);
         if (updated && entry != m_accountRecords.end()) {
             const KelNodePtr& before = entry->second.accessItem;

@@ -14,7 +14,6 @@
 #include "Interfaces/TrackerControl.h"
 #include "Subsystems/ManagementService/Kestrine/Sid.h"
 
-#include <atomic>
 #include <map>
 #include <memory>
 #include <set>
@@ -88,15 +87,16 @@ private:
     std::vector<GUID> SubscriptionIds();
     bool OnDataUpdated(const GUID& id, const KelNodePtr& node);
 
-    HRESULT UpdateAccessInfo();
-    void CheckAborted() const;
-    void ResolveNames();
-    bool RebuildAccountRecords();
-    bool UpdateAccountRecords(const Settings& settings);
+    void TriggerWorker();
+    // The steps of a run of the worker.
+    HRESULT UpdateAccessInfo(const CAsyncAction& run);
+    void CheckCurrent(const CAsyncAction& run) REQUIRES(m_lock);
+    void ResolveNames(const CAsyncAction& run);
+    bool RebuildAccountRecords(const CAsyncAction& run);
+    bool UpdateAccountRecords(const CAsyncAction& run, const Settings& settings);
     static bool UpdateAccountAccessItem(AccountRecord& record, const Settings& settings);
     static KelNodePtr QueryAccess(const AccountRecord& record, const std::wstring& permission);
 
-    std::atomic<bool> m_abort{false};
     Mutex m_lock;
     Settings m_settings GUARDED_BY(m_lock);
     TrackingItems m_trackingItems GUARDED_BY(m_lock);

@@ -19,7 +19,7 @@ constexpr std::int64_t StatusNodeOnly = 0;
 // Stands for every account and every object.
 KelNodePtr MakeWildcardItem()
 {
-    const KelNodePtr item = AccessRights::MakeItem();
+    KelNodePtr item = AccessRights::MakeItem();
     item.SetEmpty(AccessRights::LogonName);
     return item;
 }

@@ -4,6 +4,7 @@
 #include "Common/Diagnostics/Log.h"
 #include "Common/ErrorHandling/ErrorText.h"
 #include "Common/ErrorHandling/Operation.h"
+#include "Common/Foundation/Strings.h"
 #include "Common/Helpers/HostUtils.h"
 #include "Common/Helpers/Url.h"
 #include "Common/Nodes/Configuration.h"
@@ -151,7 +152,7 @@ void CReportAccessInfoUpdater::AddConfiguredConsumers()
 HRESULT CReportAccessInfoUpdater::RegisterAccessInfoSource(IAccessInfoSource* source)
 {
     return Boundary(L"CReportAccessInfoUpdater::RegisterAccessInfoSource", [&] {
-        LOG_DBG(L"RegisterAccessInfoSource: AccessInfoSource=" << static_cast<const void*>(source));
+        LOG_DBG(L"RegisterAccessInfoSource: AccessInfoSource=" << Strings::Hex(source));
         CheckPointer(source);
         const RecursiveMutexLock lock(m_lock);
         m_sources.emplace_back(source);
@@ -163,7 +164,7 @@ HRESULT CReportAccessInfoUpdater::UnregisterAccessInfoSource(IAccessInfoSource* 
     // Released when the lock is not held any more: it may be the source's last reference.
     std::vector<ComponentPtr<IAccessInfoSource>> removed;
     return Boundary(L"CReportAccessInfoUpdater::UnregisterAccessInfoSource", [&] {
-        LOG_DBG(L"UnregisterAccessInfoSource: AccessInfoSource=" << static_cast<const void*>(source));
+        LOG_DBG(L"UnregisterAccessInfoSource: AccessInfoSource=" << Strings::Hex(source));
         CheckPointer(source);
         const RecursiveMutexLock lock(m_lock);
         const auto kept = std::stable_partition(m_sources.begin(), m_sources.end(),
@@ -234,7 +235,7 @@ void CReportAccessInfoUpdater::UpdateLocality()
 
 KelNodePtr CReportAccessInfoUpdater::GatherAccessInfo()
 {
-    const KelNodePtr gathered = AccessRights::MakeList();
+    KelNodePtr gathered = AccessRights::MakeList();
     // A copy: a source may register and unregister while it is asked.
     const std::vector<ComponentPtr<IAccessInfoSource>> sources = m_sources;
     for (const ComponentPtr<IAccessInfoSource>& source : sources) {
@@ -243,8 +244,7 @@ KelNodePtr CReportAccessInfoUpdater::GatherAccessInfo()
         if (hr >= 0 && !answer)
             hr = E_POINTER;
         if (const HRES result = RecordHResult(hr); result.Failed()) {
-            LOG_WARN(L"Unable to query access info source=" << static_cast<const void*>(source.Get()) << L" failed: "
-                                                            << result);
+            LOG_WARN(L"Unable to query access info source=" << Strings::Hex(source.Get()) << L" failed: " << result);
             continue;
         }
         const std::uint64_t count = answer.GetChildCount();

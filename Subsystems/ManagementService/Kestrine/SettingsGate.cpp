@@ -48,6 +48,7 @@ void RequestRole(IRequestService& proxy, const KelNodePtr& requestTemplate, cons
     const KelNodePtr request = requestTemplate.Clone(KelnWholeTree);
     request.SetString(L"DestUserName", accountName);
     KelNodePtr response;
+    DropErrorInfo();
     CheckHResult(proxy.ProcessRequest(request.Get(), response.Out()));
     if (const HRES result = ReadAdjustResult(response); result.Failed())
         throw HRX(result);
@@ -57,9 +58,11 @@ HRES ReadAdjustResult(const KelNodePtr& response)
 {
     std::int32_t code = S_OK;
     response.TryGetInt32(L"AdjustResult", code);
+    // A failure takes up the thread's error information before a further reading drops it.
+    const HRES result = RecordHResult(code);
     std::wstring serialized;
-    if (code < 0 && response.TryGetString(L"ErrorSerialized", serialized))
-        SetErrorInfo(0, RestoreErrorInfo(serialized).Get());
-    // A failure takes up the thread's error information: the restored one, or whatever the call has left.
+    if (!result.Failed() || !response.TryGetString(L"ErrorSerialized", serialized))
+        return result;
+    SetErrorInfo(0, RestoreErrorInfo(serialized).Get());
     return RecordHResult(code);
 }
