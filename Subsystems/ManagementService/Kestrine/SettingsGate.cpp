@@ -59,7 +59,7 @@ HRES ReadAdjustResult(const KelNodePtr& response)
     std::int32_t code = S_OK;
     response.TryGetInt32(L"AdjustResult", code);
     // A failure takes up the thread's error information before a further reading drops it.
-    const HRES result = RecordHResult(code);
+    HRES result = RecordHResult(code);
     std::wstring serialized;
     if (!result.Failed() || !response.TryGetString(L"ErrorSerialized", serialized))
         return result;
