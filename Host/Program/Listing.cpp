@@ -8,7 +8,7 @@ namespace Host
 namespace
 {
 
-constexpr std::size_t MostChanges = 40;
+constexpr std::size_t MostChanges = 20;
 
 struct Line
 {

@@ -14,6 +14,7 @@ namespace
 {
 
 constexpr int MostIdleCycles = 10;
+constexpr std::size_t MostFindings = 8;
 
 std::wstring TextAttribute(const NodeDescription& node, std::wstring_view name)
 {
@@ -81,10 +82,8 @@ void SitePlayer::Play(const Event& event)
     m_console.Line();
     m_console.Line(std::to_wstring(++m_number) + L". " + event.say, Colour::Bold);
     const Activity before = m_host.ActivitySoFar();
-    if (event.perform) {
-        for (const Finding& finding : event.perform(m_host))
-            Say(finding.text, finding.isFailure ? Colour::Red : Colour::None);
-    }
+    if (event.perform)
+        ShowFindings(event.perform(m_host));
     if (event.wait > 0)
         Wait(event.wait);
     m_host.WaitUntilDelivered();
@@ -93,6 +92,17 @@ void SitePlayer::Play(const Event& event)
     if (event.until)
         Await(*event.until, before, event.limit);
     ShowState();
+}
+
+// Failures are always shown.
+void SitePlayer::ShowFindings(const std::vector<Finding>& findings)
+{
+    for (std::size_t i = 0; i < findings.size(); ++i) {
+        if (i < MostFindings || findings[i].isFailure)
+            Say(findings[i].text, findings[i].isFailure ? Colour::Red : Colour::None);
+    }
+    if (findings.size() > MostFindings)
+        Say(L"... " + std::to_wstring(findings.size()) + L" in all");
 }
 
 void SitePlayer::Await(const Condition& condition, const Activity& before, double limit)

@@ -37,6 +37,7 @@ public:
 
 private:
     void Play(const Event& event);
+    void ShowFindings(const std::vector<Finding>& findings);
     // Waits until the condition holds, `limit` seconds at most.
     void Await(const Condition& condition, const Activity& before, double limit);
     // What of the condition does not hold; empty when all of it does.
