@@ -37,14 +37,14 @@ thread_local ComponentPtr<IRequestContext> t_current;
 
 } // namespace
 
-RequestScope::RequestScope(NodeHandle token) : m_previous(std::move(t_current))
+RequestScope::RequestScope(NodeHandle token)
 {
     t_current = ComponentPtr<IRequestContext>::Attach(new RequestContext(std::move(token)));
 }
 
 RequestScope::~RequestScope()
 {
-    t_current = std::move(m_previous);
+    t_current.Reset();
 }
 
 HRESULT RequestContextMgr::GetContext(std::uint32_t contextId, IRequestContext** out)

@@ -8,7 +8,7 @@
 namespace Host
 {
 
-// The calling thread serves a request while the scope lasts; afterwards the one that it served before, if any.
+// The calling thread serves a request while the scope lasts. One at a time.
 class RequestScope
 {
 public:
@@ -17,9 +17,6 @@ public:
     ~RequestScope();
     RequestScope(const RequestScope&) = delete;
     RequestScope& operator=(const RequestScope&) = delete;
-
-private:
-    ComponentPtr<IRequestContext> m_previous;
 };
 
 // Any thread.

@@ -6,27 +6,18 @@
 
 #include <csignal>
 #include <cstdlib>
-#include <fstream>
 #include <gmock/gmock.h>
-#include <iterator>
 
 namespace fs = std::filesystem;
 using testing::AllOf;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
-using testing::StartsWith;
 
 namespace
 {
 
 const fs::path Sample = fs::path(KESTRINE_SAMPLES) / "site.json";
-
-std::string ReadAll(const fs::path& file)
-{
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator(stream), {}};
-}
 
 std::string Quoted(const fs::path& path)
 {
@@ -80,9 +71,8 @@ protected:
 };
 
 // Raises SIGINT when a text goes through.
-class InterruptingBuffer : public std::stringbuf
+struct InterruptingBuffer : std::stringbuf
 {
-protected:
     std::streamsize xsputn(const char* text, std::streamsize size) override
     {
         if (std::string_view(text, static_cast<std::size_t>(size)).find("3. ") == 0)
@@ -96,25 +86,17 @@ protected:
 TEST_F(HostProgram, TheSampleShowsItsStory)
 {
     const fs::path data = folder.Path() / "data";
-    ASSERT_EQ(Run("run " + Quoted(Sample) + " --until-idle --report-alive --data " + Quoted(data) + " --sql-trace " +
-                  Quoted(folder.Path() / "trace.sql")),
-              0)
-        << output << errors;
+    ASSERT_EQ(Run("run " + Quoted(Sample) + " --until-idle --report-alive --data " + Quoted(data)), 0) << output;
     const std::pair<const char*, std::vector<std::string>> sections[] = {
         {"3. ", {"table: rewritten, +1 -0, 6 rows", "+ (every account)  (every object)"}},
-        {"5. ", {"table: not rewritten, 5 rows"}},
-        {"7. ",
-         {"t.nwosu: ok", "table: rewritten, +2 -0, 8 rows", "+ BRIGHTMOOR\\r.ferreira  (every object)", "roles: +2"}},
-        {"9. ", {"k.baptiste: ok", "table: rewritten, +1 -0, 9 rows"}},
+        {"7. ", {"t.nwosu: ok", "table: rewritten, +2 -0, 8 rows", "+ BRIGHTMOOR\\r.ferreira  (every", "roles: +2"}},
         {"10. ", {"table: rewritten, +0 -3, 6 rows"}},
         {"11. ", {"table: rewritten, +4 -0, 10 rows", "+ IMAGING-01\\console", "roles: +3"}},
         {"13. ", {"table: not rewritten, 9 rows", "d.okafor: the index is being rebuilt"}},
         {"16. ", {"table: rewritten, +2 -2, 9 rows", "+ BRIGHTMOOR\\d.adeyemi", "roles: +1"}},
-        {"18. ", {"table: rewritten, +0 -1, 8 rows", "- IMAGING-01\\console", "the report server is being backed up"}},
+        {"18. ", {"table: rewritten, +0 -1, 8 rows", "- IMAGING-01\\console", "is being backed up"}},
         {"19. ", {"roles: +5"}},
-        {"24. ",
-         {"failed, 0x800708CA Reporting database 'reporting.db' does not answer", "table: not rewritten, 9 rows"}},
-        {"26. ", {"table: rewritten, +0 -1, 8 rows"}},
+        {"24. ", {"failed, 0x800708CA Reporting database 'reporting.db' does not", "table: not rewritten, 9 rows"}},
         {"28. ", {"table: not rewritten, 8 rows"}},
         {"Summary", {"2 failed\n", "18 added, 10 removed, 8 in the table", " 0 pending", "released  completely"}},
     };
@@ -123,7 +105,6 @@ TEST_F(HostProgram, TheSampleShowsItsStory)
             EXPECT_THAT(Section(output, begin), HasSubstr(text));
     }
     EXPECT_THAT(output, AllOf(HasSubstr("Until idle: cycle 2\n"), Not(HasSubstr("\x1b"))));
-    EXPECT_THAT(ReadAll(folder.Path() / "trace.sql"), StartsWith("\nIF OBJECT_ID("));
     EXPECT_GT(fs::file_size(data / "Logs" / fs::path(KESTRINE_MODULE).filename().replace_extension(".log")), 1000U);
 
     ASSERT_EQ(Run("table " + Quoted(data / "reporting.db")), 0);
@@ -138,7 +119,8 @@ TEST_F(HostProgram, LargeSitesRunToTheirEnd)
     const fs::path site = folder.Path() / "large.json";
     const std::string data = " --data " + Quoted(folder.Path() / "data");
     ASSERT_EQ(Run("generate --accounts 300 --containers 2 " + Quoted(site)), 0);
-    ASSERT_EQ(Run("run " + Quoted(site) + data), 0) << output << errors;
+    ASSERT_EQ(Run("run " + Quoted(site) + data + " --sql-trace " + Quoted(folder.Path() / "sql")), 0) << output;
+    EXPECT_TRUE(ReadAll(folder.Path() / "sql").starts_with("\nIF OBJECT_ID("));
     EXPECT_THAT(Section(output, "1. "), AllOf(HasSubstr("+600 -0, 600 rows"), HasSubstr("... and 580 more changes"),
                                               HasSubstr("roles: +300, 300 roles")));
     EXPECT_THAT(Section(output, "3. "), HasSubstr("... 32 in all"));
@@ -154,27 +136,28 @@ TEST_F(HostProgram, WrongInputEndsItBeforeAnythingRuns)
     EXPECT_THAT(output, HasSubstr("site.json: ok (5 components, 28 events)\n"));
 
     const fs::path wrong = WriteSite([](auto& site) { site["components"][1]["class"] = "Tracker"; });
-    for (const std::string& command : {std::string("check "), "run --data " + Quoted(data) + " "}) {
-        EXPECT_EQ(Run(command + Quoted(wrong)), 2);
-        EXPECT_THAT(errors, HasSubstr("site.json: /components/1/class: found \"Tracker\", expected one of"));
-        EXPECT_EQ(output, "");
-    }
+    EXPECT_EQ(Run("run --data " + Quoted(data) + ' ' + Quoted(wrong)), 2);
+    EXPECT_THAT(errors, HasSubstr("site.json: /components/1/class: found \"Tracker\", expected one of"));
+    EXPECT_EQ(output, "");
     EXPECT_FALSE(fs::exists(data));
 
-    std::ofstream(folder.Path() / "file") << "x";
-    const std::string run = "run " + Quoted(Sample) + ' ';
-    EXPECT_EQ(Run(run + "--data " + Quoted(folder.Path() / "file" / "below")), 2);
-    EXPECT_THAT(errors, HasSubstr("cannot be used as data directory: Not a directory"));
-    EXPECT_EQ(Run(run + "--data " + Quoted(data) + " --db " + Quoted(folder.Path() / "file")), 2);
-    EXPECT_THAT(errors, HasSubstr("file is not a database"));
-    EXPECT_EQ(Run(run + "--data " + Quoted(data) + " --sql-trace " + Quoted(folder.Path())), 2);
-    EXPECT_THAT(errors, HasSubstr("cannot write the SQL trace"));
-    EXPECT_EQ(Run("run " + Quoted(folder.Path() / "no.json")), 2);
-    EXPECT_THAT(errors, HasSubstr("no.json: cannot be read, expected a site file"));
-    EXPECT_EQ(Run("table " + Quoted(folder.Path() / "no.db")), 2);
-    EXPECT_EQ(Run("roles " + Quoted(folder.Path() / "file")), 2);
-    EXPECT_EQ(Run("generate " + Quoted(folder.Path())), 2);
-    EXPECT_EQ(Run(run + "--for -1"), 2);
+    const fs::path file = folder.Path() / "file";
+    std::ofstream(file) << std::string(4096, 'x');
+    const std::string run = "run " + Quoted(Sample) + " --data " + Quoted(data);
+    const std::pair<std::string, const char*> cases[] = {
+        {"run " + Quoted(Sample) + " --data " + Quoted(file / "below"), "as data directory: Not a directory"},
+        {run + " --db " + Quoted(file), "file is not a database"},
+        {run + " --sql-trace " + Quoted(folder.Path()), "cannot write the SQL trace"},
+        {run + " --for -1", "--for"},
+        {"check " + Quoted(folder.Path() / "no.json"), "no.json: cannot be read, expected a site file"},
+        {"table " + Quoted(folder.Path() / "no.db"), "no.db: cannot be read as a reporting database"},
+        {"roles " + Quoted(file), "file: cannot be read as a reporting database"},
+        {"generate " + Quoted(folder.Path()), "cannot be written"},
+    };
+    for (const auto& [arguments, complaint] : cases) {
+        EXPECT_EQ(Run(arguments), 2);
+        EXPECT_THAT(errors, HasSubstr(complaint));
+    }
 }
 
 TEST_F(HostProgram, AFailingStartSaysWhichComponentAndUndoesEverything)

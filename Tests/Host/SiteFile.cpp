@@ -12,8 +12,7 @@ namespace
 json Complete()
 {
     return json::parse(R"json({
-      "site": "Test",
-      "moduleSettings": {"Logger": {"MaxSeverity": "DBG", "KeepOpenInterval": 10}, "Debug": {"EnableAliveObjectsTracking": true}},
+      "site": "Test", "moduleSettings": {"Logger": {"KeepOpenInterval": 10}, "Debug": {"EnableAliveObjectsTracking": true}},
       "configuration": {"name": "Root", "type": "Tree", "children": [{"name": "Status", "attributes":
         {"On": true, "Small": -1, "Large": 5000000000, "List": ["a", "b"], "Nothing": null, "Raw": {"binary": "00fF"}}}]},
       "names": {"databaseConnectionManager": "Db", "reportingSettingsManager": "Settings"},
@@ -21,8 +20,7 @@ json Complete()
       "accounts": {"computer": {"name": "DESK", "sid": "S-1-5-21-1-2-3"}, "domains": [{"name": "D", "sid": "S-1-5-21-4-5-6"}],
         "users": {"D\\ann": 1001, ".\\bob": 1002}, "groups": {"D\\staff": {"rid": 1003, "members": ["D\\ann"]}},
         "aliases": {".\\all": {"rid": 1004, "members": ["d\\STAFF"]}}, "types": {"NT AUTHORITY\\SYSTEM": "user"}},
-      "tokens": {"lifetimeS": 60, "displayNames": false},
-      "grants": [{"account": "D\\staff", "permission": "View", "containers": ["0c8e2b1a-5d3f-4e7a-9b61-2f4d8c7a1e05"]}],
+      "tokens": {"lifetimeS": 60, "displayNames": false}, "grants": [{"account": "D\\staff", "permission": "View"}],
       "accessInfo": [{"name": "Source", "items": [
         {"account": "a", "containers": ["{0c8e2b1a-5d3f-4e7a-9b61-2f4d8c7a1e05}"], "localOnly": true}, {"account": "b"}]}],
       "objectNames": {"0c8e2b1a-5d3f-4e7a-9b61-2f4d8c7a1e05": "Ward"},
@@ -32,20 +30,16 @@ json Complete()
         {"name": "Rbac", "class": "RBACUsageTracker", "config": {"ReportAccessInfoUpdater": "Updater"}, "children": [{"name": "More"}]},
         {"name": "Service", "class": "PrepareReportAccessService", "config": {"ReportAccessInfoUpdater": "Updater"}}],
       "timeline": [
-        {"say": "enable", "settings": {"enable": null}},
-        {"say": "entries", "settings": {"entries": [{"name": "E2"}]}},
-        {"say": "set", "configure": {"path": "\\Root\\New\\Node", "set": {"X": 1}, "create": true}},
-        {"say": "remove", "configure": {"path": "\\Root\\New", "remove": true}, "cycle": false},
-        {"say": "source", "source": {"name": "Source", "remove": ["a"]}},
-        {"say": "database", "database": {"outage": true, "failAtStatement": 3}},
-        {"say": "wait", "wait": 0.5, "until": {"rows": 1, "roles": 1, "listed": ["a"], "granted": [".\\bob"], "queries": 1}},
-        {"say": "rename", "accounts": {"rename": "D\\ann", "to": "eve"}},
-        {"say": "gone", "accounts": {"remove": ".\\bob"}},
-        {"say": "requests", "requests": [{"from": "D\\eve", "through": ["S-1-5-18"], "waitForSync": true}, {"from": null}]},
-        {"say": "permissions", "permissions": {"revoke": {"account": "D\\staff"}}},
-        {"say": "tokens", "tokens": {"expire": true, "account": "D\\eve"}},
-        {"say": "gate", "gate": {"fail": "no", "as": "bareResult", "account": "D\\eve"}},
-        {"say": "cycle", "cycle": true}]
+        {"say": "x", "settings": {"enable": null}}, {"say": "x", "settings": {"entries": [{"name": "E2"}]}},
+        {"say": "x", "configure": {"path": "\\Root\\New\\Node", "set": {"X": 1}, "create": true}},
+        {"say": "x", "configure": {"path": "\\Root\\New", "remove": true}, "cycle": false},
+        {"say": "x", "source": {"name": "Source", "remove": ["a"]}},
+        {"say": "x", "database": {"outage": true, "failAtStatement": 3}},
+        {"say": "x", "wait": 0.5, "until": {"rows": 1, "roles": 1, "listed": ["a"], "granted": [".\\bob"], "queries": 1}},
+        {"say": "x", "accounts": {"rename": "D\\ann", "to": "eve"}}, {"say": "x", "accounts": {"remove": ".\\bob"}},
+        {"say": "x", "requests": [{"from": "D\\eve", "through": ["S-1-5-18"], "waitForSync": true}, {"from": null}]},
+        {"say": "x", "permissions": {"revoke": {"account": "D\\staff"}}}, {"say": "x", "tokens": {"expire": true}},
+        {"say": "x", "gate": {"fail": "no", "as": "bareResult", "account": "D\\eve"}}, {"say": "x", "cycle": true}]
     })json");
 }
 
@@ -125,21 +119,16 @@ TEST(SiteFile, ComplaintsSayWhereWhatWasFoundAndWhatWasExpected)
             "found \"0x1\", expected pairs of hexadecimal digits"],
         ["/configuration/children/0/attributes/a~1b", "x\u0000y",
             "found \"x\\u0000y\", expected a text without zero characters"],
-        ["/connectionSettings/0/attributes/Enabled", "yes", "found \"yes\", expected true or false"],
         ["/accounts/computer/sid", "S-1-5-32-544",
             "found \"S-1-5-32-544\", expected the SID of a domain such as \"S-1-5-21-10-20-30\""],
         ["/accounts/users/X\\y", 1,
             "found 1, expected DOMAIN\\name or .\\name with a domain of /accounts/domains as key"],
-        ["/accounts/users/D\\c", 1003,
-            "/accounts/groups/D\\staff/rid: found 1003, expected a relative identifier that is not taken in its domain"],
         ["/accounts/groups/D\\staff/members/0", "D\\none",
             "found \"D\\\\none\", expected the name of an account of /accounts"],
-        ["/accounts/types/D\\ann", "user", "found \"user\", expected the name of a well-known account as key"],
         ["/accessInfo/0/items/0/containers/0", "x",
             "found \"x\", expected a GUID such as \"6F9619FF-8B86-D011-B42D-00C04FC964FF\""],
         ["/accessInfo/0/items/1/containers", [],
             "found [], expected at least one GUID, or no \"containers\" for every object"],
-        ["/objectNames/ward", "x", "found \"x\", expected a GUID as key, and each once"],
         ["/accessInfo/0/name", "Core.ServiceClient",
             "found \"Core.ServiceClient\", expected an instance name that is not taken"],
         ["/components/0/config/DatabaseConnectionManager", "Settings",
@@ -156,7 +145,6 @@ TEST(SiteFile, ComplaintsSayWhereWhatWasFoundAndWhatWasExpected)
         ["/timeline/6/wait", -1, "found -1, expected a number from 0 to 3600"],
         ["/timeline/9/requests/0/from", "D\\ann",
             "found \"D\\\\ann\", expected the name of an account of /accounts that exists by then, or a SID"],
-        ["/timeline/9/requests", [], "found [], expected 1 to 256 requests"],
         ["/components/2/class", "SSRSRolesUpdater",
             "/timeline/9/requests: found [{\"from\":\"D\\\\eve\",\"through\":[\"S-1-5-18\"],\"waitForSync\":true}..., expected this in a site with a component of class \"PrepareReportAccessService\""],
         ["/timeline/10/permissions/fail", "x",
@@ -172,5 +160,4 @@ TEST(SiteFile, SyntaxErrorsAndDoubleKeysSayWhere)
     EXPECT_EQ(Complaint("{\n  \"site\" 1}").substr(0, 17), "line 2, column 10");
     EXPECT_EQ(Complaint("").substr(0, 16), "line 1, column 1");
     EXPECT_EQ(Complaint(R"({"a": [1, {"b/c": {}, "b/c": 2}]})"), "/a/1/b~1c: found this key twice, expected it once");
-    EXPECT_EQ(Complaint("[]").substr(0, 14), "/: found [], e");
 }
