@@ -29,9 +29,8 @@ HRESULT AccessInfoSource::GetAllowedViewers(IKelNode** accessInfo)
     return Boundary([=, this] {
         if (!accessInfo)
             return E_POINTER;
+        m_faults.Strike({}, m_name);
         const std::lock_guard guard(m_lock);
-        if (!m_failure.empty())
-            throw Failure{HResultFromWin32(ERROR_GEN_FAILURE), m_name + L": " + m_failure};
         NodeHandle list = *accessInfo ? ShareNode(*accessInfo) : CreateNode(nullptr, nullptr);
         for (const AccessItem& item : m_items)
             AddChild(list.Get(), MakeItem(item).Get());
@@ -59,12 +58,6 @@ void AccessInfoSource::RemoveAccounts(const std::vector<std::wstring>& accounts)
     std::erase_if(m_items, [&](const AccessItem& item) {
         return std::find(accounts.begin(), accounts.end(), item.account) != accounts.end();
     });
-}
-
-void AccessInfoSource::FailWith(std::wstring description)
-{
-    const std::lock_guard guard(m_lock);
-    m_failure = std::move(description);
 }
 
 } // namespace Host

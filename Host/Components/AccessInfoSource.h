@@ -2,10 +2,9 @@
 #pragma once
 
 #include "Host/Components/Component.h"
+#include "Host/Components/FaultPlan.h"
 #include "Interfaces/AccessInfo.h"
 
-#include <mutex>
-#include <string>
 #include <vector>
 
 namespace Host
@@ -33,14 +32,13 @@ public:
     void AddItems(const std::vector<AccessItem>& items);
     // Removes every item of these accounts.
     void RemoveAccounts(const std::vector<std::wstring>& accounts);
-    // From now on the source fails with this description; an empty one ends that.
-    void FailWith(std::wstring description);
+    FaultPlan& Faults() { return m_faults; }
 
 private:
     const std::wstring m_name;
     std::mutex m_lock;
     std::vector<AccessItem> m_items; // m_lock
-    std::wstring m_failure;          // m_lock
+    FaultPlan m_faults;
 };
 
 } // namespace Host

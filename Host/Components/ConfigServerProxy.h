@@ -52,7 +52,7 @@ public:
 
     void WaitUntilDelivered() { m_deliveries.WaitUntilDelivered(); }
     std::size_t LiveSubscriptions() const;
-    DeliveryFailures Failures() const { return m_deliveries.Failures(); }
+    FailureCount Failures() const { return m_deliveries.Failures(); }
 
 private:
     class Subscription;

@@ -28,7 +28,7 @@ struct DeliveryThread::State
     const void* recipient = nullptr; // lock; of the delivery that runs
     bool running = false;            // lock
     bool stopped = false;            // lock
-    DeliveryFailures failures;       // lock
+    FailureCount failures;           // lock
 };
 
 DeliveryThread::DeliveryThread() : m_state(std::make_shared<State>()), m_thread([state = m_state] { state->Run(); }) {}
@@ -110,7 +110,7 @@ void DeliveryThread::WaitUntilDelivered()
     m_state->changed.wait(guard, [this] { return m_state->queue.empty() && !m_state->running; });
 }
 
-DeliveryFailures DeliveryThread::Failures() const
+FailureCount DeliveryThread::Failures() const
 {
     const std::lock_guard guard(m_state->lock);
     return m_state->failures;

@@ -1,23 +1,15 @@
 // The thread on which a host component calls its sinks.
 #pragma once
 
+#include "Host/Components/FaultPlan.h"
 #include "Platform/Win32.h"
 
-#include <cstdint>
 #include <functional>
 #include <memory>
-#include <string>
 #include <thread>
 
 namespace Host
 {
-
-// Deliveries that their sinks answered with a failure.
-struct DeliveryFailures
-{
-    std::uint64_t count = 0;
-    std::wstring lastText;
-};
 
 // Runs deliveries one at a time, in the order in which they were posted, with no lock held. Any thread may call the
 // operations; a delivery may too, except `WaitUntilDelivered`.
@@ -41,7 +33,8 @@ public:
     // Returns when nothing is queued and nothing runs.
     void WaitUntilDelivered();
 
-    DeliveryFailures Failures() const;
+    // Deliveries that their sinks answered with a failure.
+    FailureCount Failures() const;
 
 private:
     struct State;

@@ -57,6 +57,24 @@ std::optional<Number> ReadNumber(IKelNode* node, const wchar_t* name, std::uint1
     return number;
 }
 
+// Nothing when the attribute is absent.
+std::optional<std::string> ReadBytes(IKelNode* node, const wchar_t* name, std::uint16_t type)
+{
+    std::string bytes;
+    std::uint32_t size = 0;
+    HRESULT result = KelnGetAttribute(node, name, &type, nullptr, &size, nullptr);
+    if (result == Absent)
+        return std::nullopt;
+    Check(result);
+    do {
+        bytes.resize(size);
+        result = KelnGetAttribute(node, name, &type, bytes.data(), &size, nullptr);
+    } while (result == TooSmall);
+    Check(result);
+    bytes.resize(size);
+    return bytes;
+}
+
 // Text from a call that takes a buffer and its size and asks for more when it is too small.
 template <class Call>
 std::wstring ReadWide(const Call& call)
@@ -149,19 +167,26 @@ void SetAttribute(IKelNode* node, const std::wstring& name, const AttributeValue
 
 std::optional<std::wstring> ReadText(IKelNode* node, const wchar_t* name)
 {
-    const std::uint16_t type = KelnText;
-    std::string bytes;
-    std::uint32_t size = 0;
-    HRESULT result = KelnGetAttribute(node, name, &type, nullptr, &size, nullptr);
-    if (result == Absent)
-        return std::nullopt;
-    Check(result);
-    do {
-        bytes.resize(size);
-        result = KelnGetAttribute(node, name, &type, bytes.data(), &size, nullptr);
-    } while (result == TooSmall);
-    Check(result);
-    return Text::FromUtf16Le(std::string_view(bytes).substr(0, size - 2));
+    const std::optional<std::string> bytes = ReadBytes(node, name, KelnText);
+    return bytes ? std::optional(Text::FromUtf16Le(std::string_view(*bytes).substr(0, bytes->size() - 2)))
+                 : std::nullopt;
+}
+
+std::vector<std::wstring> ReadTextList(IKelNode* node, const wchar_t* name)
+{
+    const std::wstring all = Text::FromUtf16Le(ReadBytes(node, name, KelnTextList).value_or(std::string()));
+    std::vector<std::wstring> texts;
+    for (std::size_t begin = 0; begin < all.size(); begin += texts.back().size() + 1)
+        texts.emplace_back(all, begin, all.find(L'\0', begin) - begin);
+    return texts;
+}
+
+bool HasAttribute(IKelNode* node, const wchar_t* name)
+{
+    const HRESULT result = KelnGetAttribute(node, name, nullptr, nullptr, nullptr, nullptr);
+    if (result != Absent)
+        Check(result);
+    return result != Absent;
 }
 
 std::optional<std::int32_t> ReadInt32(IKelNode* node, const wchar_t* name)

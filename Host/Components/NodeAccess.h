@@ -58,6 +58,9 @@ std::optional<std::wstring> ReadText(IKelNode* node, const wchar_t* name);
 std::optional<std::int32_t> ReadInt32(IKelNode* node, const wchar_t* name);
 std::optional<std::int64_t> ReadInt64(IKelNode* node, const wchar_t* name);
 std::optional<bool> ReadBool(IKelNode* node, const wchar_t* name);
+// Empty when the attribute is absent.
+std::vector<std::wstring> ReadTextList(IKelNode* node, const wchar_t* name);
+bool HasAttribute(IKelNode* node, const wchar_t* name);
 
 // The names of a path such as "\Configuration\Security"; none when it does not have that form.
 std::vector<std::wstring> SplitNodePath(std::wstring_view path);

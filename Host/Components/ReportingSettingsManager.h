@@ -37,7 +37,7 @@ public:
     void SetSettings(IKelNode* settings);
     void WaitUntilDelivered() { m_deliveries.WaitUntilDelivered(); }
     std::size_t LiveSubscriptions() const;
-    DeliveryFailures Failures() const { return m_deliveries.Failures(); }
+    FailureCount Failures() const { return m_deliveries.Failures(); }
 
 private:
     struct Subscriber

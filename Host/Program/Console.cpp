@@ -26,6 +26,11 @@ const char* ColourCode(Colour colour)
 
 } // namespace
 
+std::wstring Count(std::uint64_t count, const std::wstring& what)
+{
+    return std::to_wstring(count) + L' ' + what + (count == 1 ? L"" : L"s");
+}
+
 void Console::Line(std::wstring_view text, Colour colour)
 {
     ClearProgress();

@@ -1,12 +1,16 @@
 // The program's output.
 #pragma once
 
+#include <cstdint>
 #include <ostream>
 #include <string>
 #include <string_view>
 
 namespace Host
 {
+
+// "1 row", "2 rows".
+std::wstring Count(std::uint64_t count, const std::wstring& what);
 
 enum class Colour
 {

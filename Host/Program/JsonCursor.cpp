@@ -21,6 +21,14 @@ std::string Number(double number)
     return text.str();
 }
 
+std::string QuotedList(const std::vector<std::string>& keys)
+{
+    std::string list;
+    for (const std::string& key : keys)
+        list += (list.empty() ? "\"" : ", \"") + key + '"';
+    return list;
+}
+
 std::string EscapedKey(const std::string& key)
 {
     std::string escaped;
@@ -86,17 +94,31 @@ json ParseJson(const std::string& text)
     }
 }
 
-void JsonCursor::CheckKeys(std::initializer_list<std::string_view> known) const
+void JsonCursor::CheckKeys(const std::vector<std::string>& known) const
 {
-    std::string list;
-    for (const std::string_view key : known)
-        list += (list.empty() ? "\"" : ", \"") + std::string(key) + '"';
     if (!m_value.is_object())
-        Fail("an object with " + list);
+        Fail("an object with " + QuotedList(known));
     for (const auto& [key, value] : m_value.items()) {
         if (std::find(known.begin(), known.end(), key) == known.end())
-            throw InputError(m_pointer + "/" + EscapedKey(key) + ": found an unknown key, expected one of " + list);
+            throw InputError(m_pointer + "/" + EscapedKey(key) + ": found an unknown key, expected one of " +
+                             QuotedList(known));
     }
+}
+
+std::string JsonCursor::FormOf(const std::vector<std::vector<std::string>>& forms) const
+{
+    std::vector<std::string> firstKeys;
+    const std::vector<std::string>* found = nullptr;
+    bool several = false;
+    for (const auto& form : forms) {
+        firstKeys.push_back(form.front());
+        if (Has(form.front()))
+            several = std::exchange(found, &form) != nullptr || several;
+    }
+    if (!found || several)
+        Fail("just one of " + QuotedList(firstKeys));
+    CheckKeys(*found);
+    return found->front();
 }
 
 JsonCursor JsonCursor::Child(const std::string& key, const json& value) const
@@ -104,7 +126,7 @@ JsonCursor JsonCursor::Child(const std::string& key, const json& value) const
     return JsonCursor(value, m_pointer + '/' + EscapedKey(key));
 }
 
-JsonCursor JsonCursor::operator[](const char* key) const
+JsonCursor JsonCursor::operator[](const std::string& key) const
 {
     const auto found = m_value.find(key);
     if (found == m_value.end())
@@ -112,7 +134,7 @@ JsonCursor JsonCursor::operator[](const char* key) const
     return Child(key, *found);
 }
 
-std::optional<JsonCursor> JsonCursor::Find(const char* key) const
+std::optional<JsonCursor> JsonCursor::Find(const std::string& key) const
 {
     return Has(key) ? std::optional<JsonCursor>((*this)[key]) : std::nullopt;
 }

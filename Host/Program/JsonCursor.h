@@ -2,12 +2,10 @@
 #pragma once
 
 #include <cstdint>
-#include <initializer_list>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -32,10 +30,13 @@ public:
     {}
 
     // An object with no other keys than these.
-    void CheckKeys(std::initializer_list<std::string_view> known) const;
-    bool Has(const char* key) const { return m_value.contains(key); }
-    JsonCursor operator[](const char* key) const;
-    std::optional<JsonCursor> Find(const char* key) const;
+    void CheckKeys(const std::vector<std::string>& known) const;
+    // An object of one of several forms. Each is told by its first key, which no other form has, and may have the rest
+    // of its keys. Returns the first key.
+    std::string FormOf(const std::vector<std::vector<std::string>>& forms) const;
+    bool Has(const std::string& key) const { return m_value.contains(key); }
+    JsonCursor operator[](const std::string& key) const;
+    std::optional<JsonCursor> Find(const std::string& key) const;
     std::vector<std::pair<std::wstring, JsonCursor>> Members() const;
     std::vector<JsonCursor> Items() const;
 

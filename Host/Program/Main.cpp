@@ -60,6 +60,14 @@ int RunProgram(int argc, char** argv)
     check->add_option("site", file, "Site file")->required();
     CLI::App* table = app.add_subcommand("table", "Print the access rights of a reporting database");
     table->add_option("database", file, "Database file")->required();
+    CLI::App* roles = app.add_subcommand("roles", "Print the report server roles in a reporting database");
+    roles->add_option("database", file, "Database file")->required();
+    SiteSize size;
+    CLI::App* generate = app.add_subcommand("generate", "Write a site with many accounts");
+    generate->add_option("--accounts", size.accounts, "Number of accounts")->check(CLI::Range(1, 1000000));
+    generate->add_option("--containers", size.containers, "Containers of each account")->check(CLI::Range(1, 100));
+    generate->add_option("--seed", size.seed, "Another seed gives other containers");
+    generate->add_option("site", file, "Site file to write")->required();
 
     try {
         app.parse(argc, argv);
@@ -75,8 +83,12 @@ int RunProgram(int argc, char** argv)
     }
     if (check->parsed())
         CheckSite(file, console);
-    else
+    if (table->parsed())
         PrintTable(file, console);
+    if (roles->parsed())
+        PrintRoles(file, console);
+    if (generate->parsed())
+        WriteGeneratedSite(size, file, console);
     return Success;
 }
 

@@ -3,7 +3,7 @@
 
 #include "Interfaces/ComponentsModule.h"
 
-#include <string_view>
+#include <string>
 #include <vector>
 
 namespace Host
@@ -22,14 +22,14 @@ enum class Role
 // An attribute of a component's configuration that names other components.
 struct Reference
 {
-    std::wstring_view attribute;
+    std::string attribute;
     Role role;
     bool required;
 };
 
 struct ModuleClass
 {
-    std::string_view name;
+    std::string name;
     GUID clsid;
     Role role;
     std::vector<Reference> references;
@@ -37,18 +37,20 @@ struct ModuleClass
 
 inline const std::vector<ModuleClass>& ModuleClasses()
 {
+    using namespace KestrineClasses;
+    static const Reference updater{"ReportAccessInfoUpdater", Role::Updater, true};
     static const std::vector<ModuleClass> classes{
         {"ReportAccessInfoUpdater",
-         KestrineClasses::ReportAccessInfoUpdater,
+         ReportAccessInfoUpdater,
          Role::Updater,
-         {{L"DatabaseConnectionManager", Role::DatabaseConnectionManager, true},
-          {L"ReportingSettingsManager", Role::ReportingSettingsManager, true},
-          {L"RegisterAccessInfoSources", Role::Source, false},
-          {L"RegisterAccessInfoConsumers", Role::Consumer, false}}},
-        {"RBACUsageTracker",
-         KestrineClasses::RBACUsageTracker,
-         Role::Source,
-         {{L"ReportAccessInfoUpdater", Role::Updater, true}}},
+         {{"DatabaseConnectionManager", Role::DatabaseConnectionManager, true},
+          {"ReportingSettingsManager", Role::ReportingSettingsManager, true},
+          {"RegisterAccessInfoSources", Role::Source, false},
+          {"RegisterAccessInfoConsumers", Role::Consumer, false}}},
+        {"RBACUsageTracker", RBACUsageTracker, Role::Source, {updater}},
+        {"PrepareReportAccessService", PrepareReportAccessService, Role::Source, {updater}},
+        {"ConfiguredAccountsTracker", ConfiguredAccountsTracker, Role::Source, {updater}},
+        {"SSRSRolesUpdater", SSRSRolesUpdater, Role::Consumer, {}},
     };
     return classes;
 }

@@ -6,6 +6,7 @@
 #include "Host/Program/SitePlayer.h"
 #include "Host/Support/Boundary.h"
 #include "Host/Support/PathText.h"
+#include "Platform/Text.h"
 
 #include <fstream>
 #include <random>
@@ -70,9 +71,12 @@ void SetEnvironment(const std::wstring& name, const std::wstring& value)
                       L"cannot set the environment variable '" + name + L"' to '" + value + L"'"};
 }
 
-// The module reads its settings when it is loaded.
-void SetModuleSettings(const Site& site, const RunOptions& options, const fs::path& dataDirectory)
+// The module reads its settings when it is loaded, and the accounts whenever it asks for one.
+void PrepareEnvironment(const Site& site, const RunOptions& options, const fs::path& dataDirectory,
+                        const fs::path& accountsFile)
 {
+    WriteAccounts(site.accounts, accountsFile);
+    SetEnvironment(L"KESTRINE_ACCOUNTS_FILE", PathText(accountsFile));
     for (const auto& [name, value] : site.moduleSettings)
         SetEnvironment(name, value);
     SetEnvironment(L"GS_General_DataDirectoryPath", PathText(dataDirectory));
@@ -93,16 +97,17 @@ struct Outcome
 {
     Totals totals;
     std::size_t rows = 0;
+    std::uint64_t failedGrants = 0;
     bool idle = true;
     Leftovers leftovers;
 };
 
-Outcome Play(const Site& site, const RunOptions& options, const std::shared_ptr<ReportingDatabase>& database,
-             Console& console)
+Outcome Play(const Site& site, const RunOptions& options, const fs::path& accountsFile,
+             const std::shared_ptr<ReportingDatabase>& database, Console& console)
 {
     Outcome outcome;
     {
-        SiteHost host(site, database, options.module);
+        SiteHost host(site, database, {options.module, accountsFile});
         SitePlayer player(site, host, *database, console);
         player.PlayTimeline();
         if (options.untilIdle)
@@ -117,6 +122,7 @@ Outcome Play(const Site& site, const RunOptions& options, const std::shared_ptr<
             host.Module().ReportAliveObjects();
         outcome.totals = player.Result();
         outcome.rows = player.RowCount();
+        outcome.failedGrants = host.ActivitySoFar().failedGrants;
     }
     outcome.leftovers.nodes = NodwellLiveNodes();
     return outcome;
@@ -135,6 +141,9 @@ void Summarize(const Outcome& outcome, const RunOptions& options, const Reportin
     console.Line(L"    rows      " + std::to_wstring(totals.rows.added) + L" added, " +
                  std::to_wstring(totals.rows.removed) + L" removed, " + std::to_wstring(outcome.rows) +
                  L" in the table");
+    console.Line(L"    roles     " + std::to_wstring(database.Grants()) + L" granted, " +
+                 std::to_wstring(outcome.failedGrants) + L" failed, " + std::to_wstring(totals.pendingGrants) +
+                 L" pending");
     const Leftovers& leftovers = outcome.leftovers;
     if (leftovers.Any())
         console.Line(std::wstring(L"    released  LEAK: the module ") + (leftovers.moduleLocked ? L"is" : L"is not") +
@@ -148,6 +157,17 @@ void Summarize(const Outcome& outcome, const RunOptions& options, const Reportin
     console.Line(L"    log       " + (fs::exists(log) ? PathText(log) : PathText(log) + L" (no such file)"));
 }
 
+// What `read` makes of a database file.
+template <class Read>
+Rows ReadRows(const fs::path& database, const Read& read)
+{
+    try {
+        return read();
+    } catch (const Sqlite::Error& error) {
+        throw InputError(Utf8(database) + ": cannot be read as a reporting database: " + error.what());
+    }
+}
+
 } // namespace
 
 ExitStatus RunSite(const RunOptions& options, Console& console)
@@ -155,13 +175,14 @@ ExitStatus RunSite(const RunOptions& options, Console& console)
     const Site site = LoadSite(options.site);
     const fs::path dataDirectory = PrepareDataDirectory(options.dataDirectory);
     const std::shared_ptr<ReportingDatabase> database = OpenDatabase(options, dataDirectory);
-    SetModuleSettings(site, options, dataDirectory);
+    const fs::path accountsFile = dataDirectory / "accounts.txt";
+    PrepareEnvironment(site, options, dataDirectory, accountsFile);
     Interruption::Install();
 
     console.Line(site.title, Colour::Bold);
     console.Line(L"    data      " + PathText(dataDirectory));
     console.Line(L"    module    " + PathText(options.module));
-    const Outcome outcome = Play(site, options, database, console);
+    const Outcome outcome = Play(site, options, accountsFile, database, console);
     Summarize(outcome, options, *database, dataDirectory, console);
     if (outcome.leftovers.Any())
         return Leaked;
@@ -169,6 +190,8 @@ ExitStatus RunSite(const RunOptions& options, Console& console)
         return Interrupted;
     if (!outcome.idle)
         throw Failure{E_FAIL, L"the module did not come to rest: the table was still rewritten or cycles failed"};
+    if (outcome.totals.unmet != 0)
+        throw Failure{E_FAIL, Count(outcome.totals.unmet, L"event") + L" did not come to what the timeline expects"};
     return Success;
 }
 
@@ -181,13 +204,19 @@ void CheckSite(const fs::path& file, Console& console)
 
 void PrintTable(const fs::path& database, Console& console)
 {
-    std::vector<AccessRight> rows;
-    try {
-        rows = ReadAccessRights(database);
-    } catch (const Sqlite::Error& error) {
-        throw InputError(Utf8(database) + ": cannot be read as a reporting database: " + error.what());
-    }
-    ShowTable(console, rows);
+    ShowRows(console, ReadRows(database, [&] { return AccessRightRows(ReadAccessRights(database), {}); }));
+}
+
+void PrintRoles(const fs::path& database, Console& console)
+{
+    ShowRows(console, ReadRows(database, [&] { return RoleRows(ReadReportServerRoles(database), true); }));
+}
+
+void WriteGeneratedSite(const SiteSize& size, const fs::path& file, Console& console)
+{
+    if (!(std::ofstream(file, std::ios::binary) << GenerateSite(size).dump(1) << '\n' << std::flush))
+        throw InputError(Utf8(file) + ": cannot be written");
+    console.Line(PathText(file) + L": " + Count(size.accounts, L"account"));
 }
 
 } // namespace Host

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Host/Program/Console.h"
+#include "Host/Program/Generate.h"
 
 #include <filesystem>
 #include <optional>
@@ -34,5 +35,7 @@ struct RunOptions
 ExitStatus RunSite(const RunOptions& options, Console& console);
 void CheckSite(const std::filesystem::path& site, Console& console);
 void PrintTable(const std::filesystem::path& database, Console& console);
+void PrintRoles(const std::filesystem::path& database, Console& console);
+void WriteGeneratedSite(const SiteSize& size, const std::filesystem::path& file, Console& console);
 
 } // namespace Host

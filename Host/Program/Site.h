@@ -3,62 +3,52 @@
 
 #include "Host/Components/AccessInfoSource.h"
 #include "Host/Components/NodeAccess.h"
+#include "Host/Components/PermissionsChecker.h"
+#include "Host/Program/AccountBook.h"
 #include "Host/Program/ModuleClasses.h"
 
 #include <filesystem>
-#include <map>
-#include <optional>
-#include <string>
-#include <variant>
-#include <vector>
+#include <functional>
 
 namespace Host
 {
 
-// The reporting settings are replaced, or another of their entries is enabled (empty: none).
-struct SettingsEvent
+class SiteHost;
+
+// Something that an event has done, as a person reads it.
+struct Finding
 {
-    std::vector<NodeDescription> entries;
-    std::optional<std::wstring> enable;
+    std::wstring text;
+    bool isFailure = false;
 };
 
-// A node of the configuration tree gets attributes, or is removed.
-struct ConfigurationEvent
+// What the module asks of the host's components and they answer; counts.
+struct Activity
 {
-    std::wstring path;
-    std::vector<Attribute> attributes;
-    bool create;
-    bool remove;
+    std::uint64_t queries = 0; // of permissions
+    std::uint64_t tokens = 0;  // minted
+    std::uint64_t failedGrants = 0;
 };
 
-// An access-info source of the host changes what it vouches for, or fails, or recovers (an empty failure).
-struct SourceEvent
+// What has to become true of a running site.
+struct Condition
 {
-    std::wstring name;
-    std::optional<std::vector<AccessItem>> items;
-    std::vector<AccessItem> add;
-    std::vector<std::wstring> remove;
-    std::optional<std::wstring> failure;
+    std::optional<std::uint64_t> rows;  // in the table of access rights
+    std::optional<std::uint64_t> roles; // on the report server in use
+    std::vector<std::wstring> listed;   // accounts with a row
+    std::vector<std::wstring> unlisted;
+    std::vector<std::wstring> granted; // accounts with a role on the report server in use
+    Activity activity;                 // at least so much more
 };
-
-struct DatabaseEvent
-{
-    std::optional<bool> outage;
-    std::optional<std::uint64_t> failAtStatement; // 0: no longer
-};
-
-struct WaitEvent
-{
-    double seconds;
-};
-
-using Action = std::variant<std::monostate, SettingsEvent, ConfigurationEvent, SourceEvent, DatabaseEvent, WaitEvent>;
 
 struct Event
 {
     std::wstring say;
-    Action action;
-    bool cycle; // an update cycle follows
+    std::function<std::vector<Finding>(SiteHost&)> perform; // may be empty; throws Failure
+    double wait = 0;                                        // seconds
+    std::optional<Condition> until;
+    double limit = 0;  // seconds until the condition has to hold
+    bool cycle = true; // an update cycle follows; a condition waits for what the module does by itself
 };
 
 struct SiteComponent
@@ -82,6 +72,10 @@ struct Site
     std::vector<NodeDescription> connectionSettings;
     std::wstring databaseConnectionManager; // instance names
     std::wstring reportingSettingsManager;
+    AccountBook accounts;
+    double tokenLifetime = 3600; // seconds
+    bool displayNames = true;    // of the tokens' subjects
+    std::vector<Grant> grants;
     std::vector<SiteSource> sources;
     std::vector<SiteComponent> components;
     std::map<std::wstring, std::wstring> objectNames; // GUID text -> what a person calls the object

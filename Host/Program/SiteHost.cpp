@@ -2,10 +2,11 @@
 
 #include "Host/Components/FailureText.h"
 #include "Host/Halvex/Registry.h"
-#include "Host/Support/Boundary.h"
+#include "Host/Support/PathText.h"
 #include "Platform/Text.h"
 
 #include <algorithm>
+#include <fstream>
 
 namespace Host
 {
@@ -44,12 +45,32 @@ Registration::~Registration()
     HalvexUnregisterInstance(m_name.c_str());
 }
 
-SiteHost::SiteHost(const Site& site, std::shared_ptr<ReportingDatabase> database, const std::filesystem::path& module)
-    : m_entries(site.connectionSettings),
+void WriteAccounts(const AccountBook& accounts, const std::filesystem::path& file)
+{
+    std::filesystem::path written = file;
+    written += ".new";
+    std::error_code error;
+    if (std::ofstream(written, std::ios::binary) << accounts.FileText() << std::flush)
+        std::filesystem::rename(written, file, error);
+    else
+        error = std::make_error_code(std::errc::io_error);
+    if (error)
+        throw Failure{E_FAIL,
+                      L"cannot write the accounts file '" + PathText(file) + L"': " + Text::FromUtf8(error.message())};
+}
+
+SiteHost::SiteHost(const Site& site, std::shared_ptr<ReportingDatabase> database, const SitePlaces& places)
+    : m_accountsFile(places.accountsFile),
+      m_entries(site.connectionSettings),
       m_configServer(MakeComponent<ConfigServerProxy>(BuildNode(site.configuration))),
       m_settings(MakeComponent<ReportingSettingsManager>()),
-      m_connections(MakeComponent<DatabaseConnectionManager>(std::move(database))),
-      m_module(module)
+      m_connections(MakeComponent<DatabaseConnectionManager>(database)),
+      m_requestContexts(MakeComponent<RequestContextMgr>()),
+      m_tokens(MakeComponent<AuthTokenMgr>(std::chrono::duration<double>(site.tokenLifetime), site.displayNames)),
+      m_permissions(MakeComponent<PermissionsChecker>(site.grants)),
+      m_gate(MakeComponent<SettingsGate>(std::move(database))),
+      m_serviceClient(MakeComponent<ServiceClient>(m_gate)),
+      m_module(places.module)
 {
     RegisterHostComponents(site);
     if (!m_entries.empty())
@@ -66,6 +87,10 @@ SiteHost::SiteHost(const Site& site, std::shared_ptr<ReportingDatabase> database
 void SiteHost::RegisterHostComponents(const Site& site)
 {
     m_registrations.emplace_back(ConfigServerProxy::InstanceName, m_configServer.Get());
+    m_registrations.emplace_back(RequestContextMgr::InstanceName, m_requestContexts.Get());
+    m_registrations.emplace_back(AuthTokenMgr::InstanceName, m_tokens.Get());
+    m_registrations.emplace_back(PermissionsChecker::InstanceName, m_permissions.Get());
+    m_registrations.emplace_back(ServiceClient::InstanceName, m_serviceClient.Get());
     m_registrations.emplace_back(site.reportingSettingsManager, m_settings.Get());
     m_registrations.emplace_back(site.databaseConnectionManager, m_connections.Get());
     for (const SiteSource& source : site.sources) {
@@ -107,14 +132,16 @@ void SiteHost::ReleaseComponents()
         m_components.pop_back();
 }
 
-void SiteHost::Apply(const SettingsEvent& event)
+void SiteHost::ReplaceSettings(std::vector<NodeDescription> entries)
 {
-    if (!event.enable)
-        m_entries = event.entries;
-    for (NodeDescription& entry : m_entries) {
-        if (event.enable)
-            SetEnabled(entry, entry.name == *event.enable);
-    }
+    m_entries = std::move(entries);
+    PublishSettings();
+}
+
+void SiteHost::EnableSettings(const std::wstring& name)
+{
+    for (NodeDescription& entry : m_entries)
+        SetEnabled(entry, entry.name == name);
     PublishSettings();
 }
 
@@ -137,47 +164,28 @@ const NodeDescription* SiteHost::EnabledEntry() const
     return found == m_entries.end() ? nullptr : &*found;
 }
 
-void SiteHost::Apply(const ConfigurationEvent& event)
-{
-    if (event.remove)
-        m_configServer->RemoveNode(event.path);
-    else
-        m_configServer->SetAttributes(event.path, event.attributes, event.create);
-}
-
-void SiteHost::Apply(const SourceEvent& event)
-{
-    AccessInfoSource& source = *m_sources.at(event.name);
-    if (event.items)
-        source.SetItems(*event.items);
-    source.AddItems(event.add);
-    source.RemoveAccounts(event.remove);
-    if (event.failure)
-        source.FailWith(*event.failure);
-}
-
-void SiteHost::Apply(const DatabaseEvent& event)
-{
-    if (event.outage)
-        m_connections->SetOutOfOrder(*event.outage);
-    if (event.failAtStatement)
-        m_connections->FailAtStatement(*event.failAtStatement);
-}
-
 void SiteHost::WaitUntilDelivered()
 {
     m_configServer->WaitUntilDelivered();
     m_settings->WaitUntilDelivered();
 }
 
-std::vector<DeliveryFailures> SiteHost::Failures() const
+std::vector<std::pair<std::wstring, FailureCount>> SiteHost::Failures() const
 {
-    return {m_configServer->Failures(), m_settings->Failures()};
+    std::vector<std::pair<std::wstring, FailureCount>> failures{
+        {L"notifications of configuration", m_configServer->Failures()},
+        {L"notifications of settings", m_settings->Failures()},
+        {L"permissions checker", m_permissions->Faults().Failures()},
+        {L"token manager", m_tokens->Faults().Failures()},
+        {L"settings gate", m_gate->Faults().Failures()}};
+    for (const auto& [name, source] : m_sources)
+        failures.emplace_back(L"source", source->Faults().Failures());
+    return failures;
 }
 
-HRESULT SiteHost::RunCycle()
+Activity SiteHost::ActivitySoFar() const
 {
-    return m_updater->UpdateAccessInfo(nullptr, TRUE);
+    return {m_permissions->Queries(), m_tokens->Minted(), m_gate->Faults().Failures().count};
 }
 
 } // namespace Host

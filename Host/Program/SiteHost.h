@@ -1,17 +1,31 @@
 // A site in operation: the host's components under their names, the module, and its components.
 #pragma once
 
-#include "Host/Components/AccessInfoSource.h"
+#include "Host/Components/AuthTokenMgr.h"
 #include "Host/Components/ConfigServerProxy.h"
 #include "Host/Components/DatabaseConnectionManager.h"
 #include "Host/Components/ReportingSettingsManager.h"
+#include "Host/Components/RequestContexts.h"
+#include "Host/Components/SettingsGate.h"
 #include "Host/Program/HostedModule.h"
 #include "Host/Program/Site.h"
+#include "Host/Support/Boundary.h"
+#include "Interfaces/Halvex.h"
 
 #include <list>
 
 namespace Host
 {
+
+// The interface of the component that is registered as `name`. Throws Failure.
+template <class Interface>
+ComponentPtr<Interface> GetInstance(const std::wstring& name)
+{
+    ComponentPtr<Interface> instance;
+    if (const HRESULT result = HxGetNamedInstance(name.c_str(), 0, Interface::Iid, instance.OutVoid()); FAILED(result))
+        throw Failure{result, L"there is no component '" + name + L"' with the interface asked for"};
+    return instance;
+}
 
 // Holds a component under a name of the component library.
 class Registration
@@ -27,33 +41,49 @@ private:
     const std::wstring m_name;
 };
 
+struct SitePlaces
+{
+    std::filesystem::path module;
+    std::filesystem::path accountsFile;
+};
+
+// Writes the file of accounts anew; who reads it meanwhile sees the old one or the new one. Throws Failure.
+void WriteAccounts(const AccountBook& accounts, const std::filesystem::path& file);
+
 // One thread.
 class SiteHost
 {
 public:
     // Loads the module, creates all of the site's components and then configures them, in their order. Throws Failure,
     // with everything undone.
-    SiteHost(const Site& site, std::shared_ptr<ReportingDatabase> database, const std::filesystem::path& module);
+    SiteHost(const Site& site, std::shared_ptr<ReportingDatabase> database, const SitePlaces& places);
     ~SiteHost() { ReleaseComponents(); }
     SiteHost(const SiteHost&) = delete;
     SiteHost& operator=(const SiteHost&) = delete;
 
-    // What events do; they throw Failure.
-    void Apply(const SettingsEvent& event);
-    void Apply(const ConfigurationEvent& event);
-    void Apply(const SourceEvent& event);
-    void Apply(const DatabaseEvent& event);
+    // What events act on.
+    ConfigServerProxy& ConfigServer() { return *m_configServer; }
+    DatabaseConnectionManager& Connections() { return *m_connections; }
+    AuthTokenMgr& Tokens() { return *m_tokens; }
+    PermissionsChecker& Permissions() { return *m_permissions; }
+    SettingsGate& Gate() { return *m_gate; }
+    AccessInfoSource& Source(const std::wstring& name) { return *m_sources.at(name); }
 
-    // The connection-settings entry that is enabled, or null.
+    // Replaces the connection settings, or enables one of their entries (empty: none).
+    void ReplaceSettings(std::vector<NodeDescription> entries);
+    void EnableSettings(const std::wstring& entry);
+    // The entry that is enabled, or null.
     const NodeDescription* EnabledEntry() const;
+    void ReplaceAccounts(const AccountBook& accounts) { WriteAccounts(accounts, m_accountsFile); }
 
     // Returns when every notification has been delivered.
     void WaitUntilDelivered();
-    // Of the configuration server and of the reporting settings manager.
-    std::vector<DeliveryFailures> Failures() const;
+    // By what has failed; every part of the host in its place.
+    std::vector<std::pair<std::wstring, FailureCount>> Failures() const;
+    Activity ActivitySoFar() const;
 
     // One update cycle, from its beginning to its end.
-    HRESULT RunCycle();
+    HRESULT RunCycle() { return m_updater->UpdateAccessInfo(nullptr, TRUE); }
 
     const HostedModule& Module() const { return m_module; }
 
@@ -76,10 +106,16 @@ private:
     void CreateComponents(const Site& site);
     void ConfigureComponents(const Site& site);
 
+    const std::filesystem::path m_accountsFile;
     std::vector<NodeDescription> m_entries;
     const ComponentPtr<ConfigServerProxy> m_configServer;
     const ComponentPtr<ReportingSettingsManager> m_settings;
     const ComponentPtr<DatabaseConnectionManager> m_connections;
+    const ComponentPtr<RequestContextMgr> m_requestContexts;
+    const ComponentPtr<AuthTokenMgr> m_tokens;
+    const ComponentPtr<PermissionsChecker> m_permissions;
+    const ComponentPtr<SettingsGate> m_gate;
+    const ComponentPtr<ServiceClient> m_serviceClient;
     std::map<std::wstring, ComponentPtr<AccessInfoSource>> m_sources;
     std::list<Registration> m_registrations;
     const HostedModule m_module;

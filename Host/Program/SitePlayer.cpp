@@ -3,7 +3,9 @@
 #include "Host/Components/FailureText.h"
 #include "Host/Program/Interruption.h"
 
+#include <algorithm>
 #include <cmath>
+#include <set>
 
 namespace Host
 {
@@ -12,28 +14,7 @@ namespace
 {
 
 constexpr int MostIdleCycles = 10;
-
-std::wstring Count(std::size_t count, const std::wstring& what)
-{
-    return std::to_wstring(count) + L' ' + what + (count == 1 ? L"" : L"s");
-}
-
-std::wstring ValueText(const AttributeValue& value)
-{
-    if (const auto* text = std::get_if<std::wstring>(&value))
-        return L'"' + *text + L'"';
-    if (const auto* truth = std::get_if<bool>(&value))
-        return *truth ? L"true" : L"false";
-    if (const auto* number = std::get_if<std::int32_t>(&value))
-        return std::to_wstring(*number);
-    if (const auto* large = std::get_if<std::int64_t>(&value))
-        return std::to_wstring(*large);
-    if (const auto* texts = std::get_if<std::vector<std::wstring>>(&value))
-        return Count(texts->size(), L"text");
-    if (const auto* binary = std::get_if<Binary>(&value))
-        return Count(binary->bytes.size(), L"byte");
-    return L"(empty)";
-}
+constexpr std::size_t MostFindings = 8;
 
 std::wstring TextAttribute(const NodeDescription& node, std::wstring_view name)
 {
@@ -41,68 +22,54 @@ std::wstring TextAttribute(const NodeDescription& node, std::wstring_view name)
         if (attribute.name == name)
             return std::get<std::wstring>(attribute.value);
     }
-    return L"no " + std::wstring(name);
+    return {};
 }
 
-// Says what an event has done.
-struct Describe
+std::set<std::wstring> FirstColumn(const Rows& rows)
 {
-    const SiteHost& host;
+    std::set<std::wstring> values;
+    for (const Row& row : rows)
+        values.insert(row.front());
+    return values;
+}
 
-    std::wstring operator()(std::monostate) const { return L"nothing happens"; }
-    std::wstring operator()(const SettingsEvent&) const
-    {
-        const NodeDescription* entry = host.EnabledEntry();
-        if (!entry)
-            return L"settings: no entry is enabled";
-        return L"settings: '" + entry->name + L"' is enabled (" + TextAttribute(*entry, L"ReportServerUrl") + L")";
+Rows RolesOn(const std::wstring& reportServer, Rows roles)
+{
+    std::erase_if(roles, [&](const Row& row) { return row[2] != reportServer; });
+    return roles;
+}
+
+// They append to `text` what is not as it should be.
+
+void CheckNumber(std::wstring& text, const wchar_t* what, bool holds, std::uint64_t found, std::uint64_t wanted)
+{
+    if (!holds)
+        text += L", " + std::to_wstring(found) + L" of " + Count(wanted, what);
+}
+
+void CheckNames(std::wstring& text, const wchar_t* what, const std::vector<std::wstring>& names,
+                const std::set<std::wstring>& present, bool wanted)
+{
+    for (const std::wstring& name : names) {
+        if (present.contains(name) != wanted)
+            text += L", " + name + L' ' + what;
     }
-    std::wstring operator()(const ConfigurationEvent& event) const
-    {
-        if (event.remove)
-            return L"configuration: " + event.path + L" is removed";
-        std::wstring text = L"configuration: " + event.path + L" has";
-        for (const Attribute& attribute : event.attributes)
-            text += L' ' + attribute.name + L" = " + ValueText(attribute.value);
-        return text;
-    }
-    std::wstring operator()(const SourceEvent& event) const
-    {
-        const std::wstring source = L"source '" + event.name + L"'";
-        if (event.items)
-            return source + L": now vouches for " + Count(event.items->size(), L"item");
-        if (!event.add.empty())
-            return source + L": " + Count(event.add.size(), L"more item");
-        if (!event.remove.empty())
-            return source + L": gone " + (event.remove.size() == 1 ? L"is " : L"are ") + event.remove.front() +
-                   (event.remove.size() == 1 ? L"" : L", ...");
-        return source + (event.failure->empty() ? L": answers again" : L": fails: " + *event.failure);
-    }
-    std::wstring operator()(const DatabaseEvent& event) const
-    {
-        std::wstring text = L"database:";
-        if (event.outage)
-            text += *event.outage ? L" does not answer" : L" answers again";
-        if (event.outage && event.failAtStatement)
-            text += L',';
-        if (event.failAtStatement)
-            text += *event.failAtStatement == 0
-                        ? L" sessions last again"
-                        : L" sessions break at statement " + std::to_wstring(*event.failAtStatement);
-        return text;
-    }
-    std::wstring operator()(const WaitEvent&) const { return L"waited"; }
-};
+}
 
 } // namespace
 
 SitePlayer::SitePlayer(const Site& site, SiteHost& host, ReportingDatabase& database, Console& console)
-    : m_site(site), m_host(host), m_database(database), m_console(console), m_rows(database.Rows())
+    : m_site(site),
+      m_host(host),
+      m_database(database),
+      m_console(console),
+      m_rows(AccessRightRows(database.Rows(), site.objectNames)),
+      m_roles(RoleRows(database.Roles(), false))
 {}
 
 void SitePlayer::PlayTimeline()
 {
-    ShowFailedDeliveries();
+    ShowFailures();
     for (const Event& event : m_site.timeline) {
         if (Interruption::IsRequested())
             return;
@@ -114,26 +81,72 @@ void SitePlayer::Play(const Event& event)
 {
     m_console.Line();
     m_console.Line(std::to_wstring(++m_number) + L". " + event.say, Colour::Bold);
-    Perform(event.action);
-    Say(std::visit(Describe{m_host}, event.action));
+    const Activity before = m_host.ActivitySoFar();
+    if (event.perform)
+        ShowFindings(event.perform(m_host));
+    if (event.wait > 0)
+        Wait(event.wait);
+    m_host.WaitUntilDelivered();
     if (event.cycle && !Interruption::IsRequested())
         RunCycle();
-    ShowTableState();
-    ShowFailedDeliveries();
+    if (event.until)
+        Await(*event.until, before, event.limit);
+    ShowState();
 }
 
-void SitePlayer::Perform(const Action& action)
+// Failures are always shown.
+void SitePlayer::ShowFindings(const std::vector<Finding>& findings)
 {
-    std::visit(
-        [this](const auto& event) {
-            using Kind = std::decay_t<decltype(event)>;
-            if constexpr (std::is_same_v<Kind, WaitEvent>)
-                Wait(event.seconds);
-            else if constexpr (!std::is_same_v<Kind, std::monostate>)
-                m_host.Apply(event);
-        },
-        action);
-    m_host.WaitUntilDelivered();
+    for (std::size_t i = 0; i < findings.size(); ++i) {
+        if (i < MostFindings || findings[i].isFailure)
+            Say(findings[i].text, findings[i].isFailure ? Colour::Red : Colour::None);
+    }
+    if (findings.size() > MostFindings)
+        Say(L"... " + std::to_wstring(findings.size()) + L" in all");
+}
+
+void SitePlayer::Await(const Condition& condition, const Activity& before, double limit)
+{
+    using Clock = std::chrono::steady_clock;
+    using Seconds = std::chrono::duration<double>;
+    const auto start = Clock::now();
+    while (!Interruption::IsRequested()) {
+        const auto looked = Clock::now();
+        const std::wstring unmet = Unmet(condition, before);
+        if (unmet.empty())
+            return;
+        if (Seconds(looked - start).count() >= limit) {
+            ++m_totals.unmet;
+            Say(L"until: not so after " + std::to_wstring(std::lround(limit)) + L" s: " + unmet, Colour::Red);
+            return;
+        }
+        m_console.Progress(L"    waiting: " + unmet);
+        // Looking at long tables takes the module's time.
+        Interruption::Wait(std::max<Seconds>(Seconds(0.02), 4 * Seconds(Clock::now() - looked)), [](auto) {});
+    }
+}
+
+std::wstring SitePlayer::Unmet(const Condition& condition, const Activity& before) const
+{
+    const Rows rows = AccessRightRows(m_database.Rows(), {});
+    const Rows roles = RolesOn(ReportServer(), RoleRows(m_database.Roles(), false));
+    const Activity now = m_host.ActivitySoFar();
+    std::wstring text;
+    const auto exactly = [&](const wchar_t* what, const std::optional<std::uint64_t>& wanted, std::uint64_t found) {
+        CheckNumber(text, what, !wanted || *wanted == found, found, wanted.value_or(0));
+    };
+    const auto atLeast = [&](const wchar_t* what, std::uint64_t wanted, std::uint64_t found) {
+        CheckNumber(text, what, found >= wanted, found, wanted);
+    };
+    exactly(L"row", condition.rows, rows.size());
+    exactly(L"role", condition.roles, roles.size());
+    CheckNames(text, L"is not listed", condition.listed, FirstColumn(rows), true);
+    CheckNames(text, L"is listed", condition.unlisted, FirstColumn(rows), false);
+    CheckNames(text, L"has no role", condition.granted, FirstColumn(roles), true);
+    atLeast(L"permission check", condition.activity.queries, now.queries - before.queries);
+    atLeast(L"token", condition.activity.tokens, now.tokens - before.tokens);
+    atLeast(L"failed grant", condition.activity.failedGrants, now.failedGrants - before.failedGrants);
+    return text.empty() ? text : text.substr(2);
 }
 
 bool SitePlayer::RunCycle()
@@ -149,31 +162,54 @@ bool SitePlayer::RunCycle()
     return false;
 }
 
+void SitePlayer::ShowState()
+{
+    ShowTable();
+    ShowRoles();
+    ShowFailures();
+}
+
 // Between two calls everything counts that wrote the table, the module's own cycles included.
-void SitePlayer::ShowTableState()
+void SitePlayer::ShowTable()
 {
     const std::uint64_t rewrites = m_database.Rewrites();
-    std::vector<AccessRight> rows = m_database.Rows();
+    Rows rows = AccessRightRows(m_database.Rows(), m_site.objectNames);
     const RowChanges changes = CountChanges(m_rows, rows);
     const bool written = rewrites != std::exchange(m_rewrites, rewrites);
-    Say(std::wstring(L"table: ") + (written ? L"rewritten, +" : L"not rewritten, +") + std::to_wstring(changes.added) +
-            L" -" + std::to_wstring(changes.removed) + L", " + Count(rows.size(), L"row"),
-        written ? Colour::Yellow : Colour::None);
-    ShowChanges(m_console, m_rows, rows, m_site.objectNames);
+    std::wstring text = written ? L"table: rewritten, " : L"table: not rewritten, ";
+    if (changes.Any())
+        text += L'+' + std::to_wstring(changes.added) + L" -" + std::to_wstring(changes.removed) + L", ";
+    Say(text + Count(rows.size(), L"row"), written ? Colour::Yellow : Colour::None);
+    ShowChanges(m_console, m_rows, rows);
     m_rows = std::move(rows);
     m_totals.rows.added += changes.added;
     m_totals.rows.removed += changes.removed;
 }
 
-void SitePlayer::ShowFailedDeliveries()
+// Silent when no role was asked for: most events have nothing to do with roles.
+void SitePlayer::ShowRoles()
 {
-    const std::vector<DeliveryFailures> failures = m_host.Failures();
-    m_failures.resize(failures.size());
+    const std::uint64_t grants = m_database.Grants();
+    if (grants == std::exchange(m_grants, grants))
+        return;
+    Rows roles = RoleRows(m_database.Roles(), false);
+    const RowChanges changes = CountChanges(m_roles, roles);
+    Say(L"roles: +" + std::to_wstring(changes.added) + L", " + Count(roles.size(), L"role"), Colour::Yellow);
+    ShowChanges(m_console, m_roles, roles);
+    m_roles = std::move(roles);
+}
+
+void SitePlayer::ShowFailures()
+{
+    auto failures = m_host.Failures();
     for (std::size_t i = 0; i < failures.size(); ++i) {
-        if (failures[i].count != m_failures[i].count)
-            Say(L"a notification failed: " + failures[i].lastText, Colour::Red);
+        const auto& [part, count] = failures[i];
+        const std::uint64_t before = i < m_failures.size() ? m_failures[i].second.count : 0;
+        if (count.count == before)
+            continue;
+        Say(part + L": " + Count(count.count - before, L"failure") + L", the last one: " + count.lastText, Colour::Red);
     }
-    m_failures = failures;
+    m_failures = std::move(failures);
 }
 
 bool SitePlayer::RunUntilIdle()
@@ -184,7 +220,7 @@ bool SitePlayer::RunUntilIdle()
         m_console.Line(L"Until idle: cycle " + std::to_wstring(i + 1), Colour::Bold);
         const std::uint64_t rewrites = m_rewrites;
         const bool succeeded = RunCycle();
-        ShowTableState();
+        ShowState();
         unchanged = succeeded && m_rewrites == rewrites ? unchanged + 1 : 0;
     }
     return unchanged == 2 || Interruption::IsRequested();
@@ -201,14 +237,35 @@ void SitePlayer::Wait(double seconds)
 {
     double shown = -1;
     Interruption::Wait(std::chrono::duration<double>(seconds), [&](std::chrono::duration<double> passed) {
-        if (m_database.Rewrites() != m_rewrites)
-            ShowTableState();
+        if (m_database.Rewrites() != m_rewrites || m_database.Grants() != m_grants)
+            ShowState();
         if (std::floor(passed.count()) == shown)
             return;
         shown = std::floor(passed.count());
         m_console.Progress(L"    waiting: " + std::to_wstring(std::lround(shown)) + L" of " +
                            std::to_wstring(std::lround(std::ceil(seconds))) + L" s");
     });
+}
+
+Totals SitePlayer::Result() const
+{
+    Totals totals = m_totals;
+    const std::wstring reportServer = ReportServer();
+    if (reportServer.empty())
+        return totals;
+    std::set<std::wstring> pending = FirstColumn(m_rows);
+    pending.erase(EveryAccount);
+    for (const std::wstring& account : FirstColumn(RolesOn(reportServer, RoleRows(m_database.Roles(), false))))
+        pending.erase(account);
+    totals.pendingGrants = pending.size();
+    return totals;
+}
+
+// The one in use; empty when there is none.
+std::wstring SitePlayer::ReportServer() const
+{
+    const NodeDescription* entry = m_host.EnabledEntry();
+    return entry ? TextAttribute(*entry, L"ReportServerUrl") : std::wstring();
 }
 
 void SitePlayer::Say(const std::wstring& text, Colour colour)

@@ -2,11 +2,8 @@
 #pragma once
 
 #include "Host/Program/Console.h"
+#include "Host/Program/Listing.h"
 #include "Host/Program/SiteHost.h"
-#include "Host/Program/TableView.h"
-
-#include <cstdint>
-#include <vector>
 
 namespace Host
 {
@@ -17,6 +14,8 @@ struct Totals
     std::uint64_t cycles = 0;
     std::uint64_t failedCycles = 0;
     RowChanges rows;
+    std::size_t unmet = 0;         // conditions of events that did not come true
+    std::size_t pendingGrants = 0; // accounts in the table without role on the report server in use
 };
 
 // Every part ends early when an interruption is requested. Failures of the host's own parts throw Failure.
@@ -30,29 +29,38 @@ public:
     // Runs cycles until two in a row succeeded without changing anything; false when that does not come.
     bool RunUntilIdle();
 
-    // Leaves the module to itself and shows the table whenever it was written.
+    // Leaves the module to itself and shows the tables whenever they have changed.
     void RunFor(double seconds);
 
-    const Totals& Result() const { return m_totals; }
+    Totals Result() const;
     std::size_t RowCount() const { return m_rows.size(); }
 
 private:
     void Play(const Event& event);
-    void Perform(const Action& action);
+    void ShowFindings(const std::vector<Finding>& findings);
+    // Waits until the condition holds, `limit` seconds at most.
+    void Await(const Condition& condition, const Activity& before, double limit);
+    // What of the condition does not hold; empty when all of it does.
+    std::wstring Unmet(const Condition& condition, const Activity& before) const;
     // Returns whether the cycle succeeded.
     bool RunCycle();
-    void ShowTableState();
-    void ShowFailedDeliveries();
+    void ShowState();
+    void ShowTable();
+    void ShowRoles();
+    void ShowFailures();
     void Say(const std::wstring& text, Colour colour = Colour::None);
     void Wait(double seconds);
+    std::wstring ReportServer() const;
 
     const Site& m_site;
     SiteHost& m_host;
     ReportingDatabase& m_database;
     Console& m_console;
-    std::vector<AccessRight> m_rows; // as shown last
+    Rows m_rows; // as shown last
+    Rows m_roles;
     std::uint64_t m_rewrites = 0;
-    std::vector<DeliveryFailures> m_failures;
+    std::uint64_t m_grants = 0;
+    std::vector<std::pair<std::wstring, FailureCount>> m_failures;
     Totals m_totals;
     std::size_t m_number = 0;
 };

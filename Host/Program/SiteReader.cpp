@@ -1,14 +1,15 @@
+#include "Host/Components/AuthTokenMgr.h"
 #include "Host/Components/ConfigServerProxy.h"
-#include "Host/Program/JsonCursor.h"
-#include "Host/Program/Site.h"
-#include "Host/Program/SiteReferences.h"
+#include "Host/Components/RequestContexts.h"
+#include "Host/Components/SettingsGate.h"
+#include "Host/Program/SiteValues.h"
+#include "Host/Program/TimelineReader.h"
 #include "Host/ReportingDatabase/GuidText.h"
 #include "Host/Support/PathText.h"
 #include "Platform/Text.h"
 
 #include <algorithm>
 #include <fstream>
-#include <set>
 #include <sstream>
 
 namespace Host
@@ -17,137 +18,7 @@ namespace Host
 namespace
 {
 
-constexpr double LongestWait = 3600;
-
-// Reads an array of things with names that differ.
-template <class Read>
-auto ReadNamed(const JsonCursor& array, const Read& read)
-{
-    std::vector<decltype(read(array))> things;
-    std::set<std::wstring> names;
-    for (const JsonCursor& item : array.Items()) {
-        things.push_back(read(item));
-        if (!names.insert(things.back().name).second)
-            item["name"].Fail("a name that is not taken");
-    }
-    return things;
-}
-
-template <class Read>
-auto ReadArray(const JsonCursor& array, const Read& read)
-{
-    std::vector<decltype(read(array))> things;
-    for (const JsonCursor& item : array.Items())
-        things.push_back(read(item));
-    return things;
-}
-
-std::wstring ReadName(const JsonCursor& json)
-{
-    return json.Name();
-}
-
-Binary ReadHexadecimal(const JsonCursor& json)
-{
-    constexpr std::wstring_view digits = L"0123456789abcdef0123456789ABCDEF";
-    const std::wstring text = json.Text();
-    if (text.size() % 2 != 0 || text.find_first_not_of(digits) != text.npos)
-        json.Fail("pairs of hexadecimal digits");
-    Binary binary;
-    for (std::size_t i = 0; i < text.size(); i += 2)
-        binary.bytes += static_cast<char>(digits.find(text[i]) % 16 * 16 + digits.find(text[i + 1]) % 16);
-    return binary;
-}
-
-AttributeValue ReadValue(const JsonCursor& json)
-{
-    const nlohmann::json& value = json.Value();
-    if (value.is_null())
-        return {};
-    if (value.is_string())
-        return json.Text();
-    if (value.is_boolean())
-        return json.Boolean();
-    if (value.is_number_integer()) {
-        const std::int64_t number = json.Integer(INT64_MIN, INT64_MAX);
-        if (std::in_range<std::int32_t>(number))
-            return static_cast<std::int32_t>(number);
-        return number;
-    }
-    if (value.is_array())
-        return ReadArray(json, [](const JsonCursor& item) { return item.Text(); });
-    if (value.is_object() && value.contains("binary")) {
-        json.CheckKeys({"binary"});
-        return ReadHexadecimal(json["binary"]);
-    }
-    json.Fail("a text, a whole number, true, false, null, an array of texts or {\"binary\": \"...\"}");
-}
-
-std::vector<Attribute> ReadAttributes(const JsonCursor& json)
-{
-    std::vector<Attribute> attributes;
-    for (const auto& [name, value] : json.Members())
-        attributes.push_back({name, ReadValue(value)});
-    return attributes;
-}
-
-std::wstring ReadNodeName(const JsonCursor& json)
-{
-    std::wstring name = json.Name();
-    if (name.find(L'\\') != name.npos)
-        json.Fail("a name without backslash");
-    return name;
-}
-
-NodeDescription ReadNode(const JsonCursor& json)
-{
-    json.CheckKeys({"name", "type", "attributes", "children"});
-    NodeDescription node;
-    node.name = ReadNodeName(json["name"]);
-    if (const auto type = json.Find("type"))
-        node.type = type->Text();
-    if (const auto attributes = json.Find("attributes"))
-        node.attributes = ReadAttributes(*attributes);
-    if (const auto children = json.Find("children"))
-        node.children = ReadNamed(*children, ReadNode);
-    return node;
-}
-
-NodeDescription ReadConnectionSettings(const JsonCursor& json)
-{
-    NodeDescription entry = ReadNode(json);
-    for (const Attribute& attribute : entry.attributes) {
-        const std::string key = Text::ToUtf8(attribute.name);
-        if (key == "Enabled")
-            json["attributes"][key.c_str()].Boolean();
-        else if (key == "ReportServerUrl" || key == "ReportServerUserName")
-            json["attributes"][key.c_str()].Text();
-    }
-    return entry;
-}
-
-std::wstring ReadGuid(const JsonCursor& json)
-{
-    const std::optional<std::wstring> guid = ToGuidText(json.Text());
-    if (!guid)
-        json.Fail("a GUID such as \"6F9619FF-8B86-D011-B42D-00C04FC964FF\"");
-    return *guid;
-}
-
-AccessItem ReadAccessItem(const JsonCursor& json)
-{
-    json.CheckKeys({"account", "containers", "localOnly"});
-    AccessItem item;
-    item.account = json["account"].Name();
-    if (const auto containers = json.Find("containers")) {
-        item.containers = ReadArray(*containers, ReadGuid);
-        if (item.containers.empty())
-            containers->Fail("at least one GUID, or no \"containers\" for every object");
-    }
-    if (const auto localOnly = json.Find("localOnly"))
-        item.localOnly = localOnly->Boolean();
-    return item;
-}
+using Roles = std::map<std::wstring, Role>;
 
 SiteSource ReadSource(const JsonCursor& json)
 {
@@ -161,7 +32,7 @@ const ModuleClass& ReadClass(const JsonCursor& json)
     for (const ModuleClass& each : ModuleClasses()) {
         if (json.Value() == each.name)
             return each;
-        names += (names.empty() ? "\"" : ", \"") + std::string(each.name) + '"';
+        names += (names.empty() ? "\"" : ", \"") + each.name + '"';
     }
     json.Fail("one of " + names);
 }
@@ -205,103 +76,85 @@ std::map<std::wstring, std::wstring> ReadObjectNames(const JsonCursor& json)
     return names;
 }
 
-SettingsEvent ReadSettingsEvent(const JsonCursor& json)
+std::string RoleName(Role role)
 {
-    json.CheckKeys({"entries", "enable"});
-    if (json.Has("entries") == json.Has("enable"))
-        json.Fail("either \"entries\" or \"enable\"");
-    if (const auto entries = json.Find("entries"))
-        return {ReadNamed(*entries, ReadConnectionSettings), std::nullopt};
-    const JsonCursor enable = json["enable"];
-    return {{}, enable.Value().is_null() ? std::wstring() : enable.Name()};
-}
-
-ConfigurationEvent ReadConfigurationEvent(const JsonCursor& json)
-{
-    json.CheckKeys({"path", "set", "create", "remove"});
-    if (json.Has("set") == json.Has("remove"))
-        json.Fail("either \"set\" or \"remove\"");
-    ConfigurationEvent event{json["path"].Name(), {}, false, false};
-    if (const auto set = json.Find("set"))
-        event.attributes = ReadAttributes(*set);
-    if (const auto create = json.Find("create"))
-        event.create = create->Boolean();
-    if (const auto remove = json.Find("remove")) {
-        if (!remove->Boolean() || event.create)
-            json.Fail("\"remove\": true alone");
-        event.remove = true;
+    switch (role) {
+    case Role::DatabaseConnectionManager:
+        return "the database connection manager";
+    case Role::ReportingSettingsManager:
+        return "the reporting settings manager";
+    case Role::Updater:
+        return "an updater";
+    case Role::Source:
+        return "an access-info source";
+    default:
+        return "an access-info consumer";
     }
-    return event;
 }
 
-SourceEvent ReadSourceEvent(const JsonCursor& json)
+// The site's instance names and what stands under them.
+Roles CollectRoles(const Site& site, const JsonCursor& json)
 {
-    json.CheckKeys({"name", "items", "add", "remove", "fail", "recover"});
-    SourceEvent event;
-    event.name = json["name"].Name();
-    if (json.Value().size() != 2)
-        json.Fail("\"name\" and one of \"items\", \"add\", \"remove\", \"fail\", \"recover\"");
-    if (const auto items = json.Find("items"))
-        event.items = ReadArray(*items, ReadAccessItem);
-    if (const auto add = json.Find("add"))
-        event.add = ReadArray(*add, ReadAccessItem);
-    if (const auto remove = json.Find("remove"))
-        event.remove = ReadArray(*remove, ReadName);
-    if (const auto fail = json.Find("fail"))
-        event.failure = fail->Name();
-    if (const auto recover = json.Find("recover")) {
-        if (!recover->Boolean())
-            recover->Fail("true");
-        event.failure = L"";
+    Roles roles;
+    std::set<std::wstring> taken{ConfigServerProxy::InstanceName, RequestContextMgr::InstanceName,
+                                 AuthTokenMgr::InstanceName, PermissionsChecker::InstanceName,
+                                 ServiceClient::InstanceName};
+    const auto add = [&](const std::wstring& name, Role role, const JsonCursor& place) {
+        if (!taken.insert(name).second)
+            place.Fail("an instance name that is not taken");
+        roles.emplace(name, role);
+    };
+    add(site.databaseConnectionManager, Role::DatabaseConnectionManager, json["names"]["databaseConnectionManager"]);
+    add(site.reportingSettingsManager, Role::ReportingSettingsManager, json["names"]["reportingSettingsManager"]);
+    for (std::size_t i = 0; i < site.sources.size(); ++i)
+        add(site.sources[i].name, Role::Source, json["accessInfo"].Items()[i]["name"]);
+    for (std::size_t i = 0; i < site.components.size(); ++i)
+        add(site.components[i].name, site.components[i].moduleClass->role, json["components"].Items()[i]["name"]);
+    return roles;
+}
+
+void CheckComponent(const SiteComponent& component, const Roles& roles, const JsonCursor& config)
+{
+    for (const Reference& reference : component.moduleClass->references) {
+        if (!reference.required && !config.Has(reference.attribute))
+            continue;
+        const JsonCursor value = config[reference.attribute];
+        const bool isList = value.Value().is_array() && !reference.required;
+        for (const JsonCursor& each : isList ? value.Items() : std::vector<JsonCursor>{value}) {
+            const auto found = roles.find(each.Text());
+            if (found == roles.end() || found->second != reference.role)
+                each.Fail("the name of " + RoleName(reference.role) + " of this site");
+        }
     }
-    return event;
 }
 
-DatabaseEvent ReadDatabaseEvent(const JsonCursor& json)
+// Checks that instance names differ and that what names a component names one that can serve.
+void CheckReferences(const Site& site, const JsonCursor& json)
 {
-    json.CheckKeys({"outage", "failAtStatement"});
-    DatabaseEvent event;
-    if (const auto outage = json.Find("outage"))
-        event.outage = outage->Boolean();
-    if (const auto fail = json.Find("failAtStatement"))
-        event.failAtStatement = static_cast<std::uint64_t>(fail->Integer(0, INT32_MAX));
-    if (!event.outage && !event.failAtStatement)
-        json.Fail("\"outage\" or \"failAtStatement\" or both");
-    return event;
+    const Roles roles = CollectRoles(site, json);
+    const std::vector<JsonCursor> components = json["components"].Items();
+    for (std::size_t i = 0; i < site.components.size(); ++i)
+        CheckComponent(site.components[i], roles, components[i]["config"]);
+    const auto updaters = std::count_if(site.components.begin(), site.components.end(), [](const SiteComponent& each) {
+        return each.moduleClass->role == Role::Updater;
+    });
+    if (updaters != 1)
+        json["components"].Fail("one component of class \"ReportAccessInfoUpdater\" among them");
 }
 
-WaitEvent ReadWaitEvent(const JsonCursor& json)
+void ReadTokens(const JsonCursor& json, Site& site)
 {
-    json.CheckKeys({"seconds"});
-    return {json["seconds"].Number(0, LongestWait)};
-}
-
-Event ReadEvent(const JsonCursor& json)
-{
-    json.CheckKeys({"say", "settings", "configure", "source", "database", "wait", "cycle"});
-    const std::size_t actions = json.Value().size() - json.Has("say") - json.Has("cycle");
-    Event event{json["say"].Name(), {}, true};
-    if (const auto cycle = json.Find("cycle"))
-        event.cycle = cycle->Boolean();
-    if (actions > 1 || (actions == 0 && !json.Has("cycle")))
-        json.Fail("one of \"settings\", \"configure\", \"source\", \"database\", \"wait\", or \"cycle\" alone");
-    if (const auto settings = json.Find("settings"))
-        event.action = ReadSettingsEvent(*settings);
-    if (const auto configure = json.Find("configure"))
-        event.action = ReadConfigurationEvent(*configure);
-    if (const auto source = json.Find("source"))
-        event.action = ReadSourceEvent(*source);
-    if (const auto database = json.Find("database"))
-        event.action = ReadDatabaseEvent(*database);
-    if (const auto wait = json.Find("wait"))
-        event.action = ReadWaitEvent(*wait);
-    return event;
+    json.CheckKeys({"lifetimeS", "displayNames"});
+    if (const auto lifetime = json.Find("lifetimeS"))
+        site.tokenLifetime = lifetime->Number(0, 1e6);
+    if (const auto names = json.Find("displayNames"))
+        site.displayNames = names->Boolean();
 }
 
 Site ReadSiteParts(const JsonCursor& json)
 {
-    json.CheckKeys({"site", "moduleSettings", "configuration", "connectionSettings", "names", "accessInfo",
-                    "components", "objectNames", "timeline"});
+    json.CheckKeys({"site", "moduleSettings", "configuration", "connectionSettings", "names", "accounts", "tokens",
+                    "grants", "accessInfo", "components", "objectNames", "timeline"});
     Site site;
     site.title = json["site"].Name();
     if (const auto settings = json.Find("moduleSettings"))
@@ -313,12 +166,20 @@ Site ReadSiteParts(const JsonCursor& json)
     names.CheckKeys({"databaseConnectionManager", "reportingSettingsManager"});
     site.databaseConnectionManager = names["databaseConnectionManager"].Name();
     site.reportingSettingsManager = names["reportingSettingsManager"].Name();
+    if (const auto accounts = json.Find("accounts"))
+        site.accounts = AccountBook(*accounts);
+    if (const auto tokens = json.Find("tokens"))
+        ReadTokens(*tokens, site);
+    if (const auto grants = json.Find("grants"))
+        site.grants = ReadArray(*grants, [&](const JsonCursor& each) { return ReadGrant(each, site.accounts); });
     if (const auto sources = json.Find("accessInfo"))
         site.sources = ReadNamed(*sources, ReadSource);
     site.components = ReadNamed(json["components"], ReadComponent);
     if (const auto objects = json.Find("objectNames"))
         site.objectNames = ReadObjectNames(*objects);
-    site.timeline = ReadArray(json["timeline"], ReadEvent);
+    CheckReferences(site, json);
+    TimelineReader timeline(site);
+    site.timeline = ReadArray(json["timeline"], [&](const JsonCursor& each) { return timeline.Read(each); });
     return site;
 }
 
@@ -327,10 +188,7 @@ Site ReadSiteParts(const JsonCursor& json)
 Site ReadSite(const std::string& text)
 {
     const nlohmann::json parsed = ParseJson(text);
-    const JsonCursor json(parsed);
-    Site site = ReadSiteParts(json);
-    CheckReferences(site, json);
-    return site;
+    return ReadSiteParts(JsonCursor(parsed));
 }
 
 Site LoadSite(const std::filesystem::path& file)

@@ -1,31 +1,14 @@
 #include "Host/ReportingDatabase/DatabaseConnection.h"
 
 #include "Host/Support/Boundary.h"
-#include "Platform/Text.h"
 
 namespace Host
 {
 
-namespace
-{
-
-// Runs work on the database; SQLite's failures leave it as Failure.
-template <class Work>
-void OnDatabase(const ReportingDatabase& database, const Work& work)
-{
-    try {
-        work();
-    } catch (const Sqlite::Error& error) {
-        throw Failure{E_FAIL, L"Reporting database '" + database.Name() + L"': " + Text::FromUtf8(error.what())};
-    }
-}
-
-} // namespace
-
 DatabaseConnection::DatabaseConnection(std::shared_ptr<ReportingDatabase> database, std::uint64_t failingStatement)
     : m_database(std::move(database)), m_failingStatement(failingStatement)
 {
-    OnDatabase(*m_database, [this] { m_session.emplace(m_database->File()); });
+    m_database->Do([this] { m_session.emplace(m_database->File()); });
 }
 
 HRESULT DatabaseConnection::Execute(const wchar_t* sql, std::int32_t reserved, IKelNode**)
@@ -40,7 +23,7 @@ HRESULT DatabaseConnection::Execute(const wchar_t* sql, std::int32_t reserved, I
             throw Failure{E_FAIL, L"Reporting database '" + m_database->Name() +
                                       L"': the connection was lost at statement " + std::to_wstring(m_statements)};
         const SqlStatement statement = ReadSqlStatement(sql);
-        OnDatabase(*m_database, [&] { Perform(statement); });
+        m_database->Do([&] { Perform(statement); });
         return S_OK;
     });
 }

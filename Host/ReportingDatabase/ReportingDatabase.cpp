@@ -7,23 +7,14 @@
 namespace Host
 {
 
-namespace
-{
-
-std::wstring Quoted(const std::filesystem::path& file)
-{
-    return L"'" + PathText(file) + L"'";
-}
-
-} // namespace
-
 ReportingDatabase::ReportingDatabase(std::filesystem::path file) : m_file(std::move(file))
 {
     try {
         CreateAccessRightsTable(m_file);
+        m_roles.emplace(m_file);
     } catch (const Sqlite::Error& error) {
-        throw Failure{E_FAIL,
-                      L"cannot use " + Quoted(m_file) + L" as the reporting database: " + Text::FromUtf8(error.what())};
+        throw Failure{E_FAIL, L"cannot use '" + PathText(m_file) + L"' as the reporting database: " +
+                                  Text::FromUtf8(error.what())};
     }
 }
 
@@ -34,12 +25,18 @@ std::wstring ReportingDatabase::Name() const
 
 std::vector<AccessRight> ReportingDatabase::Rows() const
 {
-    try {
-        return ReadAccessRights(m_file);
-    } catch (const Sqlite::Error& error) {
-        throw Failure{E_FAIL,
-                      L"cannot read the reporting database " + Quoted(m_file) + L": " + Text::FromUtf8(error.what())};
-    }
+    return Do([this] { return ReadAccessRights(m_file); });
+}
+
+std::vector<ReportServerRole> ReportingDatabase::Roles() const
+{
+    return Do([this] { return ReadReportServerRoles(m_file); });
+}
+
+void ReportingDatabase::GrantRole(const std::wstring& reportServer, const std::wstring& account)
+{
+    Do([&] { m_roles->Grant(reportServer, account); });
+    ++m_grants;
 }
 
 void ReportingDatabase::TraceTo(const std::filesystem::path& file)
@@ -47,7 +44,7 @@ void ReportingDatabase::TraceTo(const std::filesystem::path& file)
     const std::lock_guard guard(m_traceLock);
     m_trace.open(file, std::ios::binary | std::ios::trunc);
     if (!m_trace)
-        throw Failure{E_FAIL, L"cannot write the SQL trace " + Quoted(file)};
+        throw Failure{E_FAIL, L"cannot write the SQL trace '" + PathText(file) + L"'"};
 }
 
 void ReportingDatabase::Trace(const wchar_t* sql)
@@ -55,6 +52,11 @@ void ReportingDatabase::Trace(const wchar_t* sql)
     const std::lock_guard guard(m_traceLock);
     if (m_trace.is_open())
         m_trace << Text::ToUtf8(sql) << "\n-- " << ++m_traced << ' ' << std::string(60, '-') << '\n' << std::flush;
+}
+
+void ReportingDatabase::Fail(const Sqlite::Error& error) const
+{
+    throw Failure{E_FAIL, L"Reporting database '" + Name() + L"': " + Text::FromUtf8(error.what())};
 }
 
 } // namespace Host

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Host/ReportingDatabase/AccessRightsTable.h"
+#include "Host/ReportingDatabase/ReportServerRoles.h"
 
 #include <atomic>
 #include <cstdint>
@@ -14,33 +15,50 @@
 namespace Host
 {
 
-// Any thread.
+// Any thread. Failures throw Failure.
 class ReportingDatabase
 {
 public:
-    // Creates the file and the table where they are missing. Throws Failure when the file cannot be written or is no
-    // such database.
+    // Creates the file and its tables where they are missing.
     explicit ReportingDatabase(std::filesystem::path file);
 
     const std::filesystem::path& File() const { return m_file; }
     // The file's name, for messages.
     std::wstring Name() const;
 
-    // Throws Failure.
     std::vector<AccessRight> Rows() const;
-
     // Merges that were carried out since the start.
     std::uint64_t Rewrites() const { return m_rewrites; }
     void CountRewrite() { ++m_rewrites; }
 
+    std::vector<ReportServerRole> Roles() const;
+    void GrantRole(const std::wstring& reportServer, const std::wstring& account);
+    // Roles granted since the start; those that an account had already count, too.
+    std::uint64_t Grants() const { return m_grants; }
+
     // From now on every SQL text goes to `file` too, which is replaced: exactly as it was sent, in UTF-8, followed by a
-    // line end and the line "-- <number> ----...". Throws Failure when the file cannot be written.
+    // line end and the line "-- <number> ----...".
     void TraceTo(const std::filesystem::path& file);
     void Trace(const wchar_t* sql);
 
+    // Returns what `work` returns; a Sqlite::Error becomes Failure (E_FAIL).
+    template <class Work>
+    auto Do(const Work& work) const
+    {
+        try {
+            return work();
+        } catch (const Sqlite::Error& error) {
+            Fail(error);
+        }
+    }
+
 private:
+    [[noreturn]] void Fail(const Sqlite::Error& error) const;
+
     const std::filesystem::path m_file;
     std::atomic<std::uint64_t> m_rewrites{0};
+    std::atomic<std::uint64_t> m_grants{0};
+    std::optional<ReportServerRoles> m_roles;
     std::mutex m_traceLock;
     std::ofstream m_trace;      // m_traceLock
     std::uint64_t m_traced = 0; // m_traceLock

@@ -83,6 +83,7 @@ Connection::Connection(const std::filesystem::path& file, Access access)
     if (result != SQLITE_OK)
         Fail(connection);
     sqlite3_busy_timeout(connection, BusyTimeoutMs);
+    Execute("PRAGMA synchronous = OFF"); // nothing in it has to outlast a power failure
 }
 
 void Connection::Execute(const char* sql)

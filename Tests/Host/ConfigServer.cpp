@@ -1,14 +1,13 @@
 #include "Host/Components/ConfigServerProxy.h"
 #include "Host/Support/Boundary.h"
 #include "Tests/Host/NodwellFixture.h"
+#include "Tests/Support/Waiting.h"
 
 #include <future>
 #include <gmock/gmock.h>
-#include <thread>
 
 using Host::ConfigServerProxy;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace
 {
@@ -29,20 +28,15 @@ std::wstring Describe(const NodeHandle& node)
 }
 
 // Writes notifications down: "mask path=mask content, ...".
-class Sink final : public Host::Component<IModifySubscriptionSink>
+struct Sink final : Host::Component<IModifySubscriptionSink>
 {
-public:
-    using Reaction = std::function<HRESULT(IKelModifySubscription*)>;
+    explicit Sink(std::function<HRESULT(IKelModifySubscription*)> react = nullptr) : reaction(std::move(react)) {}
 
-    explicit Sink(Reaction reaction = nullptr) : m_reaction(std::move(reaction)) {}
-
-    HRESULT OnTriggered(IKelModifySubscription* subscription, int32_t modifyMask,
-                        IKelNodeModifyEnum* modifiedNodes) override
+    HRESULT OnTriggered(IKelModifySubscription* subscription, int32_t mask, IKelNodeModifyEnum* nodes) override
     {
-        std::wstring text = std::to_wstring(modifyMask);
+        std::wstring text = std::to_wstring(mask);
         ComponentPtr<IKelNodeIterator> iterator;
-        EXPECT_EQ(modifiedNodes->GetEnumerator(iterator.Out()), S_OK);
-        EXPECT_EQ(iterator->Reset(), S_OK);
+        EXPECT_EQ(nodes->GetEnumerator(iterator.Out()), S_OK);
         for (NodeHandle entry; iterator->Next(entry.Out()) == S_OK;) {
             text += L' ' + Host::ReadText(entry.Get(), L"ModifiedNodePath").value() + L'=' +
                     std::to_wstring(Host::ReadInt64(entry.Get(), L"ChangesMask").value());
@@ -50,30 +44,22 @@ public:
                 text += L' ' + Describe(ChildAt(entry, 0));
         }
         notifications.push_back(text);
-        return m_reaction ? m_reaction(subscription) : S_OK;
+        return reaction ? reaction(subscription) : S_OK;
     }
 
+    const std::function<HRESULT(IKelModifySubscription*)> reaction;
     std::vector<std::wstring> notifications; // to be read when everything has been delivered
-
-private:
-    const Reaction m_reaction;
 };
 
-NodeHandle Filter(const std::wstring& path, int64_t depth)
+NodeHandle Filter(const std::wstring& path, int64_t depth, bool isParent = false)
 {
-    NodeHandle filter = Create(nullptr, L"FilterByPath");
-    Host::SetAttribute(filter.Get(), L"NodePath", path);
-    Host::SetAttribute(filter.Get(), L"IsParent", false);
-    Host::SetAttribute(filter.Get(), L"MaxDepth", depth);
-    return filter;
+    return Host::BuildNode(
+        {{}, L"FilterByPath", {{L"NodePath", path}, {L"IsParent", isParent}, {L"MaxDepth", depth}}, {}});
 }
 
 NodeHandle Request(int32_t mask, int32_t options)
 {
-    NodeHandle request = Create(L"SubscribeConfig");
-    Host::SetAttribute(request.Get(), L"ChangesMask", mask);
-    Host::SetAttribute(request.Get(), L"SubscribeOptions", options);
-    return request;
+    return Host::BuildNode({L"SubscribeConfig", {}, {{L"ChangesMask", mask}, {L"SubscribeOptions", options}}, {}});
 }
 
 std::vector<Host::Attribute> Value(const wchar_t* value)
@@ -86,32 +72,28 @@ class ConfigServer : public NodwellTest
 {
 protected:
     ConfigServer()
-        : server(Host::MakeComponent<ConfigServerProxy>(
-              Host::BuildNode({L"R",
-                               {},
-                               {},
-                               {{L"A", {}, Value(L"a"), {{L"C", {}, Value(L"c"), {{L"D", {}, Value(L"d"), {}}}}}},
-                                {L"B", {}, Value(L"b"), {}}}})))
-    {}
-
-    ComponentPtr<IKelModifySubscription> Subscribe(Sink& sink, const std::wstring& path, int64_t depth, int32_t mask,
-                                                   int32_t options)
     {
-        ComponentPtr<IKelModifySubscription> subscription;
-        EXPECT_EQ(server->Subscribe(Filter(path, depth).Get(), Request(mask, options).Get(), &sink, subscription.Out()),
-                  S_OK);
-        return subscription;
+        Set(L"\\R\\A", L"a", true);
+        Set(L"\\R\\A\\C", L"c", true);
+        Set(L"\\R\\A\\C\\D", L"d", true);
+        Set(L"\\R\\B", L"b", true);
     }
 
-    ComponentPtr<IKelModifySubscription> Watch(Sink& sink, const std::wstring& path, int64_t depth, int32_t mask,
-                                               int32_t options)
+    ComponentPtr<IKelModifySubscription> Watch(Sink& sink, const std::wstring& path, int64_t depth = 0,
+                                               int32_t mask = 7, int32_t options = 0, bool activate = true)
     {
-        auto subscription = Subscribe(sink, path, depth, mask, options);
-        EXPECT_EQ(subscription->Activate(), S_OK);
-        return subscription;
+        ComponentPtr<IKelModifySubscription> made;
+        EXPECT_EQ(server->Subscribe(Filter(path, depth).Get(), Request(mask, options).Get(), &sink, made.Out()), S_OK);
+        EXPECT_EQ(activate ? made->Activate() : S_OK, S_OK);
+        return made;
     }
 
-    const ComponentPtr<ConfigServerProxy> server;
+    void Set(const std::wstring& path, const wchar_t* value, bool create = false)
+    {
+        server->SetAttributes(path, Value(value), create);
+    }
+
+    const ComponentPtr<ConfigServerProxy> server = Host::MakeComponent<ConfigServerProxy>(Create(L"R"));
 };
 
 } // namespace
@@ -120,80 +102,63 @@ TEST_F(ConfigServer, SaysWhatIsWrongWithASubscription)
 {
     Sink sink;
     ComponentPtr<IKelModifySubscription> out;
-    const auto refused = [&](const NodeHandle& filter, const NodeHandle& request) {
+    const auto refusal = [&](const NodeHandle& filter, const NodeHandle& request) {
         EXPECT_EQ(server->Subscribe(filter.Get(), request.Get(), &sink, out.Out()), E_INVALIDARG);
-        return TakeErrorText();
+        const std::wstring text = TakeErrorText();
+        return text.substr(std::min(text.size(), std::wstring(L"Configuration server: ").size()));
     };
-    const auto without = [](const wchar_t* missing, NodeHandle complete) {
-        NodeHandle node =
-            Create(Host::NodeName(complete.Get(), KelnNameOnly).c_str(), Host::NodeType(complete.Get()).c_str());
-        if (missing != std::wstring_view(L"NodePath") && Host::ReadText(complete.Get(), L"NodePath"))
-            Host::SetAttribute(node.Get(), L"NodePath", std::wstring(L"\\R"));
-        if (missing != std::wstring_view(L"MaxDepth"))
-            Host::SetAttribute(node.Get(), L"MaxDepth", 0);
-        if (missing != std::wstring_view(L"ChangesMask"))
-            Host::SetAttribute(node.Get(), L"ChangesMask", 7);
-        return node;
-    };
-    for (const wchar_t* missing : {L"NodePath", L"MaxDepth", L"IsParent"}) {
-        EXPECT_EQ(refused(without(missing, Filter(L"\\R", 0)), Request(7, 0)),
-                  std::wstring(L"Configuration server: the filter node has no attribute '") + missing + L"'");
-    }
-    for (const wchar_t* missing : {L"ChangesMask", L"SubscribeOptions"}) {
-        EXPECT_EQ(refused(Filter(L"\\R", 0), without(missing, Request(7, 0))),
-                  std::wstring(L"Configuration server: the request node has no attribute '") + missing + L"'");
-    }
-    EXPECT_EQ(refused(Request(7, 0), Request(7, 0)),
-              L"Configuration server: unknown filter type '', expected 'FilterByPath'");
-    EXPECT_EQ(refused(Filter(L"\\R", 0), Filter(L"\\R", 0)),
-              L"Configuration server: unknown request '', expected 'SubscribeConfig'");
-    EXPECT_EQ(refused(Filter(L"R\\A", 0), Request(7, 0)),
-              L"Configuration server: NodePath 'R\\A' is no path, expected the form '\\Name\\Name'");
-    EXPECT_EQ(refused(Filter(L"\\R", -1), Request(7, 0)), L"Configuration server: MaxDepth is -1, expected 0 or more");
-    EXPECT_EQ(refused(Filter(L"\\R", 0), Request(8, 0)), L"Configuration server: ChangesMask is 8, expected 1 to 7");
-    EXPECT_EQ(refused(Filter(L"\\R", 0), Request(7, 4)),
-              L"Configuration server: SubscribeOptions is 4, expected a sum of 1, 2 and 8");
-    NodeHandle parent = Filter(L"\\R", 0);
-    Host::SetAttribute(parent.Get(), L"IsParent", true);
-    EXPECT_EQ(refused(parent, Request(7, 0)), L"Configuration server: filters with IsParent true are not supported");
-    EXPECT_EQ(server->Subscribe(nullptr, Request(7, 0).Get(), &sink, out.Out()), E_POINTER);
-    EXPECT_FALSE(out);
+    const NodeHandle filter = Filter(L"\\R", 0);
+    const NodeHandle request = Request(7, 0);
+    EXPECT_EQ(refusal(request, request), L"unknown filter type '', expected 'FilterByPath'");
+    EXPECT_EQ(refusal(filter, filter), L"unknown request '', expected 'SubscribeConfig'");
+    EXPECT_EQ(refusal(Create(L"", L"FilterByPath"), request), L"the filter node has no attribute 'NodePath'");
+    EXPECT_EQ(refusal(filter, Create(L"SubscribeConfig")), L"the request node has no attribute 'ChangesMask'");
+    EXPECT_EQ(refusal(Filter(L"R", 0), request), L"NodePath 'R' is no path, expected the form '\\Name\\Name'");
+    EXPECT_EQ(refusal(Filter(L"\\R", -1), request), L"MaxDepth is -1, expected 0 or more");
+    EXPECT_EQ(refusal(Filter(L"\\R", 0, true), request), L"filters with IsParent true are not supported");
+    EXPECT_EQ(refusal(filter, Request(8, 0)), L"ChangesMask is 8, expected 1 to 7");
+    EXPECT_EQ(refusal(filter, Request(7, 4)), L"SubscribeOptions is 4, expected a sum of 1, 2 and 8");
     EXPECT_EQ(server->LiveSubscriptions(), 0U);
 }
 
 TEST_F(ConfigServer, NotificationsBeginWithActivateAndTheCurrentState)
 {
     Sink sink;
-    const auto subscription = Subscribe(sink, L"\\R\\A", 0, 7, WithState | WithContent);
-    server->SetAttributes(L"\\R\\A", Value(L"a2"), false);
+    const auto subscription = Watch(sink, L"\\R\\A", 0, 7, WithState | WithContent, false);
+    Set(L"\\R\\A", L"a2");
     server->WaitUntilDelivered();
-    EXPECT_THAT(sink.notifications, IsEmpty());
+    EXPECT_TRUE(sink.notifications.empty());
     EXPECT_EQ(subscription->Activate(), S_OK);
     EXPECT_EQ(subscription->Activate(), S_FALSE);
-    server->SetAttributes(L"\\R\\A", Value(L"a3"), false);
+    Set(L"\\R\\A", L"a3");
+    Sink early([](IKelModifySubscription*) { return Host::FailWithDescription(E_ABORT, L"not now"); });
+    const auto toCome = Watch(early, L"\\R\\New", 0, 7, WithState | WithContent);
+    Set(L"\\R\\New", L"n", true);
     server->WaitUntilDelivered();
     EXPECT_THAT(sink.notifications, ElementsAre(L"1 \\R\\A=1 A{a2}", L"2 \\R\\A=2 A{a3}"));
-
-    Sink early;
-    const auto toCome = Watch(early, L"\\R\\New", 0, 7, WithState | WithContent);
-    server->SetAttributes(L"\\R\\New", Value(L"n"), true);
-    server->WaitUntilDelivered();
     EXPECT_THAT(early.notifications, ElementsAre(L"1 \\R\\New=1 New{n}"));
+    EXPECT_EQ(server->Failures().count, 1U);
+    EXPECT_EQ(server->Failures().lastText, L"0x80004004 not now");
 }
 
 TEST_F(ConfigServer, PathDepthAndMaskChooseWhatIsTold)
 {
     Sink node, level, tree, removals;
-    const auto s1 = Watch(node, L"\\R\\A", 0, 7, 0);
-    const auto s2 = Watch(level, L"\\R\\A", 1, 7, 0);
-    const auto s3 = Watch(tree, L"\\R\\A", KelnWholeTree, 7, 0);
-    const auto s4 = Watch(removals, L"\\R\\A", KelnWholeTree, 4, 0);
-    server->SetAttributes(L"\\R\\A", Value(L"1"), false);
-    server->SetAttributes(L"\\R\\A\\C\\D", Value(L"1"), false);
-    server->SetAttributes(L"\\R\\A\\E\\F", Value(L"1"), true);
-    server->SetAttributes(L"\\R\\B", Value(L"1"), false);
-    server->SetAttributes(L"\\R\\Ab", Value(L"1"), true);
+    const auto s1 = Watch(node, L"\\R\\A");
+    const auto s2 = Watch(level, L"\\R\\A", 1);
+    const auto s3 = Watch(tree, L"\\R\\A", KelnWholeTree);
+    const auto s4 = Watch(removals, L"\\R\\A", KelnWholeTree, 4);
+    Set(L"\\R\\A", L"1");
+    Set(L"\\R\\A\\C\\D", L"1");
+    Set(L"\\R\\A\\E\\F", L"1", true);
+    Set(L"\\R\\B", L"1");
+    Set(L"\\R\\Ab", L"1", true);
     server->RemoveNode(L"\\R\\A\\C");
+    // Refused changes leave the tree, and nobody is told.
+    EXPECT_THROW(Set(L"\\R\\A\\X\\Y", L"1"), Host::Failure);
+    EXPECT_THROW(Set(L"\\Other\\A", L"1", true), Host::Failure);
+    EXPECT_THROW(server->RemoveNode(L"\\R\\A\\X"), Host::Failure);
+    EXPECT_THROW(server->RemoveNode(L"\\R"), Host::Failure);
     server->WaitUntilDelivered();
     EXPECT_THAT(node.notifications, ElementsAre(L"2 \\R\\A=2"));
     EXPECT_THAT(level.notifications, ElementsAre(L"2 \\R\\A=2", L"1 \\R\\A\\E=1", L"4 \\R\\A\\C=4"));
@@ -207,7 +172,7 @@ TEST_F(ConfigServer, ContentIsTheChangedNodeOrTheWholeWatchedOne)
     Sink single, whole;
     const auto s1 = Watch(single, L"\\R\\A", KelnWholeTree, 7, WithContent);
     const auto s2 = Watch(whole, L"\\R\\A", KelnWholeTree, 7, WithState | WithContent | WholeNode);
-    server->SetAttributes(L"\\R\\A\\C", Value(L"c2"), false);
+    Set(L"\\R\\A\\C", L"c2");
     server->RemoveNode(L"\\R\\A\\C\\D");
     server->RemoveNode(L"\\R\\A");
     server->WaitUntilDelivered();
@@ -217,68 +182,46 @@ TEST_F(ConfigServer, ContentIsTheChangedNodeOrTheWholeWatchedOne)
                                                  L"4 \\R\\A\\C\\D=4 A{a}(C{c2})", L"4 \\R\\A=4 \\R\\A\\C=4"));
 }
 
-TEST_F(ConfigServer, RefusedChangesLeaveTheTreeAndNobodyIsTold)
-{
-    Sink sink;
-    const auto subscription = Watch(sink, L"\\R", KelnWholeTree, 7, 0);
-    EXPECT_THROW(server->SetAttributes(L"\\R\\X\\Y", Value(L"1"), false), Host::Failure);
-    EXPECT_THROW(server->SetAttributes(L"\\Other\\A", Value(L"1"), true), Host::Failure);
-    EXPECT_THROW(server->RemoveNode(L"\\R\\X"), Host::Failure);
-    EXPECT_THROW(server->RemoveNode(L"\\R"), Host::Failure);
-    server->WaitUntilDelivered();
-    EXPECT_THAT(sink.notifications, IsEmpty());
-}
-
 TEST_F(ConfigServer, EndingASubscriptionWaitsForItsNotification)
 {
     // By unsubscribing, and by releasing the last reference.
     for (const bool unsubscribe : {true, false}) {
-        std::promise<void> entered, finish;
-        Sink sink([&](IKelModifySubscription*) {
-            entered.set_value();
-            finish.get_future().wait();
-            return S_OK;
-        });
-        auto subscription = Watch(sink, L"\\R\\A", 0, 7, 0);
-        server->SetAttributes(L"\\R\\A", Value(L"1"), false);
-        server->SetAttributes(L"\\R\\A", Value(L"2"), false);
-        entered.get_future().wait();
+        Gate gate;
+        Sink sink([&](IKelModifySubscription*) { return gate.Pass(), S_OK; });
+        auto subscription = Watch(sink, L"\\R\\A");
+        Set(L"\\R\\A", L"1");
+        Set(L"\\R\\A", L"2");
+        ASSERT_TRUE(gate.WaitForArrivals(1));
         std::future<void> ended = std::async(std::launch::async, [&] {
-            if (unsubscribe) {
-                EXPECT_EQ(server->Unsubscribe(subscription.Get()), S_OK);
-            }
+            EXPECT_EQ(unsubscribe ? server->Unsubscribe(subscription.Get()) : S_OK, S_OK);
             subscription.Reset();
         });
+        EXPECT_TRUE(Eventually([&] { return server->LiveSubscriptions() == 0; }));
         EXPECT_EQ(ended.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
-        finish.set_value();
+        gate.Open();
         ended.wait();
         server->WaitUntilDelivered();
         EXPECT_EQ(sink.notifications.size(), 1U);
-        EXPECT_EQ(server->LiveSubscriptions(), 0U);
     }
 }
 
 TEST_F(ConfigServer, ASinkMayEndItsSubscriptionAndUseTheServer)
 {
     for (const bool unsubscribe : {true, false}) {
-        ComponentPtr<IKelModifySubscription> subscription;
+        ComponentPtr<IKelModifySubscription> subscription, made;
         Sink other;
-        ComponentPtr<IKelModifySubscription> made;
         Sink sink([&](IKelModifySubscription* told) {
-            EXPECT_EQ(told, subscription.Get());
-            if (unsubscribe) {
-                EXPECT_EQ(server->Unsubscribe(told), S_OK);
-            }
+            EXPECT_EQ(unsubscribe ? server->Unsubscribe(told) : S_OK, S_OK);
             subscription.Reset();
             GUID id{};
             EXPECT_EQ(told->GetId(&id), S_OK);
-            made = Watch(other, L"\\R\\B", 0, 7, 0);
-            server->SetAttributes(L"\\R\\B", Value(L"from the sink"), false);
+            made = Watch(other, L"\\R\\B");
+            Set(L"\\R\\B", L"from the sink");
             return S_OK;
         });
-        subscription = Watch(sink, L"\\R\\A", 0, 7, 0);
-        server->SetAttributes(L"\\R\\A", Value(L"1"), false);
-        server->SetAttributes(L"\\R\\A", Value(L"2"), false);
+        subscription = Watch(sink, L"\\R\\A");
+        Set(L"\\R\\A", L"1");
+        Set(L"\\R\\A", L"2");
         server->WaitUntilDelivered();
         EXPECT_EQ(sink.notifications.size(), 1U);
         EXPECT_THAT(other.notifications, ElementsAre(L"2 \\R\\B=2"));
@@ -288,64 +231,40 @@ TEST_F(ConfigServer, ASinkMayEndItsSubscriptionAndUseTheServer)
     }
 }
 
-TEST_F(ConfigServer, FailuresOfSinksAreCountedWithTheirText)
-{
-    Sink sink([](IKelModifySubscription*) { return Host::FailWithDescription(E_ABORT, L"not now"); });
-    const auto subscription = Watch(sink, L"\\R\\A", 0, 7, WithState);
-    server->SetAttributes(L"\\R\\A", Value(L"1"), false);
-    server->WaitUntilDelivered();
-    EXPECT_EQ(server->Failures().count, 2U);
-    EXPECT_EQ(server->Failures().lastText, L"0x80004004 not now");
-}
-
 TEST_F(ConfigServer, SubscriptionsOutliveTheHostsOwnReference)
 {
-    auto other = Host::MakeComponent<ConfigServerProxy>(Host::BuildNode({L"R", {}, {}, {}}));
+    auto other = Host::MakeComponent<ConfigServerProxy>(Create(L"Other"));
     ComponentPtr<IKelModifySubscription> subscription;
-    std::promise<void> done;
     Sink sink([&](IKelModifySubscription*) {
         subscription.Reset(); // the server goes with it, on its own thread
-        done.set_value();
         return S_OK;
     });
-    ASSERT_EQ(other->Subscribe(Filter(L"\\R", 0).Get(), Request(7, WithState).Get(), &sink, subscription.Out()), S_OK);
-    ComponentPtr<IKelModifySubscription> second;
-    ASSERT_EQ(other->Subscribe(Filter(L"\\R", 0).Get(), Request(7, 0).Get(), &sink, second.Out()), S_OK);
+    ASSERT_EQ(other->Subscribe(Filter(L"\\Other", 0).Get(), Request(7, WithState).Get(), &sink, subscription.Out()),
+              S_OK);
     other.Reset();
-    second.Reset();
     ASSERT_EQ(subscription->Activate(), S_OK);
-    done.get_future().wait();
-    while (NodwellLiveNodes() != 5) // what the delivery held is going now; five nodes are the fixture's
-        std::this_thread::yield();
+    EXPECT_TRUE(Eventually([] { return NodwellLiveNodes() == 5; })); // the fixture's
 }
 
 TEST_F(ConfigServer, SubscriptionsComeAndGoWhileTheTreeChanges)
 {
-    std::atomic<bool> done = false;
     {
-        std::jthread changing([&] {
-            for (int i = 0; !done; ++i)
-                server->SetAttributes(L"\\R\\A", {{L"V", std::to_wstring(i)}}, false);
+        std::jthread changing([&](const std::stop_token& stop) {
+            while (!stop.stop_requested())
+                Set(L"\\R\\A", L"changing");
         });
         std::vector<std::jthread> subscribers;
         for (int thread = 0; thread < 3; ++thread) {
             subscribers.emplace_back([&, thread] {
                 for (int i = 0; i < 200; ++i) {
-                    auto alive = std::make_unique<bool>(true);
-                    Sink sink([&](IKelModifySubscription*) { return *alive ? S_OK : E_UNEXPECTED; });
+                    Sink sink; // no notification may come when it has gone
                     auto subscription = Watch(sink, L"\\R\\A", KelnWholeTree, 7, WithState | WithContent | WholeNode);
-                    if (thread != 0) {
-                        EXPECT_EQ(server->Unsubscribe(subscription.Get()), S_OK);
-                    }
+                    EXPECT_EQ(thread != 0 ? server->Unsubscribe(subscription.Get()) : S_OK, S_OK);
                     subscription.Reset();
-                    alive.reset();
                 }
             });
         }
         subscribers.clear();
-        done = true;
     }
-    server->WaitUntilDelivered();
-    EXPECT_EQ(server->Failures().count, 0U);
     EXPECT_EQ(server->LiveSubscriptions(), 0U);
 }

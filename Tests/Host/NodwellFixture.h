@@ -5,7 +5,10 @@
 #include "Host/Components/NodeAccess.h"
 #include "Host/Nodwell/TestControls.h"
 
+#include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
+#include <iterator>
 
 using Host::TakeErrorText;
 
@@ -56,4 +59,10 @@ inline uint64_t CountOf(const NodeHandle& parent)
 inline std::wstring PathOf(const NodeHandle& node)
 {
     return Host::NodeName(node.Get(), KelnPath);
+}
+
+inline std::string ReadAll(const std::filesystem::path& file)
+{
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator(stream), {}};
 }

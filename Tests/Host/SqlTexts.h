@@ -7,9 +7,8 @@ namespace SqlTexts
 {
 
 inline const std::wstring TemporaryTable =
-    L"\nIF OBJECT_ID('tempdb..#AccessRightsUpdate') IS NOT NULL DROP TABLE #AccessRightsUpdate;\n"
-    L"CREATE TABLE #AccessRightsUpdate(LoginName nvarchar(max) NULL, ManagedObjectUId uniqueidentifier NULL, "
-    L"MergeType char);\n";
+    L"\nIF OBJECT_ID('tempdb..#AccessRightsUpdate') IS NOT NULL DROP TABLE #AccessRightsUpdate;\nCREATE TABLE "
+    L"#AccessRightsUpdate(LoginName nvarchar(max) NULL, ManagedObjectUId uniqueidentifier NULL, MergeType char);\n";
 
 inline const std::wstring InsertHead =
     L"INSERT INTO #AccessRightsUpdate(LoginName, ManagedObjectUId, MergeType) VALUES (";

@@ -1,0 +1,144 @@
+// What the module asks about accounts: tokens, permissions and roles.
+#include "Host/Components/Accounts.h"
+#include "Host/Components/AuthTokenMgr.h"
+#include "Host/Components/PermissionsChecker.h"
+#include "Host/Components/SettingsGate.h"
+#include "Platform/Testing/AccountsFile.h"
+#include "Tests/Host/NodwellFixture.h"
+
+#include <gmock/gmock.h>
+
+using Host::MakeComponent;
+using testing::EndsWith;
+
+namespace
+{
+
+constexpr wchar_t Ann[] = L"S-1-5-21-4-5-6-1001";
+constexpr wchar_t Bob[] = L"S-1-5-21-4-5-6-1002";
+constexpr wchar_t Staff[] = L"S-1-5-21-4-5-6-1003";
+constexpr wchar_t Ward[] = L"0C8E2B1A-5D3F-4E7A-9B61-2F4D8C7A1E05";
+constexpr wchar_t Clinic[] = L"7D11F6E2-94A0-4B0C-8E57-6A3C2B9D4F10";
+
+class AccessServices : public NodwellTest
+{
+protected:
+    // "none", "all" or the containers that the client may view.
+    std::wstring Ask(const NodeHandle& token, const wchar_t* permission = L"View") const
+    {
+        uint32_t scope = 7;
+        NodeHandle containers;
+        if (FAILED(checker->GetAccessibleContainers(token.Get(), permission, &scope, containers.Out())))
+            return TakeErrorText();
+        std::wstring text = scope == ContainerScopeAll ? L"all" : scope == ContainerScopeNone ? L"none" : L"";
+        for (uint64_t i = 0; containers && i < CountOf(containers); ++i)
+            text += Host::ReadText(ChildAt(containers, i).Get(), L"Container").value().substr(0, 4) + L' ';
+        return text;
+    }
+
+    NodeHandle Token(const wchar_t* sid, const std::vector<std::wstring>& services = {}) const
+    {
+        return tokens->MakeRequestToken(sid, services);
+    }
+
+    AccountsFile accounts{"domain D = S-1-5-21-4-5-6\nuser D\\ann = 1001\nuser D\\bob = 1002\ngroup D\\staff = 1003\n"
+                          "member D\\staff = D\\ann\n"};
+    const ComponentPtr<Host::AuthTokenMgr> tokens =
+        MakeComponent<Host::AuthTokenMgr>(std::chrono::duration<double>(3600), true);
+    const ComponentPtr<Host::PermissionsChecker> checker =
+        MakeComponent<Host::PermissionsChecker>(std::vector<Host::Grant>{{Staff, L"View", {Ward}}});
+};
+
+} // namespace
+
+TEST_F(AccessServices, TokensSayWhoTheirSubjectIsAndExpire)
+{
+    const NodeHandle token = Token(Ann, {Bob});
+    const NodeHandle client = Host::FindChild(token.Get(), L"OnBehalfOfClient");
+    EXPECT_EQ(Host::ReadText(token.Get(), L"SubjectDisplayName"), L"D\\bob");
+    EXPECT_EQ(Host::ReadText(client.Get(), L"SubjectId"), std::wstring(L"win:sid=") + Ann);
+    EXPECT_THAT(Host::ReadTextList(client.Get(), L"Groups"), testing::Contains(Staff));
+    EXPECT_NE(Host::ReadText(client.Get(), L"AuthTokenId"), Host::ReadText(token.Get(), L"AuthTokenId"));
+    const NodeHandle stranger = Token(L"S-1-5-21-9-9-9-9");
+    EXPECT_EQ(Host::ReadText(stranger.Get(), L"SubjectDisplayName"), L"win:sid=S-1-5-21-9-9-9-9");
+
+    const auto isExpired = [](const auto& manager, const NodeHandle& asked) {
+        BOOL expired = 7;
+        const HRESULT result = manager->IsAuthTokenExpired(asked.Get(), &expired);
+        return FAILED(result) ? result : HRESULT{expired};
+    };
+    tokens->Expire(Ann);
+    EXPECT_EQ(isExpired(tokens, client), TRUE);
+    EXPECT_EQ(isExpired(tokens, token), FALSE);
+    EXPECT_EQ(isExpired(tokens, Token(Ann)), FALSE);
+    const auto brief = MakeComponent<Host::AuthTokenMgr>(std::chrono::duration<double>(0), false);
+    const NodeHandle foreign = brief->MakeRequestToken(Ann, {});
+    EXPECT_EQ(Host::ReadText(foreign.Get(), L"SubjectDisplayName"), std::wstring(L"win:sid=") + Ann);
+    EXPECT_EQ(isExpired(brief, foreign), TRUE);
+    EXPECT_EQ(isExpired(tokens, foreign), E_INVALIDARG);
+    EXPECT_THAT(TakeErrorText(), EndsWith(L"was not minted here"));
+}
+
+TEST_F(AccessServices, PermissionsAreTheOriginatingClientsAndItsGroups)
+{
+    EXPECT_EQ(Ask(Token(Ann)), L"0C8E ");
+    EXPECT_EQ(Ask(Token(Ann, {Bob, Bob})), L"0C8E ");
+    EXPECT_EQ(Ask(Token(Bob, {Ann})), L"none");
+    EXPECT_EQ(Ask(Token(Ann), L"view"), L"none");
+    checker->Add({Ann, L"View", {Clinic, Ward}});
+    EXPECT_EQ(Ask(Token(Ann)), L"0C8E 7D11 ");
+    checker->Revoke(Staff, {});
+    checker->Add({Ann, L"View", {}});
+    EXPECT_EQ(Ask(Token(Ann)), L"all");
+    checker->Revoke(Ann, L"View");
+    EXPECT_EQ(Ask(Token(Ann)), L"none");
+
+    checker->Faults().Fail(Bob, {L"busy", {}});
+    EXPECT_EQ(Ask(Token(Ann, {Bob})) + Ask(Token(Bob)), L"noneD\\bob: busy");
+    checker->Faults().Fail({}, {L"down", {}});
+    checker->Faults().Recover(Bob);
+    EXPECT_EQ(Ask(Token(Ann)) + Ask(Token(Bob)), L"D\\ann: downD\\bob: down");
+}
+
+TEST_F(AccessServices, TheGateGrantsRolesAndFailsInThreeForms)
+{
+    const TemporaryFolder folder;
+    const auto database = std::make_shared<Host::ReportingDatabase>(folder.Path() / "roles.db");
+    const auto gate = MakeComponent<Host::SettingsGate>(database);
+    const auto client = MakeComponent<Host::ServiceClient>(gate);
+    ComponentPtr<IRequestService> service;
+    EXPECT_EQ(client->GetService(L"Service.Other", 0, IRequestService::Iid, service.OutVoid()), NotFound);
+    EXPECT_EQ(TakeErrorText(), L"Service client: there is no service 'Service.Other'");
+    ASSERT_EQ(client->GetService(L"Service.SettingsManagementGate", 0, IRequestService::Iid, service.OutVoid()), S_OK);
+
+    Host::NodeDescription request{{}, L"SSRSSettingsAdjustRequest", {}, {}};
+    std::wstring error;
+    const auto send = [&] {
+        NodeHandle response;
+        const HRESULT result = service->ProcessRequest(Host::BuildNode(request).Get(), response.Out());
+        error = SUCCEEDED(result) ? Host::ReadText(response.Get(), L"ErrorSerialized").value_or(L"") : TakeErrorText();
+        return SUCCEEDED(result) ? Host::ReadInt32(response.Get(), L"AdjustResult").value() : result;
+    };
+    for (const wchar_t* name :
+         {L"ReportServerUrl", L"DestUserName", L"ReportServerUserName", L"ReportServerPassword"}) {
+        EXPECT_EQ(send(), E_INVALIDARG);
+        EXPECT_THAT(error, EndsWith(std::wstring(L"the request has no '") + name + L"'"));
+        request.attributes.push_back({name, std::wstring(name)});
+    }
+    EXPECT_EQ(send(), S_OK);
+    EXPECT_EQ(send(), S_OK);
+    EXPECT_EQ(database->Roles().at(0).account + database->Roles().at(0).reportServer, L"DestUserNameReportServerUrl");
+
+    request.attributes[1].value = L"ann";
+    gate->Faults().Fail(L"ann", {L"busy", Host::FaultForm::Call});
+    EXPECT_EQ(send(), HResultFromWin32(RPC_S_SERVER_UNAVAILABLE));
+    gate->Faults().Fail(L"ann", {L"busy", Host::FaultForm::Result});
+    EXPECT_EQ(send(), E_ACCESSDENIED);
+    EXPECT_EQ(error, L"0x80070005 ann: busy [SettingsGate]");
+    gate->Faults().Fail(L"ann", {L"busy", Host::FaultForm::BareResult});
+    EXPECT_EQ(send(), E_ACCESSDENIED);
+    EXPECT_EQ(error, L"");
+    request.type = L"Other";
+    EXPECT_EQ(send(), E_INVALIDARG);
+    EXPECT_EQ(database->Roles().size(), 1U);
+}
