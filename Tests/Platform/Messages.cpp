@@ -56,6 +56,7 @@ TEST(Messages, OfTheSystem)
         EXPECT_EQ(Message(static_cast<DWORD>(HResultFromWin32(code))), text);
     }
     EXPECT_EQ(Message(static_cast<DWORD>(E_OUTOFMEMORY), 0x0409), Message(14));
+    EXPECT_EQ(Message(ERROR_NOT_FOUND), L"Element not found.\r\n");
     for (const DWORD code : {0x12345U, 0x80071234U, 0x80040299U})
         EXPECT_EQ(ErrorOf([code] { EXPECT_EQ(Message(code), L""); }), DWORD{ERROR_MR_MID_NOT_FOUND});
     EXPECT_EQ(ErrorOf([] { Message(5, 0, GetModuleHandleW(nullptr)); }), DWORD{ERROR_RESOURCE_DATA_NOT_FOUND});

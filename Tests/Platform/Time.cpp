@@ -45,8 +45,8 @@ TEST(Clocks, AgreeWithTheStandardOnes)
     Sleep(100);
     ASSERT_TRUE(QueryPerformanceCounter(&counts[1]));
     ticks = GetTickCount() - ticks;
-    EXPECT_GT(ticks, 60U);
-    EXPECT_NEAR(static_cast<double>(1000 * (counts[1].QuadPart - counts[0].QuadPart) / frequency.QuadPart), ticks, 40);
+    const auto counted = 1000 * (counts[1].QuadPart - counts[0].QuadPart) / frequency.QuadPart;
+    EXPECT_TRUE(counted > 80 && counted < ticks + 40 && ticks < 10000) << counted << ' ' << ticks;
 }
 
 TEST(CivilTime, IsGregorian)

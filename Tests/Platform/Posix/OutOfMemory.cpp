@@ -88,10 +88,7 @@ TEST(OutOfMemory, IsAnErrorLikeOthers)
         SetLastError(static_cast<DWORD>(status));
         return UniqueRegistryKey(key) != nullptr;
     });
-}
 
-TEST(OutOfMemory, IsAnErrorOfAccountsToo)
-{
     AccountsFile accounts("");
     Expect("accounts", [&] {
         // The file is read anew.
@@ -103,19 +100,19 @@ TEST(OutOfMemory, IsAnErrorOfAccountsToo)
         BYTE sid[500];
         DWORD sizes[]{500, 100, 100, 100, 500};
         SID_NAME_USE use{};
-        wchar_t* text = nullptr;
+        wchar_t* sidText = nullptr;
         PSID copy = nullptr;
         AUTHZ_RESOURCE_MANAGER_HANDLE manager = nullptr;
         AUTHZ_CLIENT_CONTEXT_HANDLE context = nullptr;
         const bool done =
             LookupAccountNameW(nullptr, L"a", sid, &sizes[0], domain, &sizes[1], &use) &&
             LookupAccountSidW(nullptr, sid, name, &sizes[2], domain, &sizes[3], &use) &&
-            ConvertSidToStringSidW(sid, &text) && ConvertStringSidToSidW(text, &copy) &&
+            ConvertSidToStringSidW(sid, &sidText) && ConvertStringSidToSidW(sidText, &copy) &&
             AuthzInitializeResourceManager(AUTHZ_RM_FLAG_NO_AUDIT, nullptr, nullptr, nullptr, nullptr, &manager) &&
             AuthzInitializeContextFromSid(0, copy, manager, nullptr, LUID{}, nullptr, &context) &&
             AuthzGetInformationFromContext(context, AuthzContextInfoGroupsSids, 500, &sizes[4], sid);
         const LastErrorKeeper keeper;
-        LocalFree(text);
+        LocalFree(sidText);
         LocalFree(copy);
         EXPECT_EQ(AuthzFreeContext(context), context != nullptr);
         EXPECT_EQ(AuthzFreeResourceManager(manager), manager != nullptr);

@@ -81,16 +81,16 @@ TEST(Refusals, AccountsAndAuthorization)
     const auto makeManager = [&](DWORD flags, PFN_AUTHZ_COMPUTE_DYNAMIC_GROUPS groups) {
         return AuthzInitializeResourceManager(flags, nullptr, groups, nullptr, nullptr, &manager);
     };
-    const auto makeContext = [&](DWORD flags, LARGE_INTEGER* expiration, PVOID arguments) {
+    const auto makeContext = [&](DWORD flags, LARGE_INTEGER* expiration = nullptr, PVOID arguments = nullptr) {
         return AuthzInitializeContextFromSid(flags, sid, manager, expiration, LUID{}, arguments, &context);
     };
-    ASSERT_TRUE(makeManager(AUTHZ_RM_FLAG_NO_AUDIT, nullptr) && makeContext(0, nullptr, nullptr));
-    constexpr auto restrictedSids = static_cast<AUTHZ_CONTEXT_INFORMATION_CLASS>(3);
+    ASSERT_TRUE(makeManager(AUTHZ_RM_FLAG_NO_AUDIT, nullptr) && makeContext(0));
+    constexpr auto other = static_cast<AUTHZ_CONTEXT_INFORMATION_CLASS>(3);
     ExpectError(
         ERROR_NOT_SUPPORTED, [&] { return makeManager(0, nullptr); },
-        [&] { return makeManager(AUTHZ_RM_FLAG_NO_AUDIT, [] {}); }, [&] { return makeContext(4, nullptr, nullptr); },
-        [&] { return makeContext(0, &end, nullptr); }, [&] { return makeContext(0, nullptr, &size); },
-        [&] { return AuthzGetInformationFromContext(context, restrictedSids, 0, &size, nullptr); });
+        [&] { return makeManager(AUTHZ_RM_FLAG_NO_AUDIT, [] {}); }, [&] { return makeContext(4); },
+        [&] { return makeContext(0, &end); }, [&] { return makeContext(0, nullptr, &size); },
+        [&] { return AuthzGetInformationFromContext(context, other, 0, &size, nullptr); });
     ExpectError(
         RPC_S_SERVER_UNAVAILABLE,
         [&] { return LookupAccountNameW(L"other", L"SYSTEM", nullptr, &size, nullptr, &size, &use); },
@@ -99,5 +99,5 @@ TEST(Refusals, AccountsAndAuthorization)
     ExpectError(
         ERROR_INVALID_PARAMETER, [&] { return IsWellKnownSid(sid, static_cast<WELL_KNOWN_SID_TYPE>(0)); },
         [&] { return AuthzFreeContext(context); }, [&] { return AuthzFreeResourceManager(manager); },
-        [&] { return makeContext(0, nullptr, nullptr); });
+        [&] { return makeContext(0); });
 }
