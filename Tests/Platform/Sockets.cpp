@@ -31,7 +31,7 @@ std::vector<std::string> Addresses(const wchar_t* name)
 TEST(Sockets, NamesResolveToAddressesBetweenStartupAndCleanup)
 {
     WSADATA data;
-    EXPECT_TRUE(Addresses(L"10.20.30.40").empty());
+    EXPECT_NE(WSACleanup(), 0);
     EXPECT_EQ(WSAGetLastError(), WSANOTINITIALISED);
     for (int i = 0; i < 2; ++i)
         EXPECT_EQ(WSAStartup(MAKEWORD(2, 2), &data), 0);

@@ -65,6 +65,7 @@ TEST(Refusals, SystemAndSettings)
     ADDRINFOW* list = nullptr;
     EXPECT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, L"x", 0, 0x20006, &key), LSTATUS{ERROR_NOT_SUPPORTED});
     EXPECT_EQ(WSAStartup(MAKEWORD(1, 1), &data), WSAVERNOTSUPPORTED);
+    EXPECT_EQ(GetAddrInfoW(L"localhost", nullptr, nullptr, &list), WSANOTINITIALISED);
     ASSERT_EQ(WSAStartup(MAKEWORD(2, 2), &data), 0);
     EXPECT_EQ(GetAddrInfoW(L"localhost", L"http", nullptr, &list), WSANO_RECOVERY);
     EXPECT_EQ(WSACleanup(), 0);
