@@ -17,6 +17,12 @@ UniqueHandle OpenToken()
     return UniqueHandle(token);
 }
 
+[[gnu::noinline]] USHORT Capture(DWORD skip, DWORD size, PVOID* frames, PVOID& caller)
+{
+    caller = __builtin_return_address(0);
+    return RtlCaptureStackBackTrace(skip, size, frames, nullptr);
+}
+
 } // namespace
 
 TEST(Process, ThreadsHaveTheirOwnIdentifierAndLastError)
@@ -59,6 +65,17 @@ TEST(Process, SystemIsOfAVersionOrLater)
         EXPECT_EQ(ErrorOf([&] { VerifyVersionInfoW(&version, types, mask); }),
                   major == 5 ? 0 : DWORD{ERROR_OLD_WIN_VERSION});
     }
+}
+
+TEST(Process, StackStartsWithTheCallerSkipsAndLimits)
+{
+    PVOID frames[8]{};
+    PVOID caller = nullptr;
+    EXPECT_GE(Capture(0, 8, frames, caller), 2);
+    EXPECT_EQ(frames[1], caller);
+    EXPECT_EQ(Capture(1, 1, frames, caller), 1);
+    EXPECT_EQ(frames[0], caller);
+    EXPECT_EQ(Capture(10000, 8, frames, caller), 0);
 }
 
 TEST(Process, ThreadTokensAreTakenOffAndPutBack)
