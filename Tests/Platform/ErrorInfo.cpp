@@ -1,116 +1,60 @@
-#include "Platform/Win32.h"
+#include "Common/Foundation/Handles.h"
+#include "Interfaces/ComponentPtr.h"
 
 #include <gtest/gtest.h>
-#include <memory>
 #include <string>
 #include <thread>
 
 namespace
 {
 
-struct ReleaseInterface
-{
-    void operator()(IUnknown* object) const { object->Release(); }
-};
-template <class I>
-using Pointer = std::unique_ptr<I, ReleaseInterface>;
+using InfoPtr = ComponentPtr<IErrorInfo>;
 
-template <class I>
-Pointer<I> Query(IUnknown& object, REFIID iid)
+InfoPtr Create(const wchar_t* description)
 {
-    void* out = nullptr;
-    EXPECT_EQ(object.QueryInterface(iid, &out), S_OK);
-    return Pointer<I>(static_cast<I*>(out));
+    ComponentPtr<ICreateErrorInfo> create;
+    InfoPtr info;
+    EXPECT_EQ(CreateErrorInfo(create.Out()), S_OK);
+    EXPECT_EQ(create->SetDescription(const_cast<LPWSTR>(description)), S_OK);
+    EXPECT_EQ(create->SetGUID(GUID{1, 2, 3, {4}}), S_OK);
+    EXPECT_EQ(create->QueryInterface(IID_IErrorInfo, info.OutVoid()), S_OK);
+    return info;
 }
 
-Pointer<IErrorInfo> Create()
+// "none" when there is none.
+std::wstring Take()
 {
-    ICreateErrorInfo* info = nullptr;
-    EXPECT_EQ(CreateErrorInfo(&info), S_OK);
-    return Query<IErrorInfo>(*Pointer<ICreateErrorInfo>(info), IID_IErrorInfo);
-}
-
-Pointer<IErrorInfo> Take()
-{
-    IErrorInfo* info = nullptr;
-    const HRESULT hr = GetErrorInfo(0, &info);
-    EXPECT_EQ(hr, info ? S_OK : S_FALSE);
-    return Pointer<IErrorInfo>(info);
-}
-
-std::wstring Description(IErrorInfo& info)
-{
+    InfoPtr info;
+    if (GetErrorInfo(0, info.Out()) != S_OK)
+        return info ? L"not taken" : L"none";
     BSTR text = nullptr;
-    EXPECT_EQ(info.GetDescription(&text), S_OK);
-    const std::unique_ptr<wchar_t, decltype(&SysFreeString)> owner(text, &SysFreeString);
-    return text ? std::wstring(text, SysStringLen(text)) : L"<null>";
-}
-
-ULONG References(IUnknown& object)
-{
-    object.AddRef();
-    return object.Release();
+    GUID guid{};
+    EXPECT_EQ(info->GetGUID(&guid), S_OK);
+    EXPECT_TRUE(guid == (GUID{1, 2, 3, {4}}));
+    EXPECT_EQ(info->GetDescription(&text), S_OK);
+    const UniqueBstr owner(text);
+    return text ? std::wstring(text, SysStringLen(text)) : L"no description";
 }
 
 } // namespace
 
-TEST(ErrorInfo, IsTakenOnceAndReplacesThePreviousOne)
+TEST(ErrorInfo, IsTheThreadsIsTakenOnceAndReplacesThePreviousOne)
 {
-    EXPECT_FALSE(Take());
-    const Pointer<IErrorInfo> first = Create();
-    const Pointer<IErrorInfo> second = Create();
-    EXPECT_EQ(SetErrorInfo(0, first.get()), S_OK);
-    EXPECT_EQ(References(*first), 2U);
-    EXPECT_EQ(SetErrorInfo(0, second.get()), S_OK);
-    EXPECT_EQ(References(*first), 1U);
-    EXPECT_EQ(Take(), second);
-    EXPECT_EQ(References(*second), 1U) << "the thread's reference was the taker's";
-    EXPECT_FALSE(Take());
-    SetErrorInfo(0, first.get());
-    EXPECT_EQ(SetErrorInfo(0, nullptr), S_OK);
-    EXPECT_EQ(References(*first), 1U);
-    EXPECT_EQ(SetErrorInfo(1, first.get()), E_INVALIDARG);
-    EXPECT_EQ(GetErrorInfo(0, nullptr), E_INVALIDARG);
-}
-
-TEST(ErrorInfo, BelongsToTheThread)
-{
-    const Pointer<IErrorInfo> info = Create();
-    SetErrorInfo(0, info.get());
-    std::thread([&info] {
-        EXPECT_FALSE(Take());
-        SetErrorInfo(0, info.get());
+    EXPECT_EQ(Take(), L"none");
+    const InfoPtr infos[]{Create(L"d\u00E4"), Create(nullptr)};
+    for (const InfoPtr& info : infos)
+        EXPECT_EQ(SetErrorInfo(0, info.Get()), S_OK);
+    std::thread([&infos] {
+        EXPECT_EQ(Take(), L"none") << "another thread's";
+        SetErrorInfo(0, infos[0].Get());
     }).join();
-    EXPECT_EQ(Take(), info);
-    EXPECT_EQ(References(*info), 1U) << "a thread that ends lets go";
-}
-
-TEST(ErrorInfo, FieldsComeBackAsSet)
-{
-    const Pointer<IErrorInfo> info = Create();
-    const auto create = Query<ICreateErrorInfo>(*info, IID_ICreateErrorInfo);
-    EXPECT_EQ(Description(*info), L"<null>");
-    EXPECT_EQ(create->SetDescription(const_cast<LPWSTR>(L"d\u00E4")), S_OK);
-    EXPECT_EQ(Description(*info), L"d\u00E4");
-    EXPECT_EQ(create->SetDescription(nullptr), S_OK);
-    EXPECT_EQ(Description(*info), L"<null>");
-    EXPECT_EQ(info->GetDescription(nullptr), E_INVALIDARG);
-    GUID guid{};
-    EXPECT_EQ(create->SetGUID(GUID{1, 2, 3, {4}}), S_OK);
-    EXPECT_EQ(info->GetGUID(&guid), S_OK);
-    EXPECT_TRUE(guid == (GUID{1, 2, 3, {4}}));
-
-    EXPECT_EQ(Query<IUnknown>(*info, IID_IUnknown), Query<IUnknown>(*create, IID_IUnknown)) << "one identity";
-    void* out = info.get();
-    EXPECT_EQ(info->QueryInterface(GUID{5, 0, 0, {}}, &out), E_NOINTERFACE);
-    EXPECT_EQ(out, nullptr);
-}
-
-TEST(CountedText, KnowsItsLength)
-{
-    const std::unique_ptr<wchar_t, decltype(&SysFreeString)> text(SysAllocStringLen(L"a\0bcd", 4), &SysFreeString);
-    ASSERT_TRUE(text);
-    EXPECT_EQ(std::wstring(text.get(), SysStringLen(text.get()) + 1), std::wstring(L"a\0bc\0", 5));
-    EXPECT_EQ(SysAllocString(nullptr), nullptr);
-    EXPECT_EQ(SysStringLen(nullptr), 0U);
+    EXPECT_EQ(Take(), L"no description");
+    EXPECT_EQ(Take(), L"none");
+    SetErrorInfo(0, infos[0].Get());
+    EXPECT_EQ(Take(), L"d\u00E4");
+    SetErrorInfo(0, infos[0].Get());
+    EXPECT_EQ(SetErrorInfo(0, nullptr), S_OK);
+    EXPECT_EQ(Take(), L"none");
+    for (const InfoPtr& info : infos)
+        EXPECT_EQ((info->AddRef(), info->Release()), 1U) << "only the test's is left";
 }

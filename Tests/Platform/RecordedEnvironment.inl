@@ -1,4 +1,4 @@
-// RecordedAnswers.cpp says what the columns are.
+// Settings.cpp says what the columns are.
 {{L"KestrineFive"}, {0}, {6, 0, L""}},
 {{L"KestrineFive"}, {1}, {6, 0, L""}},
 {{L"KestrineFive"}, {5}, {6, 0, L""}},

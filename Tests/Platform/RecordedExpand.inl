@@ -1,4 +1,4 @@
-// RecordedAnswers.cpp says what the columns are.
+// Settings.cpp says what the columns are.
 {{L""}, {64}, {1, 0, L""}},
 {{L"plain"}, {64}, {6, 0, L"plain"}},
 {{L"%KestrineFive%"}, {64}, {6, 0, L"alpha"}},

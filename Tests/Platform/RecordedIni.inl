@@ -1,4 +1,4 @@
-// RecordedAnswers.cpp says what the columns are.
+// Settings.cpp says what the columns are.
 {{L"[s]\nk=v\n", L"s", L"k", L"d"}, {64, 0}, {1, 0, L"v"}},
 {{L"[s]\r\nk=v\r\n", L"s", L"k", L"d"}, {64, 0}, {1, 0, L"v"}},
 {{L"[s]\rk=v\r", L"s", L"k", L"d"}, {64, 0}, {1, 0, L"v"}},

@@ -1,4 +1,4 @@
-// RecordedAnswers.cpp says what the columns are.
+// Messages.cpp says what the columns are.
 {{L"Plain"}, {1, 0, 1, 0}, {5, 0, L"Plain"}},
 {{L"Ends.\r\n"}, {1, 0, 1, 0}, {7, 0, L"Ends.\r\n"}},
 {{L""}, {1, 0, 1, 0}, {0, 235, L""}},

@@ -1,4 +1,4 @@
-// RecordedAnswers.cpp says what the columns are.
+// Settings.cpp says what the columns are.
 {{L"0", L".", L" "}, {3, 1, 3, 1, 64}, {6, 0, L"0.000"}},
 {{L"1", L".", L" "}, {3, 1, 3, 1, 64}, {6, 0, L"1.000"}},
 {{L"0.000", L".", L" "}, {3, 1, 3, 1, 64}, {6, 0, L"0.000"}},

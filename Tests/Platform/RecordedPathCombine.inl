@@ -1,4 +1,4 @@
-// RecordedAnswers.cpp says what the columns are.
+// Settings.cpp says what the columns are.
 {{L"C:\\a\\b", L"f"}, {}, {1, 0, L"C:\\a\\b\\f"}},
 {{L"C:\\a\\b", L"f\\g"}, {}, {1, 0, L"C:\\a\\b\\f\\g"}},
 {{L"C:\\a\\b", L"\\f"}, {}, {1, 0, L"C:\\f"}},
@@ -243,3 +243,21 @@
 {{L"C:\\a", L"b\\.\\..\\..\\..\\c"}, {}, {1, 0, L"C:\\c"}},
 {{L"C:\\a", L"b.\\c"}, {}, {1, 0, L"C:\\a\\b.\\c"}},
 {{L"\\a", L"b..\\c"}, {}, {1, 0, L"\\a\\b..\\c"}},
+// The limit is counted before dots are resolved.
+{{L"C:\\xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx"
+    L"xxxxxxxxxxxxxxxxxxxxxxx",
+    L"yyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyy"
+    L"yyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyy"},
+    {}, {1, 0, L"C:\\xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx"
+    L"xxxxxxxxxxxxxxxxxxxxxxx\\yyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyy"
+    L"yyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyy"}},
+{{L"C:\\xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx"
+    L"xxxxxxxxxxxxxxxxxxxxxxx",
+    L"yyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyy"
+    L"yyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyy"},
+    {}, {0, 0, L""}},
+{{L"C:\\xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx"
+    L"xxxxxxxxxxxxxxxxxxxxxxx\\..",
+    L"yyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyy"
+    L"yyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyy"},
+    {}, {0, 0, L""}},

@@ -1,4 +1,4 @@
-// Sids.cpp says what the columns are.
+// Accounts.cpp says what the columns are.
 {{L"S-1-5-21-1-2-3-1105", L"S-1-5-21-1-2-3-1106"}, {}, {1, 0, L"equal"}},
 {{L"S-1-5-21-1-2-3-1105", L"S-1-5-21-1-2-3"}, {}, {1, 0, L"equal"}},
 {{L"S-1-5-21-1-2-3", L"S-1-5-21-1-2-3-1105"}, {}, {1, 0, L"equal"}},

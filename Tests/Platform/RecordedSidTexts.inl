@@ -1,4 +1,4 @@
-// Sids.cpp says what the columns are.
+// Accounts.cpp says what the columns are.
 {{L"S-1-5-18"}, {}, {1, 0, L"S-1-5-18"}},
 {{L"s-1-5-18"}, {}, {1, 0, L"S-1-5-18"}},
 {{L"S-1-0x5-18"}, {}, {1, 0, L"S-1-5-18"}},

@@ -1,87 +1,117 @@
 #include "Platform/Testing/TemporaryFolder.h"
-#include "Tests/Platform/ErrorOf.h"
+#include "Platform/Text.h"
+#include "Tests/Platform/Recordings.h"
 
 #include <fstream>
-#include <gtest/gtest.h>
-#include <thread>
 
 namespace
 {
 
-std::wstring Variable(const wchar_t* name)
+class Settings : public testing::Test
 {
-    wchar_t buffer[100];
-    return {buffer, GetEnvironmentVariableW(name, buffer, 100)};
-}
+protected:
+    Settings()
+    {
+        SetEnvironmentVariableW(L"KESTRINEFIVE", L"another spelling's");
+        SetEnvironmentVariableW(L"KestrineFive", L"alpha");
+        SetEnvironmentVariableW(L"KESTRINE_EMPTY", L"");
+        SetEnvironmentVariableW(L"KESTRINE_NESTED", L"<%KestrineFive%>");
+        SetEnvironmentVariableW(L"KESTRINE_GONE", L"x");
+        SetEnvironmentVariableW(L"KESTRINE_GONE", nullptr);
+    }
 
-std::wstring Value(const std::wstring& path)
-{
-    wchar_t buffer[100];
-    return {buffer, GetPrivateProfileStringW(L"s", L"k", L"default", buffer, 100, path.c_str())};
-}
+    static std::wstring Value(const std::wstring& path)
+    {
+        wchar_t buffer[100];
+        return {buffer, GetPrivateProfileStringW(L"s", L"k", L"default", buffer, 100, path.c_str())};
+    }
+
+    TemporaryFolder m_folder;
+    const std::filesystem::path m_file = m_folder.Path() / "file";
+};
 
 } // namespace
 
-TEST(EnvironmentVariables, KeepOneValueForAllSpellingsOfAName)
+// Texts: content, section, key, default. Numbers: size; 1 for a file in UTF-16LE with byte-order mark.
+TEST_F(Settings, IniFile)
 {
-    const std::wstring text = L"\u00E4\u4E00 \u20AC=x";
-    EXPECT_TRUE(SetEnvironmentVariableW(L"Kestrine_\u00C4", L"one"));
-    EXPECT_TRUE(SetEnvironmentVariableW(L"KESTRINE_\u00C4", text.c_str()));
-    EXPECT_EQ(Variable(L"Kestrine_\u00C4"), text);
-    EXPECT_TRUE(SetEnvironmentVariableW(L"kestrine_\u00C4", nullptr));
-    EXPECT_EQ(ErrorOf([] { Variable(L"KESTRINE_\u00C4"); }), DWORD{ERROR_ENVVAR_NOT_FOUND});
-    EXPECT_TRUE(SetEnvironmentVariableW(L"KESTRINE_\u00C4", nullptr)) << "what is not there need not go";
-    for (const wchar_t* name : {L"", L"a=b"})
-        EXPECT_EQ(ErrorOf([name] { SetEnvironmentVariableW(name, L"x"); }), DWORD{ERROR_INVALID_PARAMETER});
+    const std::vector<Row> rows{
+#include "Tests/Platform/RecordedIni.inl"
+    };
+    const auto call = [this](const Row& row, wchar_t* buffer) {
+        std::filesystem::remove(m_file);
+        if (row.texts[0]) {
+            std::string utf16 = "\xFF\xFE";
+            Text::AppendUtf16Le(row.texts[0], utf16);
+            std::ofstream(m_file, std::ios::binary) << (row.numbers[1] ? utf16 : Text::ToUtf8(row.texts[0]));
+        }
+        const std::wstring path = m_file.wstring();
+        return GetPrivateProfileStringW(row.texts[1], row.texts[2], row.texts[3], buffer, row.Number(0), path.c_str());
+    };
+    Expect(rows, call, [](const Row& row, auto) { return row.numbers[0] > 0; });
 }
 
-TEST(EnvironmentVariables, ReadersAndWritersMayMeet)
+TEST_F(Settings, IniFileIsReadAnewByPathsWithBothSlashes)
 {
-    const std::wstring text(50, L'x');
-    std::thread writer([&text] {
-        for (int i = 0; i < 300; ++i)
-            SetEnvironmentVariableW(L"KESTRINE_RACE", i % 3 ? text.c_str() : nullptr);
-    });
-    for (int i = 0; i < 300; ++i) {
-        const std::wstring value = Variable(L"KESTRINE_RACE");
-        EXPECT_TRUE(value.empty() || value == text);
+    for (const wchar_t* value : {L"1", L"2"}) {
+        std::ofstream(m_file) << "[s]\nk=" << Text::ToUtf8(value) << '\n';
+        for (const wchar_t* name : {L"/file", L"\\file"})
+            EXPECT_EQ(Value(m_folder.Path().wstring() + name), value);
     }
-    writer.join();
-}
-
-TEST(IniFiles, AreReadAnewByPathsWithBothSlashes)
-{
-    const TemporaryFolder folder;
-    std::filesystem::create_directory(folder.Path() / "sub");
-    const auto file = folder.Path() / "sub" / "a.ini";
-    std::ofstream(file) << "[s]\nk=1\n";
-    EXPECT_EQ(Value(folder.Path().wstring() + L"\\sub\\a.ini"), L"1");
-    std::ofstream(file) << "[s]\nk=22\n";
-    EXPECT_EQ(Value(folder.Path().wstring() + L"/sub/a.ini"), L"22");
-    std::filesystem::remove(file);
-    EXPECT_EQ(Value(file.wstring()), L"default");
-    EXPECT_EQ(Value(folder.Path().wstring()), L"default") << "a folder has no values";
-}
-
-TEST(IniFiles, NameWithoutFolderIsNotTheCurrentFolders)
-{
-    const TemporaryFolder folder;
+    EXPECT_EQ(Value(m_folder.Path().wstring()), L"default") << "a folder has no values";
     const auto old = std::filesystem::current_path();
-    std::filesystem::current_path(folder.Path());
-    std::ofstream("kestrine-test.ini") << "[s]\nk=1\n";
-    EXPECT_EQ(Value(L"kestrine-test.ini"), L"default");
-    EXPECT_EQ(Value(L".\\kestrine-test.ini"), L"1");
+    std::filesystem::current_path(m_folder.Path());
+    EXPECT_EQ(Value(L".\\file"), L"2");
+    EXPECT_EQ(Value(L"file"), L"default") << "not of the current folder";
     std::filesystem::current_path(old);
 }
 
-TEST(PathCombining, LimitIsCountedBeforeDotsAreResolved)
+// Texts: value, decimal separator, thousands separator. Numbers: digits, leading zero, grouping, negative order, size.
+TEST_F(Settings, NumberFormat)
 {
-    wchar_t path[MAX_PATH] = L"#";
-    const std::wstring directory = L"C:\\" + std::wstring(120, L'x');
-    EXPECT_EQ(PathCombineW(path, directory.c_str(), std::wstring(135, L'y').c_str()), path);
-    EXPECT_EQ(std::wstring(path), directory + L'\\' + std::wstring(135, L'y'));
-    EXPECT_EQ(PathCombineW(path, directory.c_str(), std::wstring(136, L'y').c_str()), nullptr);
-    EXPECT_EQ(std::wstring(path), L"");
-    EXPECT_EQ(PathCombineW(path, (directory + L"\\..").c_str(), std::wstring(200, L'y').c_str()), nullptr);
-    EXPECT_EQ(PathCombineW(path, nullptr, nullptr), nullptr);
+    const std::vector<Row> rows{
+#include "Tests/Platform/RecordedNumberFormat.inl"
+    };
+    const auto call = [](const Row& row, wchar_t* buffer) {
+        wchar_t* const marks[]{const_cast<LPWSTR>(row.texts[1]), const_cast<LPWSTR>(row.texts[2])};
+        const NUMBERFMTW format{row.Number(0), row.Number(1), row.Number(2), marks[0], marks[1], row.Number(3)};
+        return GetNumberFormatW(LOCALE_INVARIANT, 0, row.texts[0], &format, buffer, row.numbers[4]);
+    };
+    Expect(rows, call, [](const Row& row, auto result) { return result > 0 && row.numbers[4] > 0; });
+}
+
+// Texts: directory, file.
+TEST_F(Settings, CombinedPath)
+{
+    const std::vector<Row> rows{
+#include "Tests/Platform/RecordedPathCombine.inl"
+    };
+    const auto call = [](const Row& row, wchar_t* path) {
+        return PathCombineW(path, row.texts[0], row.texts[1]) == path;
+    };
+    Expect(rows, call, [](const Row&, auto) { return true; });
+}
+
+// Text: name. Number: size.
+TEST_F(Settings, EnvironmentVariable)
+{
+    const std::vector<Row> rows{
+#include "Tests/Platform/RecordedEnvironment.inl"
+    };
+    const auto call = [](const Row& row, wchar_t* buffer) {
+        return GetEnvironmentVariableW(row.texts[0], buffer, row.Number(0));
+    };
+    Expect(rows, call, [](const Row& row, auto result) { return result > 0 && result < row.Number(0); });
+}
+
+// Text: source. Number: size.
+TEST_F(Settings, ExpandedEnvironmentVariables)
+{
+    const std::vector<Row> rows{
+#include "Tests/Platform/RecordedExpand.inl"
+    };
+    const auto call = [](const Row& row, wchar_t* buffer) {
+        return ExpandEnvironmentStringsW(row.texts[0], buffer, row.Number(0));
+    };
+    Expect(rows, call, [](const Row& row, auto result) { return result <= row.Number(0); });
 }

@@ -5,13 +5,10 @@ namespace
 
 struct UnloadCounter
 {
-    ~UnloadCounter()
-    {
-        if (counter)
-            ++*counter;
-    }
+    ~UnloadCounter() { ++*counter; }
 
-    int* counter = nullptr;
+    int unseen = 0;
+    int* counter = &unseen;
 } unloadCounter;
 
 } // namespace
