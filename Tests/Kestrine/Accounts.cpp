@@ -1,7 +1,7 @@
-#include "Common/ErrorHandling/HResult.h"
 #include "Platform/Testing/AccountsFile.h"
 #include "Subsystems/ManagementService/Kestrine/AccountResolution.h"
 #include "Subsystems/ManagementService/Kestrine/ReportAccessHelpers.h"
+#include "Tests/Support/CodeOf.h"
 #include "Tests/Support/LogCapture.h"
 
 #include <gtest/gtest.h>
@@ -20,17 +20,6 @@ CSid Sid(const std::wstring& text)
     CSid sid;
     EXPECT_TRUE(AuthIdHelpers::AuthIdToSid(L"win:sid=" + text, sid)) << testing::PrintToString(text);
     return sid;
-}
-
-template <class Body>
-HRESULT CodeOf(Body body)
-{
-    try {
-        body();
-    } catch (const HRX& e) {
-        return e.Code();
-    }
-    return S_OK;
 }
 
 } // namespace

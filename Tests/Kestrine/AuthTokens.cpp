@@ -1,10 +1,10 @@
-#include "Common/ErrorHandling/HResult.h"
 #include "Host/Nodwell/TestControls.h"
 #include "Platform/Testing/AccountsFile.h"
 #include "Platform/Testing/AuthzCounts.h"
 #include "Subsystems/ManagementService/Kestrine/AccountResolution.h"
 #include "Subsystems/ManagementService/Kestrine/AuthToken.h"
 #include "Subsystems/ManagementService/Kestrine/ReportAccessHelpers.h"
+#include "Tests/Support/CodeOf.h"
 #include "Tests/Support/HostFakes.h"
 #include "Tests/Support/SecurityFakes.h"
 
@@ -12,19 +12,6 @@
 
 namespace
 {
-
-template <class Body>
-HRESULT CodeOf(Body body)
-{
-    try {
-        body();
-    } catch (const HRX& e) {
-        return e.Code();
-    }
-    return S_OK;
-}
-
-constexpr HRESULT NotFound = HResultFromWin32(ERROR_NOT_FOUND);
 
 KelNodePtr Chain(int length)
 {

@@ -2,21 +2,13 @@
 #pragma once
 
 #include "Subsystems/ManagementService/Kestrine/ReportAccessInfoUpdater.h"
-#include "Tests/Support/HostFakes.h"
-#include "Tests/Support/LogCapture.h"
-#include "Tests/Support/ManualClock.h"
+#include "Tests/Support/ComponentTest.h"
 
-#include <gtest/gtest.h>
-
-class UpdaterFixture : public testing::Test
+class UpdaterFixture : public ComponentTest<CReportAccessInfoUpdater>
 {
 protected:
     UpdaterFixture()
     {
-        EXPECT_EQ(
-            CComponentObject<CReportAccessInfoUpdater>::Create(IConfigurableComponent::Iid, configurable.OutVoid()),
-            S_OK);
-        EXPECT_EQ(configurable->QueryInterface(IAccessInfoUpdater::Iid, updater.OutVoid()), S_OK);
         config.SetString(L"DatabaseConnectionManager", L"Test.Database");
         config.SetString(L"ReportingSettingsManager", L"Test.Settings");
         config.SetStringList(L"RegisterAccessInfoSources", {L"Test.SourceA", L"Test.SourceB"});
@@ -24,8 +16,19 @@ protected:
         sourceA.list = MakeTestList({MakeTestItem(L"ann", {L"c1"}), MakeTestItem(L"bob")});
     }
 
-    HRESULT Configure() { return configurable->Configure(config.Get()); }
+    void TearDown() override
+    {
+        updater.Reset();
+        ComponentTest::TearDown();
+    }
+
     HRESULT RunCycle() { return updater->UpdateAccessInfo(nullptr, TRUE); }
+
+    // An enabled entry at the address.
+    HRESULT Deliver(const wchar_t* url = L"http://198.51.100.20/ReportServer")
+    {
+        return settings.Deliver({MakeEntry(L"entry", true, url)});
+    }
 
     // Delivers settings whose enabled entry is a new one, and returns when the cycle that they trigger is over.
     void DeliverAndSettle(const std::vector<KelNodePtr>& entries)
@@ -53,10 +56,17 @@ protected:
         log.Clear();
     }
 
-    bool TableWasWritten() const { return !database.connection.statements.empty(); }
+    // What the next cycle tells the consumer and writes; empty when it does nothing.
+    std::vector<Texts> ListsOfNextCycle()
+    {
+        Forget();
+        EXPECT_EQ(RunCycle(), S_OK);
+        EXPECT_EQ(database.connection.statements.empty(), consumer.lists.empty());
+        return consumer.lists;
+    }
 
-    ManualClock clock;
-    LogCapture log;
+    using Lists = std::vector<Texts>;
+
     FakeSource sourceA;
     FakeSource sourceB;
     FakeConsumer consumer;
@@ -67,7 +77,5 @@ protected:
     NamedInstance namedConsumer{L"Test.Consumer", &consumer};
     NamedInstance namedDatabase{L"Test.Database", &database};
     NamedInstance namedSettings{L"Test.Settings", &settings};
-    KelNodePtr config = CreateKelNode(L"Updater", nullptr);
-    ComponentPtr<IAccessInfoUpdater> updater;
-    ComponentPtr<IConfigurableComponent> configurable;
+    ComponentPtr<IAccessInfoUpdater> updater = As<IAccessInfoUpdater>();
 };

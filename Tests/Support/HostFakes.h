@@ -26,6 +26,8 @@ inline KelNodePtr MakeTestItem(const wchar_t* logonName, const std::vector<std::
     return item;
 }
 
+using Texts = std::vector<std::wstring>;
+
 inline KelNodePtr MakeTestList(const std::vector<KelNodePtr>& items)
 {
     KelNodePtr list = CreateKelNode(nullptr, nullptr);
@@ -35,18 +37,17 @@ inline KelNodePtr MakeTestList(const std::vector<KelNodePtr>& items)
 }
 
 // "name(container,…)!" for each item, "!" for local ones.
-inline std::vector<std::wstring> Describe(const KelNodePtr& list)
+inline Texts Describe(const KelNodePtr& list)
 {
-    std::vector<std::wstring> texts;
+    Texts texts;
     for (const KelNodePtr& item : list.GetChildren()) {
         std::wstring text = item.GetString(L"LogonName");
         std::vector<std::wstring> containers;
-        if (item.GetStringList(L"ContainerId", containers)) {
-            text += L"(";
-            for (const std::wstring& container : containers)
-                text += (text.back() == L'(' ? L"" : L",") + container;
-            text += L")";
-        }
+        const bool limited = item.GetStringList(L"ContainerId", containers);
+        text += limited ? L"(" : L"";
+        for (const std::wstring& container : containers)
+            text += (&container == &containers[0] ? L"" : L",") + container;
+        text += limited ? L")" : L"";
         bool local = false;
         texts.push_back(item.TryGetBool(L"IsLocalOnly", local) && local ? text + L"!" : text);
     }
@@ -85,7 +86,7 @@ struct FakeConsumer : FakeComponent<IAccessInfoConsumer>
     }
 
     std::vector<KelNodePtr> settings;
-    std::vector<std::vector<std::wstring>> lists;
+    std::vector<Texts> lists;
     HRESULT settingsResult = S_OK;
     HRESULT listResult = S_OK;
 };
@@ -100,7 +101,7 @@ struct FakeConnection : FakeComponent<IDatabaseConnection>
         return statements.size() == failingStatement ? E_ABORT : S_OK;
     }
 
-    std::vector<std::wstring> statements;
+    Texts statements;
     std::size_t failingStatement = 0; // counted from 1; 0: none
 };
 
@@ -155,7 +156,7 @@ struct FakeSettingsManager : FakeComponent<IReportingSettingsManager>
         for (const KelNodePtr& entry : entries)
             settings.AddChild(entry);
         const HRESULT hr = sink->OnModified(1, 0, settings.Get());
-        current = settings;
+        current = settings; // as long as the next ones have not been compared with these
         return hr;
     }
 
