@@ -42,20 +42,12 @@ private:
 using Sample = CComponentObject<CSample>;
 constexpr GUID SampleClass{0x12345678, 1, 2, {3}};
 
-bool ModuleIsLocked()
-{
-    BOOL locked = FALSE;
-    EXPECT_EQ(ModuleObject::Instance().IsLocked(&locked), S_OK);
-    return locked;
-}
-
 } // namespace
 
 TEST(ComponentObject, CountsReferencesAndAnswersItsInterfaces)
 {
     Sample* created = nullptr;
     ASSERT_EQ(Sample::CreateInstance(&created), S_OK);
-    EXPECT_TRUE(ModuleIsLocked());
     EXPECT_EQ(created->AddRef(), 2U);
     EXPECT_EQ(created->Release(), 1U);
 
@@ -79,7 +71,6 @@ TEST(ComponentObject, CountsReferencesAndAnswersItsInterfaces)
     consumer.Reset();
     EXPECT_EQ(CSample::s_destroyed, destroyed + 1);
     EXPECT_TRUE(CSample::s_wholeInFinalRelease);
-    EXPECT_FALSE(ModuleIsLocked());
 }
 
 TEST(ComponentObject, WhatCannotBeHandedOutIsDestroyedAgain)

@@ -121,38 +121,27 @@ TEST(HResult, AFailureTakesTheThreadsErrorInformation)
 
 TEST(ErrorText, HasCodeDescriptionAndLocation)
 {
-    const HRX error = Caught([] { ThrowHResult(NotFound); });
-    EXPECT_EQ(ErrorText(error), L"0x80070490 " + GetErrorMessage(NotFound) + L" [" + FramesOf(error) + L"]");
-    EXPECT_EQ(ErrorText(error, WithoutLocation), L"0x80070490 " + GetErrorMessage(NotFound));
-    EXPECT_EQ(ErrorText(error, WithoutCode | WithoutDescription), L" [" + FramesOf(error) + L"]");
-    EXPECT_EQ(ErrorText(ErrorRecord{S_OK, L"trimmed \t\r\n", L""}), L"0x00000000 trimmed");
-}
-
-TEST(ErrorText, ForeignErrorInformationGivesTheDescription)
-{
-    LeaveErrorInfo(ForeignGuid, L"0x80004005 not taken apart [x]");
-    const HRX error = Caught([] { CheckHResult(E_FAIL); });
-    EXPECT_EQ(ErrorText(error), L"0x80004005 0x80004005 not taken apart [x] [" + FramesOf(error) + L"]");
-    LeaveErrorInfo(ForeignGuid, L"");
-    EXPECT_EQ(ErrorText(Caught([] { CheckHResult(E_FAIL); }), WithoutLocation),
-              L"0x80004005 " + GetErrorMessage(E_FAIL));
-}
-
-TEST(ErrorText, ErrorInformationOfTheFrameworkIsTakenApartAndExtended)
-{
-    const std::wstring cases[][3] = {
-#include "Tests/Common/FrameworkErrorTexts.inl"
+    const struct
+    {
+        GUID origin;
+        std::wstring published, text, location;
+    } cases[] = {
+#include "Tests/Common/ErrorTexts.inl"
     };
     const auto replaced = [](std::wstring text, const std::wstring& part, const wchar_t* sign) {
         const std::size_t at = text.rfind(part);
         return at == std::wstring::npos ? text : text.replace(at, part.size(), sign);
     };
-    for (const auto& [published, text, location] : cases) {
-        LeaveErrorInfo(FrameworkErrorGuid, published.c_str());
+    for (const auto& each : cases) {
+        LeaveErrorInfo(each.origin, each.published.c_str());
         const HRX error = Caught([] { CheckHResult(E_FAIL); });
-        EXPECT_EQ(replaced(ErrorText(error, WithoutLocation), GetErrorMessage(E_FAIL), L"OWN"), text);
-        EXPECT_EQ(replaced(ErrorText(error, WithoutCode | WithoutDescription), FramesOf(error), L"HERE"), location);
+        const std::wstring text = ErrorText(error, WithoutLocation);
+        const std::wstring location = ErrorText(error, WithoutCode | WithoutDescription);
+        EXPECT_EQ(ErrorText(error), text + location);
+        EXPECT_EQ(replaced(text, GetErrorMessage(E_FAIL), L"OWN"), each.text);
+        EXPECT_EQ(replaced(location, FramesOf(error), L"HERE"), each.location);
     }
+    EXPECT_EQ(ErrorText(ErrorRecord{S_OK, L"trimmed \t\r\n", L""}), L"0x00000000 trimmed");
 }
 
 TEST(ErrorText, APublishedErrorKeepsItsTextOnTheWay)

@@ -72,44 +72,30 @@ TEST(KelNodePtr, CountsItsReferences)
     {
         KelNodePtr copy = node;
         const KelNodePtr moved = std::move(copy);
-        EXPECT_FALSE(copy);
-        EXPECT_EQ(moved, node);
-        EXPECT_EQ(NodwellOpenHandles(), open + 1);
+        EXPECT_TRUE(!copy && moved == node && NodwellOpenHandles() == open + 1);
         KelNodePtr assigned = CreateKelNode(nullptr, nullptr);
         assigned = node;
         assigned = *&assigned;
-        EXPECT_EQ(assigned, node);
         KelNodePtr attached = KelNodePtr::Attach(assigned.Detach());
-        EXPECT_EQ(NodwellOpenHandles(), open + 2);
+        EXPECT_TRUE(attached == node && NodwellOpenHandles() == open + 2);
         attached = {};
         EXPECT_EQ(NodwellOpenHandles(), open + 1);
     }
     EXPECT_EQ(NodwellOpenHandles(), open);
-    EXPECT_FALSE(KelNodePtr::AddRef(nullptr));
 }
 
-TEST(KelNodePtr, WalksTheStructure)
+TEST(KelNodePtr, AbsentChildrenAreFailuresWhereTheyAreRequired)
 {
-    const KelNodePtr root = CreateKelNode(L"root", L"Root");
-    const KelNodePtr a = Child(root, L"a");
-    const KelNodePtr b = Child(root, L"b", L"Type");
-    EXPECT_EQ(root.GetChildCount(), 2U);
-    EXPECT_EQ(root.GetChildren(), (std::vector<KelNodePtr>{a, b}));
+    const std::wstring name(300, L'x'); // longer than the first buffer
+    const KelNodePtr root = CreateKelNode(name.c_str(), L"Root");
+    const KelNodePtr a = Child(root, L"a", L"Type");
+    EXPECT_EQ(root.GetChildren(), std::vector<KelNodePtr>{a});
     EXPECT_EQ(root.GetChildByName(L"a", true), a);
-    EXPECT_FALSE(root.GetChildByIndex(2, false));
-    EXPECT_FALSE(root.GetChildByName(L"A", false)) << "names are exact";
-    EXPECT_EQ(CodeOf([&] { root.GetChildByIndex(2, true); }), NotFound);
+    EXPECT_FALSE(root.GetChildByIndex(1, false) || root.GetChildByName(L"A", false) || root.GetParent());
+    EXPECT_EQ(CodeOf([&] { root.GetChildByIndex(1, true); }), NotFound);
     EXPECT_EQ(CodeOf([&] { root.GetChildByName(L"c", true); }), NotFound);
-    EXPECT_EQ(b.GetParent(), root);
-    EXPECT_FALSE(root.GetParent());
-    EXPECT_EQ(b.GetPath(), L"\\root\\b");
-    EXPECT_EQ(b.GetNodeType(), L"Type");
-    const std::wstring longName(300, L'x');
-    EXPECT_EQ(CreateKelNode(longName.c_str(), nullptr).GetName(), longName);
-    const KelNodePtr clone = root.Clone(KelnWholeTree);
-    root.RemoveChild(a);
-    EXPECT_EQ(std::pair(root.GetChildCount(), clone.GetChildCount()), std::pair(std::uint64_t(1), std::uint64_t(2)));
-    EXPECT_EQ(root.Clone(0).GetChildCount(), 0U);
+    EXPECT_EQ(a.GetParent().GetName(), name);
+    EXPECT_EQ(a.GetPath() + L":" + a.GetNodeType(), L"\\" + name + L"\\a:Type");
     EXPECT_EQ(CodeOf([] { KelNodePtr().GetChildCount(); }), E_POINTER);
 }
 

@@ -211,8 +211,6 @@ struct FakeSubscription : FakeComponent<IKelModifySubscription>
 
 struct FakeModifiedNodes : FakeComponent<IKelNodeModifyEnum, IKelNodeIterator>
 {
-    ULONG AddRef() override { return FakeComponent::AddRef(); }
-    ULONG Release() override { return FakeComponent::Release(); }
     HRESULT GetEnumerator(IKelNodeIterator** out) override
     {
         AddRef();
