@@ -87,6 +87,18 @@ TEST_F(AsyncActionTest, ANewPeriodTakesEffectOnAWaitInProgress)
     ExpectCount(2);
 }
 
+TEST(AsyncAction, ANewPeriodWakesAWaitInRealTime)
+{
+    std::atomic<int> count{0};
+    CAsyncAction action(3600s, 0s, [&](CAsyncAction&) { ++count; });
+    action.Trigger();
+    ASSERT_TRUE(Eventually([&] { return count == 1; }));
+    ManualClock clock; // the wait in progress does not look at it
+    clock.Advance(1'000'000h);
+    action.SetPeriod(1s);
+    EXPECT_TRUE(Eventually([&] { return count == 2; }));
+}
+
 TEST_F(AsyncActionTest, TheActionMayTriggerAndSetThePeriodItself)
 {
     CAsyncAction action(1s, 0s, [&](CAsyncAction& self) {

@@ -158,44 +158,31 @@ TEST(ErrorText, APublishedErrorKeepsItsTextOnTheWay)
 
 TEST(ErrorMessages, ComeFromTheSystemOrFromModulesInOrder)
 {
+    const std::pair<std::uint32_t, std::wstring> cases[] = {
+#include "Tests/Common/MessageTexts.inl"
+    };
     const TemporaryFolder folder;
-    const auto path = [&](const char* name) { return (folder.Path() / name).wstring(); };
-    WriteMessageModule(folder.Path() / "one.dll",
-                       {{0x80040200, 0, L"One's text.\r\n"}, {0x80070005, 0, L"never asked"}});
-    WriteMessageModule(folder.Path() / "two.dll", {{0x80040200, 0, L"hidden"}, {0x80040201, 0, L"Two's %1 text.\r\n"}});
-    WriteMessageModule(folder.Path() / "fallback.dll",
-                       {{0x80050000, 0, L"Fallback text\r\n"}, {0xFFF7, 0, L"Low bits"}});
-    TestSettings settings;
-    settings[L"ErrorHandling/MessageFile"] = path("one.dll") + L"|" + path("two.dll");
-    settings[L"ErrorHandling/FallbackMessageFile"] = path("fallback.dll");
-    const MessageModules modules(settings.store);
-    const auto message = [&](std::uint32_t code) { return FindErrorMessage(static_cast<HRESULT>(code), modules); };
-    EXPECT_EQ(message(0x80040200), L"One's text");
-    EXPECT_EQ(message(0x80040201), L"Two's %1 text") << "insertions stay";
-    EXPECT_EQ(message(0x80050000), L"Fallback text") << "behind the interface-specific range";
-    EXPECT_EQ(message(0x8007FFF7), L"Low bits");
-    EXPECT_EQ(message(0x80070005), L"Access is denied") << "of the system, without period and line break";
-    EXPECT_EQ(message(0xA0FE1234), L"<no description>");
-}
-
-TEST(MessageModules, SixthAndMissingModulesAreLoggedAndTheOthersLoaded)
-{
-    const TemporaryFolder folder;
-    std::wstring names = L"absent.dll,";
-    for (int i = 0; i < 6; ++i) {
-        const std::filesystem::path path = folder.Path() / ("m" + std::to_string(i) + ".dll");
-        WriteMessageModule(path, {{0x80040300, 0, L"text"}});
-        names += path.wstring() + (i % 2 ? L";" : L",,");
-    }
-    const LogCapture log;
+    const auto write = [&](const char* name, const std::vector<MessageText>& texts) {
+        WriteMessageModule(folder.Path() / name, texts);
+        return (folder.Path() / name).wstring();
+    };
+    std::wstring names =
+        L"absent.dll," + write("one.dll", {{0x80040200, 0, L"One's text.\r\n"}, {0x80070005, 0, L"no"}});
+    names += L"|" + write("two.dll", {{0x80040200, 0, L"hidden"}, {0x80040201, 0, L"Two's %1 text.\r\n"}});
+    for (const char* name : {"3.dll", "4.dll", "5.dll", "6.dll"})
+        names += L",;" + write(name, {{0x80040300, 0, L"text"}});
     TestSettings settings;
     settings[L"ErrorHandling/MessageFile"] = names;
+    settings[L"ErrorHandling/FallbackMessageFile"] =
+        write("fallback.dll", {{0x80050000, 0, L"Fallback text\r\n"}, {0xFFF7, 0, L"Low bits"}});
+    const LogCapture log;
     const MessageModules modules(settings.store);
     EXPECT_NE(modules.Primary().back(), nullptr);
-    EXPECT_EQ(modules.Fallback().front(), nullptr);
     EXPECT_EQ(log.Count(L"| ERR  |"), 2U);
-    EXPECT_EQ(log.Count(L"m5.dll' failed: No more slots"), 1U);
+    EXPECT_EQ(log.Count(L"6.dll' failed: No more slots"), 1U);
     EXPECT_EQ(log.Count(L"| Loading errormsg module 'absent.dll' failed: 0x80070002 "), 1U);
+    for (const auto& [code, text] : cases)
+        EXPECT_EQ(FindErrorMessage(static_cast<HRESULT>(code), modules), text);
 }
 
 TEST(Operation, LogsPublishesAndReturnsAFailure)

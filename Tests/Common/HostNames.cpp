@@ -10,11 +10,8 @@ using namespace HostUtils;
 namespace
 {
 
-struct UrlCase
-{
-    std::wstring url;
-    std::array<std::wstring, 4> parts; // scheme, host, port, path
-};
+// URL; scheme, host, port, path.
+using UrlCase = std::pair<std::wstring, std::array<std::wstring, 4>>;
 
 // A numeric address; its list owns the structure.
 struct Address
@@ -46,10 +43,9 @@ TEST(ParseUrl, SplitsSchemeHostPortAndPath)
     const UrlCase cases[] = {
 #include "Tests/Common/Urls.inl"
     };
-    for (const UrlCase& each : cases) {
-        const UrlParts parts = ParseUrl(each.url);
-        EXPECT_EQ((std::array{parts.scheme, parts.host, parts.port, parts.path}), each.parts)
-            << testing::PrintToString(each.url);
+    for (const auto& [url, expected] : cases) {
+        const UrlParts parts = ParseUrl(url);
+        EXPECT_EQ((std::array{parts.scheme, parts.host, parts.port, parts.path}), expected);
     }
 }
 

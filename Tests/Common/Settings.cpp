@@ -160,29 +160,14 @@ TEST(SettingsSection, RemembersFoundAndMissingKeysUntilReloadOrItsInterval)
     expect(manual, L"one", 77);
     manual.Reload();
     expect(manual, L"two", 12);
-}
 
-TEST(SettingsSection, AnAnswerThatAReloadOvertakesIsNotKept)
-{
-    TestSettings settings;
-    SettingsSection section(settings.store, L"S");
-    struct ReloadingSource : MapSource
-    {
-        explicit ReloadingSource(SettingsSection& reloaded) : section(reloaded) {}
-        HRESULT GetString(const wchar_t*, const wchar_t*, std::wstring&) override
-        {
-            section.Reload();
-            return NotFound;
-        }
-        SettingsSection& section;
-    };
-    settings.store.AddSource(std::make_shared<ReloadingSource>(section));
-    std::wstring value;
-    for (const wchar_t* text : {L"old", L"new"}) {
-        settings[L"S/Text"] = text;
-        EXPECT_EQ(section.GetString(L"Text", value), S_OK);
-        EXPECT_EQ(value, text);
-    }
+    // An answer that a reload overtakes is not kept.
+    manual.Reload();
+    settings.source->hook = [&] { manual.Reload(); };
+    EXPECT_EQ(manual.GetUInt32(L"Number", 77), 12U);
+    settings.source->hook = nullptr;
+    settings[L"Logger/Number"] = L"13";
+    EXPECT_EQ(manual.GetUInt32(L"Number", 77), 13U);
 }
 
 TEST(DataDirectory, TakesItsBaseFromTheSettingsOrTheModule)

@@ -8,7 +8,7 @@
 namespace
 {
 
-HRESULT Write(const KelNodePtr& list, FakeConnection& connection)
+HRESULT Write(const KelNodePtr& list, FakeDatabase& connection)
 {
     return CodeOf([&] {
         WriteAccessRights(ComponentPtr<IDatabaseConnection>(&connection), CreateKelNode(nullptr, nullptr), list);
@@ -19,7 +19,7 @@ HRESULT Write(const KelNodePtr& list, FakeConnection& connection)
 
 TEST(AccessRightsTableWriter, TheTextsAreExactAndSentAlsoForAnEmptyList)
 {
-    FakeConnection connection;
+    FakeDatabase connection;
     EXPECT_EQ(Write(MakeTestList({}), connection), S_OK);
     EXPECT_EQ(connection.statements, (Texts{SqlTexts::TemporaryTable, SqlTexts::Merge}));
     EXPECT_EQ(connection.statements[0].size(), 209U);
@@ -29,7 +29,7 @@ TEST(AccessRightsTableWriter, TheTextsAreExactAndSentAlsoForAnEmptyList)
 
 TEST(AccessRightsTableWriter, WritesARowForEachContainer)
 {
-    FakeConnection connection;
+    FakeDatabase connection;
     const KelNodePtr wildcard = CreateKelNode(nullptr, L"AccessRightsItem");
     wildcard.SetEmpty(L"LogonName");
     const KelNodePtr noContainers = MakeTestItem(L"none");
@@ -48,7 +48,7 @@ TEST(AccessRightsTableWriter, ABatchIsSentWithTheFirstRowBeyond1024Characters)
 {
     const std::size_t around = SqlTexts::InsertHead.size() + std::wstring(L"N'',NULL,'A')").size();
     for (const std::size_t length : {1024U, 1025U}) {
-        FakeConnection connection;
+        FakeDatabase connection;
         AccessRightsTableWriter writer(ComponentPtr<IDatabaseConnection>(&connection),
                                        std::make_shared<AccessRightsQueryBuilder>(KelNodePtr()), false);
         writer.AddRow(std::wstring(length - around, L'x'), {}, false);
@@ -64,7 +64,7 @@ TEST(AccessRightsTableWriter, ABatchIsSentWithTheFirstRowBeyond1024Characters)
 
 TEST(AccessRightsTableWriter, AnItemWithoutNameAndAFailingStatementEndTheWrite)
 {
-    FakeConnection connection;
+    FakeDatabase connection;
     const KelNodePtr nameless = CreateKelNode(nullptr, L"AccessRightsItem");
     EXPECT_EQ(Write(MakeTestList({MakeTestItem(L"first"), nameless}), connection), NotFound);
     EXPECT_EQ(connection.statements.size(), 1U) << "the temporary table only";

@@ -40,9 +40,15 @@ TEST_F(RBACUsageTrackerTest, WatchesTheStatusNodeAloneUntilItsRelease)
 {
     ASSERT_EQ(Configure(), S_OK);
     EXPECT_EQ(Viewers(), nobody) << "no status yet";
-    EXPECT_EQ(server.filters[0].GetString(L"NodePath") + L":" + server.filters[0].GetString(L"MaxDepth"),
-              L"\\Site\\RBAC:0");
-    EXPECT_EQ(server.requests[0].GetString(L"SubscribeOptions"), L"3");
+    const auto show = [](const KelNodePtr& node) {
+        std::wstring text = node.GetName() + L"/" + node.GetNodeType();
+        for (const std::wstring& name : node.GetAttributeNames())
+            text += L" " + name + L":" + std::to_wstring(node.GetAttributeType(name.c_str())) + L"=" +
+                    node.GetString(name.c_str());
+        return text;
+    };
+    EXPECT_EQ(show(server.filters[0]), L"/FilterByPath NodePath:2=\\Site\\RBAC IsParent:7=false MaxDepth:6=0");
+    EXPECT_EQ(show(server.requests[0]), L"SubscribeConfig/ ChangesMask:3=7 SubscribeOptions:3=3");
     EXPECT_EQ(server.subscriptions[0].activated, 1);
     ASSERT_EQ(Configure(), S_OK);
     EXPECT_EQ(server.live, std::vector<IKelModifySubscription*>{&server.subscriptions[1]});
@@ -72,7 +78,7 @@ TEST_F(RBACUsageTrackerTest, TellsTheUpdaterWhenTheStatusFlips)
     }
     EXPECT_EQ(log.Count(L"DBG", L"Creating AccessInfo: "), 1U);
     EXPECT_EQ(log.Count(L"DBG", L"Updating AccessInfo: "), 5U);
-    EXPECT_EQ(log.Count(L"DBG", L"ModifyMask: 2"), 8U);
+    EXPECT_EQ(log.Count(L"DBG", L"ModifyMask: 2\r\n"), 8U) << "the low 32 bits";
 }
 
 TEST_F(RBACUsageTrackerTest, EveryRecordOfANotificationIsProcessedAndToldOnce)
@@ -86,13 +92,20 @@ TEST_F(RBACUsageTrackerTest, EveryRecordOfANotificationIsProcessedAndToldOnce)
     EXPECT_EQ(updater.calls.size(), 1U);
 
     // A malformed record ends the notification; what came before it stays stored.
-    nodes.entries = {nodes.entries[0]};
-    nodes.entries[0].GetChildByIndex(0, true).SetBool(L"InUse", true);
-    nodes.entries.push_back(CreateKelNode(nullptr, nullptr));
-    EXPECT_EQ(server.sink->OnTriggered(&server.subscriptions[0], 7, &nodes), NotFound);
-    EXPECT_EQ(updater.calls.size(), 1U);
-    EXPECT_EQ(Viewers(), nobody);
-    EXPECT_EQ(log.Count(L"| ERR  |", L"CRBACUsageTracker::OnTriggered failed: 0x80070490 "), 1U);
+    const KelNodePtr withoutMask = CreateKelNode(nullptr, nullptr);
+    withoutMask.SetString(L"ModifiedNodePath", L"\\Site\\RBAC");
+    for (const KelNodePtr& malformed : {CreateKelNode(nullptr, nullptr), withoutMask}) {
+        EXPECT_EQ(Report(Status(false)), S_OK);
+        nodes.entries.clear();
+        nodes.Add(L"\\Site\\RBAC", Status(true));
+        nodes.entries.push_back(malformed);
+        nodes.Add(L"\\Site\\RBAC", Status(false));
+        updater.calls.clear();
+        EXPECT_EQ(server.sink->OnTriggered(&server.subscriptions[0], 7, &nodes), NotFound);
+        EXPECT_TRUE(updater.calls.empty());
+        EXPECT_EQ(Viewers(), nobody);
+    }
+    EXPECT_EQ(log.Count(L"| ERR  |", L"CRBACUsageTracker::OnTriggered failed: 0x80070490 "), 2U);
 }
 
 TEST_F(RBACUsageTrackerTest, TheUpdatersFailureIsReportedAndTheStatusKept)

@@ -22,6 +22,14 @@ protected:
         ComponentTest::TearDown();
     }
 
+    // With the sources and consumers that it has.
+    HRESULT ConfigureAgain()
+    {
+        config.SetStringList(L"RegisterAccessInfoSources", {});
+        config.SetStringList(L"RegisterAccessInfoConsumers", {});
+        return Configure();
+    }
+
     HRESULT RunCycle() { return updater->UpdateAccessInfo(nullptr, TRUE); }
 
     // An enabled entry at the address.
@@ -52,7 +60,7 @@ protected:
     {
         consumer.lists.clear();
         consumer.settings.clear();
-        database.connection.statements.clear();
+        database.statements.clear();
         log.Clear();
     }
 
@@ -61,7 +69,7 @@ protected:
     {
         Forget();
         EXPECT_EQ(RunCycle(), S_OK);
-        EXPECT_EQ(database.connection.statements.empty(), consumer.lists.empty());
+        EXPECT_EQ(database.statements.empty(), consumer.lists.empty());
         return consumer.lists;
     }
 
@@ -70,12 +78,12 @@ protected:
     FakeSource sourceA;
     FakeSource sourceB;
     FakeConsumer consumer;
-    FakeConnectionManager database;
+    FakeDatabase database;
     FakeSettingsManager settings;
     NamedInstance namedA{L"Test.SourceA", &sourceA};
     NamedInstance namedB{L"Test.SourceB", &sourceB};
     NamedInstance namedConsumer{L"Test.Consumer", &consumer};
-    NamedInstance namedDatabase{L"Test.Database", &database};
+    NamedInstance namedDatabase{L"Test.Database", static_cast<IDatabaseConnectionManager*>(&database)};
     NamedInstance namedSettings{L"Test.Settings", &settings};
     ComponentPtr<IAccessInfoUpdater> updater = As<IAccessInfoUpdater>();
 };

@@ -91,21 +91,8 @@ struct FakeConsumer : FakeComponent<IAccessInfoConsumer>
     HRESULT listResult = S_OK;
 };
 
-struct FakeConnection : FakeComponent<IDatabaseConnection>
-{
-    HRESULT Execute(const wchar_t* sql, std::int32_t reserved, IKelNode** result) override
-    {
-        EXPECT_EQ(reserved, 0);
-        statements.emplace_back(sql);
-        *result = CreateKelNode(L"result", nullptr).Detach();
-        return statements.size() == failingStatement ? E_ABORT : S_OK;
-    }
-
-    Texts statements;
-    std::size_t failingStatement = 0; // counted from 1; 0: none
-};
-
-struct FakeConnectionManager : FakeComponent<IDatabaseConnectionManager>
+// The manager, and the one connection that it hands out.
+struct FakeDatabase : FakeComponent<IDatabaseConnectionManager, IDatabaseConnection>
 {
     HRESULT OpenConnection(IKelNode* entry, std::int32_t mode, IDatabaseConnection** out) override
     {
@@ -113,16 +100,24 @@ struct FakeConnectionManager : FakeComponent<IDatabaseConnectionManager>
         entries.push_back(KelNodePtr::AddRef(entry));
         if (result < 0)
             return result;
-        connection.AddRef();
-        *out = &connection;
+        AddRef();
+        *out = this;
         ++opened;
         return S_OK;
     }
+    HRESULT Execute(const wchar_t* sql, std::int32_t reserved, IKelNode** out) override
+    {
+        EXPECT_EQ(reserved, 0);
+        statements.emplace_back(sql);
+        *out = CreateKelNode(L"result", nullptr).Detach();
+        return statements.size() == failingStatement ? E_ABORT : S_OK;
+    }
 
-    FakeConnection connection;
     std::vector<KelNodePtr> entries;
     std::atomic<int> opened{0};
-    HRESULT result = S_OK;
+    HRESULT result = S_OK; // of opening
+    Texts statements;
+    std::size_t failingStatement = 0; // counted from 1; 0: none
 };
 
 struct FakeSettingsManager : FakeComponent<IReportingSettingsManager>
@@ -227,7 +222,7 @@ struct FakeModifiedNodes : FakeComponent<IKelNodeModifyEnum, IKelNodeIterator>
         return next < entries.size() ? KelnDuplicateNodeHandle(entries[next++].Get(), node) : S_FALSE;
     }
     // `content` may be empty.
-    void Add(const wchar_t* path, const KelNodePtr& content, std::int64_t changesMask = 2)
+    void Add(const wchar_t* path, const KelNodePtr& content, std::int64_t changesMask = 0x1'0000'0002)
     {
         KelNodePtr entry = CreateKelNode(nullptr, nullptr);
         entry.SetString(L"ModifiedNodePath", path);
