@@ -119,6 +119,13 @@ TEST_F(ConfiguredAccountsTrackerTest, UserAccountsGetFullAccessWithoutAPermissio
     RunAgain();
     EXPECT_EQ(updater.calls.size(), 1U) << "nothing has changed";
     EXPECT_EQ(log.Count(L"| WARN |", L"Resolving 'CORP\\nobody' to sid failed: "), 2U) << "tried on every run";
+
+    // A configuration that fails at the end leaves this one in force.
+    config.SetString(L"RequiredContainerPermission", L"ViewReports");
+    server.subscriptions[1].activateResult = E_ABORT;
+    EXPECT_EQ(Configure(), E_ABORT);
+    NotifyAndRun({L"CORP\\bob"});
+    EXPECT_EQ(Viewers(), Texts{L"CORP\\bob"});
 }
 
 TEST_F(ConfiguredAccountsTrackerTest, TextsEnterAndLeaveWithTheNotifications)
