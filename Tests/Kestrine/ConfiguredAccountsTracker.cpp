@@ -113,6 +113,7 @@ TEST_F(ConfiguredAccountsTrackerTest, UserAccountsGetFullAccessWithoutAPermissio
     EXPECT_TRUE(Viewers()[1].ends_with(L"\\karen!")) << "local";
     EXPECT_TRUE(tokens.minted.empty());
     EXPECT_EQ(updater.calls, (decltype(updater.calls){{nullptr, false}}));
+    EXPECT_EQ(log.Count(L"Skipping: "), 2U) << "an empty text names nobody";
     EXPECT_EQ(log.Count(L"Skipping: sid_type=2"), 1U) << "the group";
     EXPECT_EQ(log.Count(L"Skipping: sid_type=5"), 1U) << "LocalSystem, which this computer calls a user";
     EXPECT_EQ(log.Count(L"| WARN |", L"Resolving 'CORP\\nobody' to sid failed: "), 1U);
