@@ -187,6 +187,7 @@ TEST(ErrorMessages, ComeFromTheSystemOrFromModulesInOrder)
 
 TEST(Operation, LogsPublishesAndReturnsAFailure)
 {
+    GetErrorMessage(E_ABORT); // the message modules are loaded with the first text, which is logged
     const LogCapture log;
     EXPECT_EQ(Operation(L"CSome::Call", [] {}), S_OK);
     EXPECT_EQ(Operation(L"CSome::Failing", [] { ThrowHResult(E_ABORT); }), E_ABORT);
