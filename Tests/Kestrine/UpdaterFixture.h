@@ -48,11 +48,11 @@ protected:
         clock.LetTheWaiterLook(); // the worker's run is over
     }
 
-    // Configured, with a remote report server unless told otherwise, and past the first cycle.
-    void Start(const wchar_t* url = L"http://198.51.100.20/ReportServer")
+    // Configured, with a remote report server, and past the first cycle.
+    void Start()
     {
         ASSERT_EQ(Configure(), S_OK);
-        DeliverAndSettle({MakeEntry(L"entry", true, url)});
+        DeliverAndSettle({MakeEntry(L"entry", true, L"http://198.51.100.20/ReportServer")});
         Forget();
     }
 
