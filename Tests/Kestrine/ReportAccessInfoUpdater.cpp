@@ -213,6 +213,14 @@ TEST_F(UpdaterFixture, ConfiguringAgainDuringARunDoesNotDeadlockAndLeavesOneSubs
     configuring.join();
     waiting.join();
     EXPECT_EQ(settings.subscriptions, 1);
+    // The replaced worker's run waits for the lock that a configuration holds.
+    const auto runs = [&] { return log.Count(L"Entering: CReportAccessInfoUpdater::UploadAccessInfo"); };
+    settings.hook = [&, before = runs()] {
+        EXPECT_EQ(updater->UpdateAccessInfo(nullptr, FALSE), S_OK);
+        EXPECT_TRUE(Eventually([&] { return runs() > before; }));
+    };
+    EXPECT_EQ(ConfigureAgain(), S_OK);
+    settings.hook = nullptr;
     settings.result = E_ABORT;
     EXPECT_EQ(ConfigureAgain(), E_ABORT);
     EXPECT_EQ(settings.subscriptions, 1) << "the one that stands stays";

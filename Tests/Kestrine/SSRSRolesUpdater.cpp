@@ -124,11 +124,11 @@ TEST_F(SSRSRolesUpdaterTest, RetryIntervalZeroMakesEveryFailureDueAtOnceOldestFi
     Start(0);
     gate.answer = [](const std::wstring&, IKelNode**) { return E_FAIL; };
     gate.hook = [&](const std::wstring&) { clock.Advance(1s); };
-    ReportAndRun({L"b"});
     ReportAndRun({L"a"});
-    EXPECT_EQ(TakeRequests(), (Texts{L"b", L"a", L"b"})) << "never attempted ones come first";
+    ReportAndRun({L"b"});
+    EXPECT_EQ(TakeRequests(), (Texts{L"a", L"b", L"a"})) << "never attempted ones come first";
     RunAgain();
-    EXPECT_EQ(TakeRequests(), (Texts{L"a", L"b"}));
+    EXPECT_EQ(TakeRequests(), (Texts{L"b", L"a"}));
 }
 
 TEST_F(SSRSRolesUpdaterTest, NewSettingsMakeEveryAccountNewOnceItIsReportedAgain)

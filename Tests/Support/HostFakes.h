@@ -129,6 +129,8 @@ struct FakeSettingsManager : FakeComponent<IReportingSettingsManager>
                       IKelNode** subscription) override
     {
         EXPECT_EQ(settingsType, 1);
+        if (hook)
+            hook();
         if (result < 0)
             return result;
         ++subscriptions;
@@ -158,6 +160,7 @@ struct FakeSettingsManager : FakeComponent<IReportingSettingsManager>
     KelNodePtr current;
     ComponentPtr<IReportingSettingsModifySink> sink;
     std::atomic<int> subscriptions{0};
+    std::function<void()> hook;
     HRESULT result = S_OK;
 };
 
