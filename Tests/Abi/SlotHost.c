@@ -47,24 +47,16 @@ static int failures;
 #define EXPECT(condition)                                                                                              \
     ((condition) ? (void)0 : (void)(++failures, fprintf(stderr, "SlotHost.c:%d: not so: %s\n", __LINE__, #condition)))
 
-/* Slots 0 to 2 of every interface. */
+/* Slots of every interface, and slot 8 of the module object. */
 #define SLOT(object, n, type) ((type)((object)->slots[n]))
-static uint32_t AddRef(Object* o)
-{
-    return SLOT(o, 0, uint32_t(*)(Object*))(o);
-}
-static uint32_t Release(Object* o)
-{
-    return SLOT(o, 1, uint32_t(*)(Object*))(o);
-}
-static HResult Query(Object* o, const Guid* iid, void* out)
-{
-    return SLOT(o, 2, HResult(*)(Object*, const Guid*, void*))(o, iid, out);
-}
+#define AddRef(o) SLOT(o, 0, uint32_t (*)(Object*))(o)
+#define Release(o) SLOT(o, 1, uint32_t (*)(Object*))(o)
+#define Query(o, iid, out) SLOT(o, 2, HResult (*)(Object*, const Guid*, void*))(o, iid, out)
+#define Create(o, clsid, iid, out) SLOT(o, 8, HResult (*)(Object*, const Guid*, const Guid*, void*))(o, clsid, iid, out)
 
 static const Guid Base = {0x51C3FBA2, 0x85FE, 0x436B, {0xA0, 0xFF, 0x1C, 0x61, 0xA5, 0xC0, 0xC5, 0x85}};
 static const Guid Module = {0x989524A9, 0x625D, 0x48C8, {0xAB, 0x03, 0x7C, 0x08, 0x4E, 0xB5, 0x26, 0x5D}};
-enum
+enum InterfaceIndex
 {
     Configurable,
     Sink,
@@ -76,34 +68,17 @@ enum
     InterfaceCount
 };
 static const Guid Interfaces[InterfaceCount] = {
-    {0x9FD0681A, 0xA35D, 0x48EF, {0xA2, 0x26, 0xDE, 0x38, 0x46, 0xE1, 0x9D, 0x38}},
-    {0xC58F7C8C, 0x47FB, 0x490D, {0xAC, 0x0F, 0xA6, 0xED, 0x5C, 0x96, 0xAD, 0xC8}},
-    {0x73D8C0E3, 0xC61D, 0x4F30, {0xBA, 0xD8, 0x95, 0x17, 0x96, 0x45, 0xB9, 0x1E}},
-    {0xCB66FADC, 0xC6E2, 0x4474, {0x85, 0xF6, 0x0F, 0x9A, 0x8E, 0xD3, 0x8C, 0x65}},
-    {0x7922BA8A, 0x1D63, 0x400A, {0x9F, 0x0F, 0xC1, 0xA2, 0xCB, 0x4D, 0xAF, 0xDB}},
-    {0xA3A15500, 0x301B, 0x4D78, {0xB4, 0x15, 0x14, 0xE2, 0xA6, 0x73, 0x99, 0xF3}},
-    {0x45622F80, 0x2F68, 0x4571, {0xBC, 0xBC, 0x70, 0x65, 0x16, 0x01, 0x77, 0x1B}}};
+#include "Tests/Abi/Interfaces.inl"
+};
 static const struct
 {
     Guid id;
     unsigned answers; /* a bit for each interface */
-} Classes[] = {{{0x164E71C0, 0x2257, 0x4F6A, {0x92, 0x3D, 0x7C, 0x7C, 0xCC, 0x9E, 0x4F, 0x37}},
-                1u << Configurable | 1u << Service | 1u << Source},
-               {{0x390AC417, 0x6289, 0x432E, {0x89, 0x06, 0x8F, 0x14, 0xF6, 0x0E, 0x77, 0x7F}},
-                1u << Configurable | 1u << Source | 1u << Sink},
-               {{0xDF29F0A0, 0x9009, 0x4547, {0xA9, 0x0A, 0x64, 0xD6, 0x4D, 0x92, 0xD1, 0xB7}},
-                1u << Configurable | 1u << Updater},
-               {{0x68C56230, 0x5FC6, 0x470C, {0xAE, 0x48, 0xF5, 0xB1, 0x16, 0x49, 0xAD, 0x2F}},
-                1u << Configurable | 1u << Source | 1u << Sink | 1u << Control},
-               {{0xB51DCB3B, 0xEDD1, 0x46ED, {0xB0, 0x33, 0x3E, 0xD2, 0x8C, 0x73, 0x94, 0x91}},
-                1u << Configurable | 1u << Consumer}};
+} Classes[] = {
+#include "Tests/Abi/Classes.inl"
+};
 
 /* The module object: Initialize 3, ReportAliveObjects 4, Lock 5, Unlock 6, IsLocked 7, CreateInstance 8. */
-static HResult Create(Object* module, const Guid* clsid, const Guid* iid, void* out)
-{
-    return SLOT(module, 8, HResult(*)(Object*, const Guid*, const Guid*, void*))(module, clsid, iid, out);
-}
-
 static int32_t IsLocked(Object* module)
 {
     int32_t locked = -1;
@@ -149,10 +124,6 @@ static void CheckClasses(Object* module)
 }
 
 /* The host's own components: one count, one answer to every identifier. */
-static uint32_t Hold(Object* self);
-static uint32_t Drop(Object* self);
-static HResult Answer(Object* self, const Guid* iid, void** out);
-
 static atomic_uint references; /* counted on several threads; the rest under the updater's lock */
 static unsigned statements, asked;
 static Object* settingsSink;
@@ -188,8 +159,7 @@ static HResult Execute(Object* self, const wchar_t* sql, int32_t reserved, void*
     ++statements;
     return OK;
 }
-static const Slot connectionSlots[] = {(Slot)Hold, (Slot)Drop, (Slot)Answer, (Slot)Execute};
-static Object connection = {connectionSlots};
+static Object connection = {(const Slot[]){(Slot)Hold, (Slot)Drop, (Slot)Answer, (Slot)Execute}};
 
 static HResult OpenConnection(Object* self, void* entry, int32_t mode, Object** out)
 {
@@ -199,8 +169,7 @@ static HResult OpenConnection(Object* self, void* entry, int32_t mode, Object** 
     *out = &connection;
     return OK;
 }
-static const Slot managerSlots[] = {(Slot)Hold, (Slot)Drop, (Slot)Answer, (Slot)OpenConnection};
-static Object connectionManager = {managerSlots};
+static Object connectionManager = {(const Slot[]){(Slot)Hold, (Slot)Drop, (Slot)Answer, (Slot)OpenConnection}};
 
 static HResult Subscribe(Object* self, int32_t type, Object* sink, void** subscription)
 {
@@ -217,9 +186,8 @@ static HResult Unsubscribe(Object* self, void* subscription)
     Release(settingsSink);
     return OK;
 }
-static const Slot settingsSlots[] = {(Slot)Hold,   (Slot)Drop,   (Slot)Answer,    (Slot)Unused,
-                                     (Slot)Unused, (Slot)Unused, (Slot)Subscribe, (Slot)Unsubscribe};
-static Object settingsManager = {settingsSlots};
+static Object settingsManager = {(const Slot[]){(Slot)Hold, (Slot)Drop, (Slot)Answer, (Slot)Unused, (Slot)Unused,
+                                                (Slot)Unused, (Slot)Subscribe, (Slot)Unsubscribe}};
 
 /* Text of an attribute: UTF-16LE bytes with a terminator on every platform. */
 static void SetText(void* node, const wchar_t* name, const char* ascii)
@@ -241,8 +209,7 @@ static HResult GetAllowedViewers(Object* self, void** list)
     EXPECT(KelnAddChild(*list, item) == OK);
     return KelnCloseNodeHandle(item);
 }
-static const Slot sourceSlots[] = {(Slot)Hold, (Slot)Drop, (Slot)Answer, (Slot)GetAllowedViewers};
-static Object source = {sourceSlots};
+static Object source = {(const Slot[]){(Slot)Hold, (Slot)Drop, (Slot)Answer, (Slot)GetAllowedViewers}};
 
 static void DriveUpdateCycles(Object* module)
 {

@@ -3,19 +3,16 @@
 #include "Common/ErrorHandling/HResult.h"
 #include "Tests/Support/LogCapture.h"
 #include "Tests/Support/ManualClock.h"
-#include "Tests/Support/Waiting.h"
-
-#include <gtest/gtest.h>
 
 using namespace std::chrono_literals;
 
 namespace
 {
 
-// Counts runs; each run may be made to stop at a gate.
-struct CountedRuns
+class AsyncActionTest : public testing::Test
 {
-    CAsyncAction::Action Action()
+protected:
+    CAsyncAction::Action Count()
     {
         return [this](CAsyncAction&) {
             if (gate)
@@ -23,131 +20,119 @@ struct CountedRuns
             ++count;
         };
     }
-    bool Reach(int number)
+
+    // So many runs, and no further one while the time stands still. For workers with a due time.
+    void ExpectCount(int number)
     {
-        return Eventually([&] { return count >= number; });
+        EXPECT_TRUE(Eventually([&] { return count >= number; }));
+        clock.LetTheWaiterLook();
+        EXPECT_EQ(count, number);
     }
 
+    ManualClock clock;
+    LogCapture log;
     std::atomic<int> count{0};
-    Gate* gate = nullptr;
+    Gate* gate = nullptr; // where runs stop
 };
 
 } // namespace
 
-TEST(AsyncAction, RunsAfterTheFirstDelayAndThenAPeriodBehindEachRun)
+TEST_F(AsyncActionTest, RunsAfterTheFirstDelayAndThenAPeriodBehindTheEndOfEachRun)
 {
-    ManualClock clock;
-    CountedRuns runs;
-    CAsyncAction action(300s, 100s, runs.Action());
-    clock.LetTheWaiterLook(); // the start has been noted
+    CAsyncAction action(300s, 100s, Count());
+    ExpectCount(0);
     clock.Advance(100s - 1ms);
-    clock.LetTheWaiterLook();
-    EXPECT_EQ(runs.count, 0);
+    ExpectCount(0);
     clock.Advance(1ms);
-    ASSERT_TRUE(runs.Reach(1));
-    clock.LetTheWaiterLook(); // the end of the run has been noted
+    ExpectCount(1);
     clock.Advance(300s - 1ms);
-    clock.LetTheWaiterLook();
-    EXPECT_EQ(runs.count, 1);
-    clock.Advance(1ms);
-    ASSERT_TRUE(runs.Reach(2));
-}
-
-TEST(AsyncAction, ThePeriodCountsFromTheEndOfARun)
-{
-    ManualClock clock;
-    CountedRuns runs;
-    Gate gate;
-    runs.gate = &gate;
-    CAsyncAction action(10s, 10s, runs.Action());
+    ExpectCount(1);
+    Gate longRun;
+    gate = &longRun;
     action.Trigger();
-    ASSERT_TRUE(gate.WaitForArrivals(1));
-    clock.Advance(100s); // a long run
-    gate.Open();
-    ASSERT_TRUE(runs.Reach(1));
-    clock.LetTheWaiterLook();
-    EXPECT_EQ(runs.count, 1);
-    clock.Advance(10s);
-    EXPECT_TRUE(runs.Reach(2));
+    ASSERT_TRUE(longRun.WaitForArrivals(1));
+    clock.Advance(1000s);
+    longRun.Open();
+    ExpectCount(2);
+    clock.Advance(300s);
+    ExpectCount(3);
 }
 
-TEST(AsyncAction, TriggersDuringARunCollapseIntoOneFurtherRun)
+TEST_F(AsyncActionTest, TriggersDuringARunCollapseIntoOneFurtherRun)
 {
-    ManualClock clock;
-    CountedRuns runs;
-    Gate gate;
-    runs.gate = &gate;
-    CAsyncAction action(300s, 0s, runs.Action());
-    const std::shared_future<void> beforeAnyRun = action.Trigger();
-    EXPECT_THROW(beforeAnyRun.get(), std::future_error) << "no run had been: a broken promise";
-    ASSERT_TRUE(gate.WaitForArrivals(1));
+    Gate first;
+    gate = &first;
+    CAsyncAction action(300s, 0s, Count());
+    EXPECT_THROW(action.Trigger().get(), std::future_error) << "no run had been: a broken promise";
+    ASSERT_TRUE(first.WaitForArrivals(1));
     const std::shared_future<void> runInProgress = action.Trigger();
     action.Trigger();
     action.Trigger();
     EXPECT_EQ(runInProgress.wait_for(0s), std::future_status::timeout);
-    gate.Open();
+    first.Open();
     EXPECT_EQ(runInProgress.wait_for(WaitLimit), std::future_status::ready);
-    ASSERT_TRUE(runs.Reach(2));
-    clock.LetTheWaiterLook();
-    EXPECT_EQ(runs.count, 2);
+    ExpectCount(2);
 }
 
-TEST(AsyncAction, ANewPeriodTakesEffectOnAWaitInProgress)
+TEST_F(AsyncActionTest, ANewPeriodTakesEffectOnAWaitInProgress)
 {
-    ManualClock clock;
-    CountedRuns runs;
-    CAsyncAction action(300s, 0s, runs.Action());
+    CAsyncAction action(300s, 0s, Count());
     action.Trigger();
-    ASSERT_TRUE(runs.Reach(1));
-    clock.LetTheWaiterLook();
+    ExpectCount(1);
     clock.Advance(120s);
-    clock.LetTheWaiterLook();
-    EXPECT_EQ(runs.count, 1);
+    ExpectCount(1);
     action.SetPeriod(120s);
-    ASSERT_TRUE(runs.Reach(2)) << "due at once";
-    clock.LetTheWaiterLook();
+    ExpectCount(2);
     action.SetPeriod(120s);
-    clock.LetTheWaiterLook();
-    EXPECT_EQ(runs.count, 2) << "the same value wakes nobody";
+    ExpectCount(2);
 }
 
-TEST(AsyncAction, TheActionMayTriggerAndSetThePeriodItself)
+TEST(AsyncAction, ANewPeriodWakesAWaitInRealTime)
 {
     std::atomic<int> count{0};
+    CAsyncAction action(3600s, 0s, [&](CAsyncAction&) { ++count; });
+    action.Trigger();
+    ASSERT_TRUE(Eventually([&] { return count == 1; }));
+    ManualClock clock; // the wait in progress does not look at it
+    clock.Advance(1'000'000h);
+    action.SetPeriod(1s);
+    EXPECT_TRUE(Eventually([&] { return count == 2; }));
+}
+
+TEST_F(AsyncActionTest, TheActionMayTriggerAndSetThePeriodItself)
+{
     CAsyncAction action(1s, 0s, [&](CAsyncAction& self) {
         self.SetPeriod(500s);
         if (++count < 3)
             self.Trigger();
     });
     action.Trigger();
-    EXPECT_TRUE(Eventually([&] { return count == 3; }));
+    ExpectCount(3);
 }
 
-TEST(AsyncAction, DestructionFinishesTheRunInProgressAndStartsNoOther)
+TEST_F(AsyncActionTest, DestructionFinishesTheRunInProgressAndStartsNoOther)
 {
-    CountedRuns runs;
-    Gate gate;
-    runs.gate = &gate;
-    auto action = std::make_unique<CAsyncAction>(0s, 0s, runs.Action());
+    Gate only;
+    gate = &only;
+    auto action = std::make_unique<CAsyncAction>(0s, 0s, Count());
     action->Trigger();
-    ASSERT_TRUE(gate.WaitForArrivals(1));
+    ASSERT_TRUE(only.WaitForArrivals(1));
     action->Trigger();
     EXPECT_FALSE(action->IsStopRequested());
     action->Stop();
     EXPECT_TRUE(action->IsStopRequested());
     std::thread destroy([&] { action.reset(); });
-    EXPECT_EQ(runs.count, 0);
-    gate.Open();
+    EXPECT_EQ(count, 0);
+    only.Open();
     destroy.join();
-    EXPECT_EQ(runs.count, 1);
+    EXPECT_EQ(count, 1);
+    EXPECT_EQ(log.Count(L"| DBG  |", L"Entering: AsyncAction thread"), 1U);
+    EXPECT_EQ(log.Count(L"| DBG  |", L"Exiting: AsyncAction thread"), 1U);
 }
 
-TEST(AsyncAction, ExceptionsCostOneRunAndALineEach)
+TEST_F(AsyncActionTest, ExceptionsCostOneRunAndALineEach)
 {
-    ManualClock clock;
-    const LogCapture log;
-    std::atomic<int> count{0};
-    CAsyncAction action(10s, 0s, [&](CAsyncAction&) {
+    CAsyncAction action(10s, 10s, [&](CAsyncAction&) {
         switch (++count) {
         case 1:
             ThrowHResult(E_ABORT);
@@ -157,23 +142,11 @@ TEST(AsyncAction, ExceptionsCostOneRunAndALineEach)
             throw 3;
         }
     });
-    action.Trigger();
-    for (int run = 1; run <= 4; ++run) {
-        ASSERT_TRUE(Eventually([&] { return count == run; })) << run;
-        clock.LetTheWaiterLook();
+    for (int run = 0; run <= 4; ++run) {
+        ExpectCount(run);
         clock.Advance(10s);
     }
     EXPECT_EQ(log.Count(L"| ERR  |", L"AsyncAction.cpp:", L"Executing AsyncAction failed: 0x80004004 "), 1U);
     EXPECT_EQ(log.Count(L"| ERR  |", L"Executing AsyncAction failed: of another kind\r\n"), 1U);
     EXPECT_EQ(log.Count(L"| ERR  |", L"Executing AsyncAction failed: unknown exception\r\n"), 1U);
-}
-
-TEST(AsyncAction, LogsTheLifeOfItsThread)
-{
-    const LogCapture log;
-    {
-        CAsyncAction action(0s, 0s, [](CAsyncAction&) {});
-    }
-    EXPECT_EQ(log.Count(L"| DBG  |", L"Entering: AsyncAction thread"), 1U);
-    EXPECT_EQ(log.Count(L"| DBG  |", L"Exiting: AsyncAction thread"), 1U);
 }

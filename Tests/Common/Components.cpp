@@ -1,41 +1,41 @@
 #include "Common/Components/ComponentObject.h"
 #include "Common/Components/NamedInstance.h"
-#include "Interfaces/AccessInfo.h"
 #include "Interfaces/ConfigurableComponent.h"
-#include "Tests/Support/FakeComponent.h"
+#include "Tests/Support/CodeOf.h"
+#include "Tests/Support/HostFakes.h"
 #include "Tests/Support/LogCapture.h"
 #include "Tests/Support/TestEnvironment.h"
 
-#include <gtest/gtest.h>
 #include <regex>
-#include <thread>
 
 namespace
 {
 
-class CSample : public CComponentRoot, public IConfigurableComponent, public IAccessInfoConsumer
+class CSample : public CComponentRoot, public IConfigurableComponent
 {
 public:
-    using Interfaces = InterfaceList<IConfigurableComponent, IAccessInfoConsumer>;
+    using Interfaces = InterfaceList<IConfigurableComponent>;
     static constexpr char AliveTag[] = "CComponentObject<class CSample>::CComponentObject";
 
-    explicit CSample(HRESULT construct = S_OK) : m_construct(construct) { ++s_built; }
-    ~CSample() override { ++s_destroyed; }
+    explicit CSample(HRESULT construct = S_OK) : m_construct(construct) {}
+    ~CSample() override
+    {
+        BOOL locked = FALSE;
+        s_lockedToTheEnd = ModuleObject::Instance().IsLocked(&locked) == S_OK && locked;
+    }
     HRESULT FinalConstruct() { return m_construct; }
     void FinalRelease()
     {
-        // The object is still whole: it can be asked and handed around.
-        IComponentBase* base = nullptr;
-        IConfigurableComponent* const self = this;
-        s_wholeInFinalRelease = self->QueryInterface(IComponentBase::Iid, reinterpret_cast<void**>(&base)) == S_OK;
+        // The object is still whole: it can be asked and handed around. What its own calls leave is nobody's business.
+        ComponentPtr<IComponentBase> base;
+        s_wholeInFinalRelease = QueryInterface(IComponentBase::Iid, base.OutVoid()) == S_OK;
+        (void)base.Detach();
+        SetErrorInfo(0, nullptr);
     }
     HRESULT Configure(IKelNode*) override { return S_OK; }
-    HRESULT OnReportingSettingsUpdated(IKelNode*) override { return S_OK; }
-    HRESULT OnAccessInfoUpdated(IKelNode*) override { return S_OK; }
 
-    static inline std::atomic<int> s_built = 0;
-    static inline std::atomic<int> s_destroyed = 0;
     static inline std::atomic<bool> s_wholeInFinalRelease = false;
+    static inline std::atomic<bool> s_lockedToTheEnd = false;
 
 private:
     const HRESULT m_construct;
@@ -44,192 +44,93 @@ private:
 using Sample = CComponentObject<CSample>;
 constexpr GUID SampleClass{0x12345678, 1, 2, {3}};
 
-bool ModuleIsLocked()
-{
-    BOOL locked = FALSE;
-    EXPECT_EQ(ModuleObject::Instance().IsLocked(&locked), S_OK);
-    return locked;
-}
-
-// As a host written in C calls it: by slot, with null for the reference.
-HRESULT QueryWithNullIid(IComponentBase* object, void** out)
-{
-    void** const slots = *reinterpret_cast<void***>(object);
-    return reinterpret_cast<HRESULT (*)(IComponentBase*, const GUID*, void**)>(slots[2])(object, nullptr, out);
-}
-
 } // namespace
 
-TEST(ComponentObject, CountsReferencesAndAnswersItsInterfaces)
+// How every class is created, asked and released is seen by slot in Tests/Abi.
+TEST(ComponentObject, HoldsTheModuleAndIsWholeInFinalReleaseAndKeepsErrorInformation)
 {
-    Sample* created = nullptr;
-    ASSERT_EQ(Sample::CreateInstance(&created), S_OK);
-    EXPECT_TRUE(ModuleIsLocked());
-    EXPECT_EQ(created->AddRef(), 2U);
-    EXPECT_EQ(created->Release(), 1U);
-
-    ComponentPtr<IConfigurableComponent> configurable;
-    ComponentPtr<IAccessInfoConsumer> consumer;
-    ComponentPtr<IComponentBase> base;
-    void* none = nullptr;
-    EXPECT_EQ(created->QueryInterface(IConfigurableComponent::Iid, configurable.OutVoid()), S_OK);
-    EXPECT_EQ(configurable->QueryInterface(IAccessInfoConsumer::Iid, consumer.OutVoid()), S_OK);
-    EXPECT_EQ(consumer->QueryInterface(IComponentBase::Iid, base.OutVoid()), S_OK);
-    EXPECT_EQ(base.Get(), static_cast<IComponentBase*>(configurable.Get())) << "the first interface's base";
-    EXPECT_EQ(created->QueryInterface(IAccessInfoSource::Iid, &none), E_NOINTERFACE);
-    EXPECT_EQ(created->QueryInterface(IComponentBase::Iid, nullptr), E_INVALIDARG);
-    EXPECT_EQ(none, nullptr);
-
-    const int destroyed = CSample::s_destroyed;
-    created->Release();
-    base.Reset();
-    configurable.Reset();
-    EXPECT_EQ(CSample::s_destroyed, destroyed);
-    consumer.Reset();
-    EXPECT_EQ(CSample::s_destroyed, destroyed + 1);
-    EXPECT_TRUE(CSample::s_wholeInFinalRelease);
-    EXPECT_FALSE(ModuleIsLocked());
-}
-
-TEST(ComponentObject, WhatCannotBeHandedOutIsDestroyedAgain)
-{
-    const int built = CSample::s_built;
-    const int destroyed = CSample::s_destroyed;
     Sample* created = nullptr;
     EXPECT_EQ(Sample::CreateInstance(&created, E_ABORT), E_ABORT);
-    EXPECT_EQ(created, nullptr);
-    void* out = nullptr;
-    EXPECT_EQ(Sample::Create(IComponentsModule::Iid, &out), E_NOINTERFACE);
-    EXPECT_EQ(Sample::Create(IComponentBase::Iid, nullptr), E_INVALIDARG);
-    EXPECT_EQ(out, nullptr);
-    EXPECT_EQ(CSample::s_built, built + 3);
-    EXPECT_EQ(CSample::s_destroyed, destroyed + 3);
-    EXPECT_FALSE(ModuleIsLocked());
+    ASSERT_EQ(created, nullptr);
+    ASSERT_EQ(Sample::CreateInstance(&created), S_OK);
+    ComponentPtr<ICreateErrorInfo> info;
+    ComponentPtr<IErrorInfo> left;
+    ASSERT_EQ(CreateErrorInfo(info.Out()), S_OK);
+    ASSERT_EQ(info->QueryInterface(IID_IErrorInfo, left.OutVoid()), S_OK);
+    SetErrorInfo(0, left.Get());
+    EXPECT_EQ(created->Release(), 0U);
+    EXPECT_TRUE(CSample::s_wholeInFinalRelease);
+    EXPECT_TRUE(CSample::s_lockedToTheEnd) << "the module must not be unloaded while a destructor runs";
+    EXPECT_EQ(GetErrorInfo(0, left.Out()), S_OK);
 }
 
-TEST(ModuleObject, CreatesRegisteredClasses)
+TEST(ModuleObject, CreatesRegisteredClassesOnAnyThread)
 {
     ModuleObject& module = ModuleObject::Instance();
     void* out = &module;
-    EXPECT_EQ(module.CreateInstance(SampleClass, IComponentBase::Iid, &out), REGDB_E_CLASSNOTREG);
-    EXPECT_EQ(out, &module) << "left alone";
     {
         const ComponentClassRegistration registration(SampleClass, &Sample::Create);
-        const auto never = [](REFIID, void**) { return E_UNEXPECTED; };
-        module.RegisterClass(SampleClass, never);
-        ComponentPtr<IAccessInfoConsumer> consumer;
-        EXPECT_EQ(module.CreateInstance(SampleClass, IAccessInfoConsumer::Iid, consumer.OutVoid()), S_OK)
-            << "the first registration stays";
+        module.RegisterClass(SampleClass, [](REFIID, void**) { return E_UNEXPECTED; }); // the first one stays
+        ComponentPtr<IConfigurableComponent> shared;
+        ASSERT_EQ(module.CreateInstance(SampleClass, IConfigurableComponent::Iid, shared.OutVoid()), S_OK);
+        std::vector<std::thread> threads;
+        for (int t = 0; t < 4; ++t) {
+            threads.emplace_back([&module, copy = shared] {
+                for (int i = 0; i < 200; ++i) {
+                    ComponentPtr<IComponentBase> own;
+                    EXPECT_EQ(module.CreateInstance(SampleClass, IComponentBase::Iid, own.OutVoid()), S_OK);
+                    EXPECT_EQ(copy->QueryInterface(IComponentBase::Iid, own.OutVoid()), S_OK);
+                }
+            });
+        }
+        shared.Reset();
+        for (std::thread& thread : threads)
+            thread.join();
     }
     EXPECT_EQ(module.CreateInstance(SampleClass, IComponentBase::Iid, &out), REGDB_E_CLASSNOTREG);
+    EXPECT_EQ(out, &module) << "left alone";
 }
 
-TEST(ModuleObject, HasNoLifetimeOfItsOwn)
+TEST(AliveObjects, AreReportedOnDemandWithTypeAddressAndFourFrames)
 {
-    ModuleObject& module = ModuleObject::Instance();
-    IComponentsModule* found = nullptr;
-    IComponentBase* base = nullptr;
-    EXPECT_EQ(module.QueryInterface(IComponentsModule::Iid, reinterpret_cast<void**>(&found)), S_OK);
-    EXPECT_EQ(module.QueryInterface(IComponentBase::Iid, reinterpret_cast<void**>(&base)), S_OK);
-    EXPECT_EQ(found, &module);
-    EXPECT_EQ(module.QueryInterface(IConfigurableComponent::Iid, reinterpret_cast<void**>(&base)), E_NOINTERFACE);
-    EXPECT_EQ(module.QueryInterface(IComponentsModule::Iid, nullptr), E_INVALIDARG);
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(module.AddRef(), 0xFFFFFFFF);
-        EXPECT_EQ(module.Release(), 0xFFFFFFFF);
-    }
-    EXPECT_EQ(module.Initialize(), S_OK);
-    EXPECT_EQ(module.IsLocked(nullptr), E_POINTER);
-    EXPECT_EQ(module.Lock(), 1U);
-    EXPECT_TRUE(ModuleIsLocked());
-    EXPECT_EQ(module.Unlock(), 0U);
-}
-
-TEST(ModuleObject, RefusesANullIdentifier)
-{
-    void* out = nullptr;
-    EXPECT_EQ(QueryWithNullIid(&ModuleObject::Instance(), &out), E_INVALIDARG);
-}
-
-TEST(AliveObjects, AreReportedWithTypeAddressAndFourFrames)
-{
-    TestSettings settings;
-    settings[L"Debug/EnableAliveObjectsTracking"] = L"1";
-    DbgAliveObjectsTracker tracker(settings.store);
     const LogCapture log;
-    tracker.Report();
-    EXPECT_TRUE(log.Lines().empty()) << "nothing alive, nothing to say";
     const int objects[2] = {};
-    tracker.Register(&objects[0], "TagA");
-    tracker.Register(&objects[1], "TagB");
-    tracker.Register(&objects[1], "later registration of the same object");
-    tracker.Report();
+    TestSettings settings;
+    for (const bool enabled : {false, true}) {
+        settings[L"Debug/EnableAliveObjectsTracking"] = enabled ? L"1" : L"0";
+        DbgAliveObjectsTracker tracker(settings.store);
+        tracker.Report(); // nothing alive, nothing to say
+        tracker.Register(&objects[0], "TagA");
+        tracker.Register(&objects[1], "TagB");
+        tracker.Register(&objects[1], "later registration of the same object");
+        EXPECT_TRUE(log.Lines().empty());
+        tracker.Report();
+        EXPECT_EQ(log.Lines().size(), enabled ? 3U : 0U);
+        tracker.Unregister(&objects[0]);
+        tracker.Unregister(&objects[1]);
+        tracker.Report();
+    }
     EXPECT_EQ(log.Count(L"WARN", L"DbgAliveObjectsTracker.cpp:59 ", L"Alive component objects: 2\r\n"), 1U);
     EXPECT_EQ(log.Count(L"WARN", L"DbgAliveObjectsTracker.cpp:72 "), 2U);
     EXPECT_TRUE(
         std::regex_match(log.From(L"ObjTag='TagB'"),
                          std::wregex(L"ObjTag='TagB' Ptr=[0-9a-fA-Fx]+ EIPs=(0x[0-9A-F]{16};){3}0x[0-9A-F]{16}")))
         << testing::PrintToString(log.Lines());
-    tracker.Unregister(&objects[0]);
-    tracker.Unregister(&objects[1]);
-    const std::size_t lines = log.Lines().size();
-    tracker.Report();
-    EXPECT_EQ(log.Lines().size(), lines);
-}
-
-TEST(AliveObjects, AreNotTrackedUnlessAskedFor)
-{
-    TestSettings settings;
-    DbgAliveObjectsTracker tracker(settings.store);
-    const LogCapture log;
-    const int object = 0;
-    tracker.Register(&object, "Tag");
-    tracker.Report();
-    EXPECT_TRUE(log.Lines().empty());
-}
-
-TEST(ComponentObject, ManyThreadsMayCreateAndShareComponents)
-{
-    const ComponentClassRegistration registration(SampleClass, &Sample::Create);
-    ComponentPtr<IConfigurableComponent> shared;
-    ASSERT_EQ(ModuleObject::Instance().CreateInstance(SampleClass, IConfigurableComponent::Iid, shared.OutVoid()),
-              S_OK);
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([copy = shared] {
-            for (int i = 0; i < 200; ++i) {
-                ComponentPtr<IAccessInfoConsumer> own;
-                ModuleObject::Instance().CreateInstance(SampleClass, IAccessInfoConsumer::Iid, own.OutVoid());
-                const ComponentPtr<IConfigurableComponent> another = copy;
-                copy->QueryInterface(IAccessInfoConsumer::Iid, own.OutVoid());
-            }
-        });
-    }
-    shared.Reset();
-    for (std::thread& thread : threads)
-        thread.join();
-    EXPECT_EQ(CSample::s_built, CSample::s_destroyed);
+    const auto firstFrame = [&](const wchar_t* tag) {
+        const std::wstring entry = log.From(tag);
+        return entry.substr(entry.find(L"EIPs="), 23);
+    };
+    EXPECT_NE(firstFrame(L"ObjTag='TagA'"), firstFrame(L"ObjTag='TagB'")) << "that of the call itself";
+    EXPECT_EQ(log.Lines().size(), 3U);
 }
 
 TEST(NamedInstances, AreRequiredOrOptional)
 {
-    struct Consumer : FakeComponent<IAccessInfoConsumer>
-    {
-        HRESULT OnReportingSettingsUpdated(IKelNode*) override { return S_OK; }
-        HRESULT OnAccessInfoUpdated(IKelNode*) override { return S_OK; }
-    } consumer;
+    FakeConsumer consumer;
     const NamedInstance named(L"Test.Consumer", &consumer);
     EXPECT_EQ(GetNamedInstance<IAccessInfoConsumer>(L"Test.Consumer").Get(), &consumer);
     EXPECT_EQ(TryGetNamedInstance<IAccessInfoConsumer>(L"Test.Consumer").Get(), &consumer);
     EXPECT_FALSE(TryGetNamedInstance<IAccessInfoConsumer>(L"Test.Absent"));
-    const auto code = [](auto body) {
-        try {
-            body();
-        } catch (const HRX& e) {
-            return e.Code();
-        }
-        return S_OK;
-    };
-    EXPECT_EQ(code([] { GetNamedInstance<IAccessInfoConsumer>(L"Test.Absent"); }), HResultFromWin32(ERROR_NOT_FOUND));
-    EXPECT_EQ(code([] { TryGetNamedInstance<IAccessInfoSource>(L"Test.Consumer"); }), E_NOINTERFACE);
+    EXPECT_EQ(CodeOf([] { GetNamedInstance<IAccessInfoConsumer>(L"Test.Absent"); }), NotFound);
+    EXPECT_EQ(CodeOf([] { TryGetNamedInstance<IAccessInfoSource>(L"Test.Consumer"); }), E_NOINTERFACE);
 }

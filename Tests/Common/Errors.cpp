@@ -6,6 +6,7 @@
 #include "Common/Foundation/Strings.h"
 #include "Platform/Testing/MessageModuleFile.h"
 #include "Platform/Testing/TemporaryFolder.h"
+#include "Tests/Support/CodeOf.h"
 #include "Tests/Support/LogCapture.h"
 #include "Tests/Support/TestEnvironment.h"
 
@@ -13,9 +14,6 @@
 
 namespace
 {
-
-constexpr HRESULT NotFound = HResultFromWin32(ERROR_NOT_FOUND);
-constexpr auto UnknownCode = static_cast<HRESULT>(0xA0FE1234);
 
 template <class Body>
 HRX Caught(Body body)
@@ -80,9 +78,10 @@ constexpr GUID ForeignGuid{1, 2, 3, {4}};
     return {};
 }
 
-bool IsInside(void* address, void* function)
+template <class Function>
+bool IsInside(void* address, Function* function)
 {
-    const auto distance = static_cast<char*>(address) - static_cast<char*>(function);
+    const auto distance = static_cast<char*>(address) - reinterpret_cast<char*>(function);
     return distance > 0 && distance < 200;
 }
 
@@ -90,24 +89,22 @@ bool IsInside(void* address, void* function)
 
 TEST(HResult, ChecksThrowForFailuresOnly)
 {
-    EXPECT_NO_THROW(CheckHResult(S_FALSE));
-    EXPECT_EQ(Caught([] { CheckHResult(E_ABORT); }).Code(), E_ABORT);
-    EXPECT_EQ(Caught([] { ThrowHResult(S_OK); }).Code(), E_FAIL);
-    EXPECT_EQ(Caught([] { ThrowHResult(E_INVALIDARG); }).Code(), E_INVALIDARG);
-    EXPECT_EQ(Caught([] { CheckPointer(nullptr); }).Code(), E_POINTER);
+    EXPECT_EQ(CodeOf([] { CheckHResult(S_FALSE); }), S_OK);
+    EXPECT_EQ(CodeOf([] { CheckHResult(E_ABORT); }), E_ABORT);
+    EXPECT_EQ(CodeOf([] { ThrowHResult(S_OK); }), E_FAIL);
+    EXPECT_EQ(CodeOf([] { CheckPointer(nullptr); }), E_POINTER);
     SetLastError(ERROR_ACCESS_DENIED);
-    EXPECT_EQ(Caught([] { ThrowLastError(); }).Code(), HResultFromWin32(ERROR_ACCESS_DENIED));
+    EXPECT_EQ(CodeOf(ThrowLastError), HResultFromWin32(ERROR_ACCESS_DENIED));
     SetLastError(ERROR_SUCCESS);
-    EXPECT_EQ(Caught([] { ThrowLastError(); }).Code(), E_FAIL);
-    EXPECT_EQ(HResultFromWin32(static_cast<DWORD>(E_ABORT)), E_ABORT) << "an HRESULT passes unchanged";
+    EXPECT_EQ(CodeOf(ThrowLastError), E_FAIL);
 }
 
 TEST(HResult, FramesBelongToWhoeverChecked)
 {
     for (void (*fail)() : {&FailByCheck, &FailByThrow}) {
         const std::array<void*, 2> frames = FramesOfFailureIn(fail);
-        EXPECT_TRUE(IsInside(frames[0], reinterpret_cast<void*>(fail)));
-        EXPECT_TRUE(IsInside(frames[1], reinterpret_cast<void*>(&FramesOfFailureIn)));
+        EXPECT_TRUE(IsInside(frames[0], fail));
+        EXPECT_TRUE(IsInside(frames[1], &FramesOfFailureIn));
     }
 }
 
@@ -117,7 +114,6 @@ TEST(HResult, AFailureTakesTheThreadsErrorInformation)
     EXPECT_EQ(RecordHResult(S_OK).ErrorInfo(), nullptr);
     EXPECT_NE(RecordHResult(E_FAIL).ErrorInfo(), nullptr);
     EXPECT_EQ(TakeDescription(), L"<none>");
-
     LeaveErrorInfo(ForeignGuid, L"stale");
     DropErrorInfo();
     EXPECT_EQ(RecordHResult(E_FAIL).ErrorInfo(), nullptr);
@@ -125,42 +121,27 @@ TEST(HResult, AFailureTakesTheThreadsErrorInformation)
 
 TEST(ErrorText, HasCodeDescriptionAndLocation)
 {
-    const HRX error = Caught([] { ThrowHResult(NotFound); });
-    EXPECT_EQ(ErrorText(error), L"0x80070490 " + GetErrorMessage(NotFound) + L" [" + FramesOf(error) + L"]");
-    EXPECT_EQ(ErrorText(error, WithoutLocation), L"0x80070490 " + GetErrorMessage(NotFound));
-    EXPECT_EQ(ErrorText(error, WithoutCode | WithoutDescription), L" [" + FramesOf(error) + L"]");
-    EXPECT_EQ(ErrorText(ErrorRecord{S_OK, L"trimmed \t\r\n", L""}), L"0x00000000 trimmed");
-    const HRX unknown = Caught([] { ThrowHResult(UnknownCode); });
-    EXPECT_EQ(ErrorText(unknown), L"0xA0FE1234 <no description> [" + FramesOf(unknown) + L"]");
-}
-
-TEST(ErrorText, ForeignErrorInformationGivesTheDescription)
-{
-    LeaveErrorInfo(ForeignGuid, L"0x80004005 not taken apart [x]");
-    const HRX error = Caught([] { CheckHResult(E_FAIL); });
-    EXPECT_EQ(ErrorText(error), L"0x80004005 0x80004005 not taken apart [x] [" + FramesOf(error) + L"]");
-    LeaveErrorInfo(ForeignGuid, L"");
-    EXPECT_EQ(ErrorText(Caught([] { CheckHResult(E_FAIL); }), WithoutLocation),
-              L"0x80004005 " + GetErrorMessage(E_FAIL));
-}
-
-TEST(ErrorText, ErrorInformationOfTheFrameworkIsTakenApartAndExtended)
-{
-    const auto text = [](const wchar_t* published) {
-        LeaveErrorInfo(FrameworkErrorGuid, published);
-        const HRX error = Caught([] { CheckHResult(E_FAIL); });
-        const std::wstring frames = FramesOf(error);
-        std::wstring result = ErrorText(error);
-        result.replace(result.rfind(frames), frames.size(), L"HERE");
-        return result;
+    const struct
+    {
+        GUID origin;
+        std::wstring published, text, location;
+    } cases[] = {
+#include "Tests/Common/ErrorTexts.inl"
     };
-    EXPECT_EQ(text(L"0x80004005 It broke [0x1,0x2]"), L"0x80004005 It broke [0x1,0x2;HERE]");
-    EXPECT_EQ(text(L"2147500037 A [b] c"), L"0x80004005 A [b] c [HERE]") << "decimal; no bracket at the end";
-    EXPECT_EQ(text(L"0x80004005 A [b] [0x1]"), L"0x80004005 A [b] [0x1;HERE]") << "the last bracket counts";
-    const std::wstring own = L"0x80004005 " + GetErrorMessage(E_FAIL) + L" [HERE]";
-    EXPECT_EQ(text(L"0x80004004 Another code [0x1]"), own);
-    EXPECT_EQ(text(L"no number"), own);
-    EXPECT_EQ(text(L"0x80004005"), own) << "no blank behind the number";
+    const auto replaced = [](std::wstring text, const std::wstring& part, const wchar_t* sign) {
+        const std::size_t at = text.rfind(part);
+        return at == std::wstring::npos ? text : text.replace(at, part.size(), sign);
+    };
+    for (const auto& each : cases) {
+        LeaveErrorInfo(each.origin, each.published.c_str());
+        const HRX error = Caught([] { CheckHResult(E_FAIL); });
+        const std::wstring text = ErrorText(error, WithoutLocation);
+        const std::wstring location = ErrorText(error, WithoutCode | WithoutDescription);
+        EXPECT_EQ(ErrorText(error), text + location);
+        EXPECT_EQ(replaced(text, GetErrorMessage(E_FAIL), L"OWN"), each.text);
+        EXPECT_EQ(replaced(location, FramesOf(error), L"HERE"), each.location);
+    }
+    EXPECT_EQ(ErrorText(ErrorRecord{S_OK, L"trimmed \t\r\n", L""}), L"0x00000000 trimmed");
 }
 
 TEST(ErrorText, APublishedErrorKeepsItsTextOnTheWay)
@@ -175,74 +156,47 @@ TEST(ErrorText, APublishedErrorKeepsItsTextOnTheWay)
     EXPECT_EQ(TakeDescription(), L"stays");
 }
 
-TEST(ErrorMessages, ComeFromTheSystemWithoutPeriodAndLineBreak)
+TEST(ErrorMessages, ComeFromTheSystemOrFromModulesInOrder)
 {
-    const std::wstring denied = GetErrorMessage(HResultFromWin32(ERROR_ACCESS_DENIED));
-    EXPECT_EQ(denied, L"Access is denied") << "through the low 16 bits or under the whole code";
-    EXPECT_EQ(GetErrorMessage(UnknownCode), L"<no description>");
-    EXPECT_EQ(GetErrorMessage(static_cast<HRESULT>(0x8007FFF7)), L"<no description>");
-}
-
-TEST(ErrorMessages, InterfaceSpecificCodesAreFoundInThePrimaryModulesInOrder)
-{
+    const std::pair<std::uint32_t, std::wstring> cases[] = {
+#include "Tests/Common/MessageTexts.inl"
+    };
     const TemporaryFolder folder;
-    const auto path = [&](const char* name) { return (folder.Path() / name).wstring(); };
-    WriteMessageModule(folder.Path() / "one.dll",
-                       {{0x80040200, 0, L"One's text.\r\n"}, {0x80070002, 0, L"never asked"}});
-    WriteMessageModule(folder.Path() / "two.dll", {{0x80040200, 0, L"hidden"}, {0x80040201, 0, L"Two's %1 text.\r\n"}});
-    WriteMessageModule(folder.Path() / "fallback.dll",
-                       {{0x80050000, 0, L"Fallback text\r\n"}, {0xFFF7, 0, L"Low bits"}});
+    const auto write = [&](const char* name, const std::vector<MessageText>& texts) {
+        WriteMessageModule(folder.Path() / name, texts);
+        return (folder.Path() / name).wstring();
+    };
+    std::wstring names =
+        L"absent.dll," + write("one.dll", {{0x80040200, 0, L"One's text.\r\n"}, {0x80070005, 0, L"no"}});
+    names += L"|" + write("two.dll", {{0x80040200, 0, L"hidden"}, {0x80040201, 0, L"Two's %1 text.\r\n"}});
+    for (const char* name : {"3.dll", "4.dll", "5.dll", "6.dll"})
+        names += L",;" + write(name, {{0x80040300, 0, L"text"}});
     TestSettings settings;
-    settings[L"ErrorHandling/MessageFile"] = path("one.dll") + L"|" + path("two.dll");
-    settings[L"ErrorHandling/FallbackMessageFile"] = path("fallback.dll");
-    const MessageModules modules(settings.store);
-    const auto message = [&](std::uint32_t code) { return FindErrorMessage(static_cast<HRESULT>(code), modules); };
-    EXPECT_EQ(message(0x80040200), L"One's text");
-    EXPECT_EQ(message(0x80040201), L"Two's %1 text") << "insertions stay";
-    EXPECT_EQ(message(0x80050000), L"Fallback text") << "behind the interface-specific range";
-    EXPECT_EQ(message(0x8007FFF7), L"Low bits");
-    EXPECT_NE(message(0x80070002), L"never asked");
-}
-
-TEST(MessageModules, SixthAndMissingModulesAreLoggedAndTheOthersLoaded)
-{
-    const TemporaryFolder folder;
-    std::wstring names;
-    for (int i = 0; i < 6; ++i) {
-        const std::string name = "m" + std::to_string(i) + ".dll";
-        WriteMessageModule(folder.Path() / name, {{0x80040300, 0, L"text"}});
-        names += (folder.Path() / name).wstring() + (i % 2 ? L";" : L",,");
-    }
+    settings[L"ErrorHandling/MessageFile"] = names;
+    settings[L"ErrorHandling/FallbackMessageFile"] =
+        write("fallback.dll", {{0x80050000, 0, L"Fallback text\r\n"}, {0xFFF7, 0, L"Low bits"}});
     const LogCapture log;
-    TestSettings settings;
-    settings[L"ErrorHandling/MessageFile"] = L"absent.dll," + names;
     const MessageModules modules(settings.store);
     EXPECT_NE(modules.Primary().back(), nullptr);
-    EXPECT_EQ(log.Count(L"ERR", L"No more slots"), 1U);
-    EXPECT_EQ(log.Count(L"m5.dll' failed: No more slots"), 1U);
-    EXPECT_TRUE(
-        log.From(L"Loading errormsg module").starts_with(L"Loading errormsg module 'absent.dll' failed: 0x80070002 "))
-        << testing::PrintToString(log.Lines());
-    for (const UniqueModule& module : modules.Fallback())
-        EXPECT_EQ(module, nullptr);
+    EXPECT_EQ(log.Count(L"| ERR  |"), 2U);
+    EXPECT_EQ(log.Count(L"6.dll' failed: No more slots"), 1U);
+    EXPECT_EQ(log.Count(L"| Loading errormsg module 'absent.dll' failed: 0x80070002 "), 1U);
+    for (const auto& [code, text] : cases)
+        EXPECT_EQ(FindErrorMessage(static_cast<HRESULT>(code), modules), text);
 }
 
 TEST(Operation, LogsPublishesAndReturnsAFailure)
 {
+    GetErrorMessage(E_ABORT); // the message modules are loaded with the first text, which is logged
     const LogCapture log;
     EXPECT_EQ(Operation(L"CSome::Call", [] {}), S_OK);
     EXPECT_EQ(Operation(L"CSome::Failing", [] { ThrowHResult(E_ABORT); }), E_ABORT);
     EXPECT_EQ(Operation(L"CSome::Next", [] { ThrowHResult(E_ABORT); }), E_ABORT);
-    const std::wstring line = log.From(L"CSome::Next failed: ");
-    EXPECT_EQ(line.find(L';'), std::wstring::npos) << "the first failure's error information is no part of it";
     EXPECT_EQ(log.Count(L"| ERR  |", L"CSome::Failing failed: 0x80004004 "), 1U);
-    EXPECT_EQ(log.Count(L"EXCEPTION at: CSome::Failing"), 1U);
-    EXPECT_EQ(L"CSome::Next failed: " + TakeDescription(), line);
     const std::vector<std::wstring> lines = log.Lines();
-    const auto position = [&](const wchar_t* text) {
-        return std::find_if(lines.begin(), lines.end(),
-                            [&](const std::wstring& each) { return each.find(text) != std::wstring::npos; });
-    };
-    EXPECT_LT(position(L"EXCEPTION at: "), position(L" failed: 0x80004004 ")) << "the scope ends first";
+    ASSERT_EQ(lines.size(), 8U);
+    EXPECT_NE(lines[6].find(L"EXCEPTION at: CSome::Next"), std::wstring::npos) << "the scope ends first";
+    EXPECT_EQ(lines[7].find(L';'), std::wstring::npos) << "the first failure's error information is no part of it";
+    EXPECT_EQ(L"CSome::Next failed: " + TakeDescription(), log.From(L"CSome::Next failed: "));
     EXPECT_THROW(Boundary(L"x", [] { throw std::runtime_error("another kind"); }), std::runtime_error);
 }

@@ -1,10 +1,10 @@
-#include "Common/ErrorHandling/HResult.h"
 #include "Host/Nodwell/TestControls.h"
 #include "Platform/Testing/AccountsFile.h"
 #include "Platform/Testing/AuthzCounts.h"
 #include "Subsystems/ManagementService/Kestrine/AccountResolution.h"
 #include "Subsystems/ManagementService/Kestrine/AuthToken.h"
 #include "Subsystems/ManagementService/Kestrine/ReportAccessHelpers.h"
+#include "Tests/Support/CodeOf.h"
 #include "Tests/Support/HostFakes.h"
 #include "Tests/Support/SecurityFakes.h"
 
@@ -12,19 +12,6 @@
 
 namespace
 {
-
-template <class Body>
-HRESULT CodeOf(Body body)
-{
-    try {
-        body();
-    } catch (const HRX& e) {
-        return e.Code();
-    }
-    return S_OK;
-}
-
-constexpr HRESULT NotFound = HResultFromWin32(ERROR_NOT_FOUND);
 
 KelNodePtr Chain(int length)
 {
@@ -38,18 +25,20 @@ KelNodePtr Chain(int length)
 
 TEST(AuthTokens, TheCurrentTokenIsOptionalUnlessRequired)
 {
-    EXPECT_FALSE(GetCurrentAuthToken(false)) << "the host has no context manager";
-    EXPECT_EQ(CodeOf([] { GetCurrentAuthToken(true); }), NotFound);
+    const auto expectNone = [](const char* why) {
+        EXPECT_FALSE(GetCurrentAuthToken(false)) << why;
+        EXPECT_EQ(CodeOf([] { GetCurrentAuthToken(true); }), NotFound) << why;
+    };
+    expectNone("the host has no context manager");
     FakeRequestContextMgr manager;
     const NamedInstance named(L"Core.RequestContextMgr", static_cast<IRequestContextMgr*>(&manager));
-    EXPECT_FALSE(GetCurrentAuthToken(false)) << "a context without token";
-    EXPECT_EQ(CodeOf([] { GetCurrentAuthToken(true); }), NotFound);
+    expectNone("a context without token");
     const KelNodePtr token = MakeToken(L"win:sid=S-1-5-18", L"x");
     FakeRequestContextMgr::t_token = token;
     EXPECT_EQ(GetCurrentAuthToken(true), token);
     FakeRequestContextMgr::t_token = {};
     manager.noContext = true;
-    EXPECT_EQ(CodeOf([] { GetCurrentAuthToken(true); }), NotFound);
+    expectNone("no context");
 }
 
 TEST(AuthTokens, AreReadLenientlyAndShownInOneLine)
@@ -98,29 +87,29 @@ TEST(AuthTokens, MintingResolvesGroupsOnDemandAndFreesItsHandlesOnEveryPath)
 
 TEST(AccessItems, HoldWhatTheCheckerGrantsTheOriginatingClient)
 {
+    const struct
+    {
+        Texts granted;
+        std::wstring id, name, fallback, item;
+    } cases[] = {
+#include "Tests/Kestrine/GrantedItems.inl"
+    };
     const AccountsFile accounts("computer = S-1-5-21-10-20-30\n");
     FakePermissionsChecker checker;
-    const auto item = [&](const KelNodePtr& token, const wchar_t* fallback = L"") {
+    const auto item = [&](const KelNodePtr& token, const std::wstring& fallback = {}) {
         const KelNodePtr made = MakeAccessInfoForToken(token, L"ViewReports", fallback);
         return made ? Describe(MakeTestList({made}))[0] : L"<none>";
     };
-    const KelNodePtr ann = MakeToken(L"win:sid=S-1-5-21-1-2-3-4", L"CORP\\ann", {}, L"OnBehalfOfClient");
-    EXPECT_EQ(CodeOf([&] { item(ann); }), NotFound) << "no checker";
+    const KelNodePtr client = MakeToken(L"id", L"unknown");
+    EXPECT_EQ(CodeOf([&] { item(client); }), NotFound) << "no checker";
     const NamedInstance named(L"Security.PermissionsChecker", &checker);
-    EXPECT_EQ(item(ann), L"<none>");
-    checker.grants[L"CORP\\ann"] = {L"A", L"", L"B"};
-    EXPECT_EQ(item(ann), L"CORP\\ann(A,B)");
-    EXPECT_EQ(item(MakeToken(L"svc", L"Portal", ann)), L"CORP\\ann(A,B)");
-    checker.grants[L"CORP\\ann"] = {L"A", L"-", L"B"};
-    EXPECT_EQ(item(ann), L"CORP\\ann") << "a container without identifier widens the answer to all";
-    checker.grants[L"CORP\\ann"] = {L""};
-    EXPECT_EQ(item(ann), L"<none>");
-
-    checker.grants = {{L"same", {}}, {L"", {}}, {L"sys", {}}};
-    EXPECT_EQ(item(MakeToken(L"same", L"same"), L"CORP\\fallback"), L"CORP\\fallback");
-    EXPECT_EQ(item(MakeToken(L"same", L"same")), L"same") << "no fallback";
-    EXPECT_EQ(item(MakeToken(L"id", L""), L"CORP\\fallback"), L"") << "empty, but not equal to the id";
-    EXPECT_EQ(item(MakeToken(L"win:sid=S-1-5-18", L"sys")), L"sys!");
-    checker.failing = {L"sys"};
-    EXPECT_EQ(CodeOf([&] { item(MakeToken(L"x", L"sys")); }), E_ACCESSDENIED);
+    EXPECT_EQ(item(client), L"<none>");
+    checker.failing = {L"unknown"};
+    EXPECT_EQ(CodeOf([&] { item(client); }), E_ACCESSDENIED);
+    for (const auto& each : cases) {
+        checker.grants = {{each.name, each.granted}};
+        const KelNodePtr token = MakeToken(each.id, each.name, {}, L"OnBehalfOfClient");
+        EXPECT_EQ(item(token, each.fallback), each.item);
+        EXPECT_EQ(item(MakeToken(L"svc", L"Portal", token), each.fallback), each.item);
+    }
 }

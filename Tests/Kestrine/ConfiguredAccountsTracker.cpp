@@ -1,19 +1,11 @@
 #include "Subsystems/ManagementService/Kestrine/ConfiguredAccountsTracker.h"
 
 #include "Platform/Testing/AccountsFile.h"
-#include "Tests/Support/HostFakes.h"
-#include "Tests/Support/LogCapture.h"
-#include "Tests/Support/ManualClock.h"
+#include "Tests/Support/ComponentTest.h"
 #include "Tests/Support/SecurityFakes.h"
-
-#include <gtest/gtest.h>
-
-using namespace std::chrono_literals;
 
 namespace
 {
-
-using Texts = std::vector<std::wstring>;
 
 constexpr char Entries[] = "computer = S-1-5-21-10-20-30\n"
                            "domain CORP = S-1-5-21-1-2-3 corp.example\n"
@@ -25,14 +17,11 @@ constexpr char Entries[] = "computer = S-1-5-21-10-20-30\n"
 constexpr wchar_t Ann[] = L"S-1-5-21-1-2-3-1105";
 constexpr wchar_t Bob[] = L"S-1-5-21-1-2-3-1106";
 
-class ConfiguredAccountsTrackerTest : public testing::Test
+class ConfiguredAccountsTrackerTest : public ComponentTest<CConfiguredAccountsTracker>
 {
 protected:
-    ConfiguredAccountsTrackerTest()
+    ConfiguredAccountsTrackerTest() : ComponentTest(L"CConfiguredAccountsTracker::UpdateAccessInfo")
     {
-        CComponentObject<CConfiguredAccountsTracker>::Create(IConfigurableComponent::Iid, configurable.OutVoid());
-        configurable->QueryInterface(IAccessInfoSource::Iid, source.OutVoid());
-        configurable->QueryInterface(ITrackerControl::Iid, control.OutVoid());
         config.SetString(L"ReportAccessInfoUpdater", L"Test.Updater");
         config.SetInt32(L"UpdateIntervalS", 120);
         config.AddChild(items);
@@ -52,8 +41,6 @@ protected:
         return item;
     }
 
-    HRESULT Configure() { return configurable->Configure(config.Get()); }
-
     // With the permission that the checker knows; otherwise every user account gets full access.
     void Start(bool withPermission = false)
     {
@@ -71,39 +58,16 @@ protected:
     }
 
     // A notification and the run that it triggers.
-    void NotifyAndRun(const Texts& accountTexts)
+    void NotifyAndRun(const Texts& accountTexts, std::size_t subscription = 0)
     {
-        const std::size_t runs = Runs();
-        ASSERT_EQ(Notify(accountTexts), S_OK);
-        WaitForRun(runs);
+        AwaitRuns([&] { EXPECT_EQ(Notify(accountTexts, subscription), S_OK); });
     }
     void RunAgain()
     {
-        const std::size_t runs = Runs();
-        clock.Advance(120s + 1ms);
-        WaitForRun(runs);
-    }
-    std::size_t Runs() const
-    {
-        return log.Count(L"Exiting: CConfiguredAccountsTracker::UpdateAccessInfo") +
-               log.Count(L"EXCEPTION at: CConfiguredAccountsTracker::UpdateAccessInfo");
-    }
-    void WaitForRun(std::size_t before)
-    {
-        ASSERT_TRUE(Eventually([&] { return Runs() > before; }));
-        clock.LetTheWaiterLook();
-    }
-
-    Texts Viewers()
-    {
-        KelNodePtr list;
-        EXPECT_EQ(source->GetAllowedViewers(list.Out()), S_OK);
-        return Describe(list);
+        AwaitRuns([&] { clock.Advance(120s + 1ms); });
     }
 
     AccountsFile accounts{Entries};
-    ManualClock clock;
-    LogCapture log;
     FakeConfigServer server;
     FakeUpdater updater;
     FakePermissionsChecker checker;
@@ -112,11 +76,7 @@ protected:
     NamedInstance namedUpdater{L"Test.Updater", &updater};
     NamedInstance namedChecker{L"Security.PermissionsChecker", &checker};
     NamedInstance namedTokens{L"Security.AuthTokenMgr", &tokens};
-    KelNodePtr config = CreateKelNode(L"Tracker", nullptr);
     KelNodePtr items = CreateKelNode(L"TrackingItems", nullptr);
-    ComponentPtr<IConfigurableComponent> configurable;
-    ComponentPtr<IAccessInfoSource> source;
-    ComponentPtr<ITrackerControl> control;
 };
 
 } // namespace
@@ -128,24 +88,19 @@ TEST_F(ConfiguredAccountsTrackerTest, SubscribesForEachItemAndUndoesItOnFailure)
     server.subscriptions[1].activateResult = E_ABORT;
     EXPECT_EQ(Configure(), E_ABORT);
     EXPECT_EQ(server.subscriptions[0].activated, 0) << "in identifier order";
-    EXPECT_TRUE(server.live.empty());
     server.failingSubscribe = 4;
     EXPECT_EQ(Configure(), E_ABORT);
     EXPECT_TRUE(server.live.empty());
     EXPECT_EQ(server.unsubscribed.size(), 3U);
-    std::int64_t depths[2] = {};
-    server.filters[0].TryGetInt64(L"MaxDepth", depths[0]);
-    server.filters[1].TryGetInt64(L"MaxDepth", depths[1]);
-    EXPECT_EQ(std::pair(depths[0], depths[1]), std::pair(std::int64_t(0), std::int64_t(0x7FFFFFFF)));
-    std::int32_t options = 0;
-    EXPECT_TRUE(server.requests[0].TryGetInt32(L"SubscribeOptions", options));
-    EXPECT_EQ(options, 11);
+    EXPECT_EQ(server.filters[0].GetString(L"MaxDepth"), L"0");
+    EXPECT_EQ(server.filters[1].GetString(L"MaxDepth"), L"2147483647");
+    EXPECT_EQ(server.requests[0].GetString(L"SubscribeOptions"), L"11");
     EXPECT_EQ(log.Count(L"New subscription: id={00000064-0000-0000-0000-000000000000} path='\\Site\\Viewers' "
                         L"attr='Accounts' type='' recursive=0"),
               1U);
     EXPECT_EQ(configurable->Configure(nullptr), E_POINTER);
     config.RemoveChild(items);
-    EXPECT_EQ(Configure(), HResultFromWin32(ERROR_NOT_FOUND));
+    EXPECT_EQ(Configure(), NotFound);
 }
 
 TEST_F(ConfiguredAccountsTrackerTest, UserAccountsGetFullAccessWithoutAPermission)
@@ -158,12 +113,20 @@ TEST_F(ConfiguredAccountsTrackerTest, UserAccountsGetFullAccessWithoutAPermissio
     EXPECT_TRUE(Viewers()[1].ends_with(L"\\karen!")) << "local";
     EXPECT_TRUE(tokens.minted.empty());
     EXPECT_EQ(updater.calls, (decltype(updater.calls){{nullptr, false}}));
+    EXPECT_EQ(log.Count(L"Skipping: "), 2U) << "an empty text names nobody";
     EXPECT_EQ(log.Count(L"Skipping: sid_type=2"), 1U) << "the group";
     EXPECT_EQ(log.Count(L"Skipping: sid_type=5"), 1U) << "LocalSystem, which this computer calls a user";
     EXPECT_EQ(log.Count(L"| WARN |", L"Resolving 'CORP\\nobody' to sid failed: "), 1U);
     RunAgain();
     EXPECT_EQ(updater.calls.size(), 1U) << "nothing has changed";
     EXPECT_EQ(log.Count(L"| WARN |", L"Resolving 'CORP\\nobody' to sid failed: "), 2U) << "tried on every run";
+
+    // A configuration that fails at the end leaves this one in force.
+    config.SetString(L"RequiredContainerPermission", L"ViewReports");
+    server.subscriptions[1].activateResult = E_ABORT;
+    EXPECT_EQ(Configure(), E_ABORT);
+    NotifyAndRun({L"CORP\\bob"});
+    EXPECT_EQ(Viewers(), Texts{L"CORP\\bob"});
 }
 
 TEST_F(ConfiguredAccountsTrackerTest, TextsEnterAndLeaveWithTheNotifications)
@@ -181,19 +144,15 @@ TEST_F(ConfiguredAccountsTrackerTest, TextsEnterAndLeaveWithTheNotifications)
         }
         return root;
     };
-    const auto notify = [&](const KelNodePtr& node) {
-        const std::size_t runs = Runs();
-        EXPECT_EQ(server.Notify(server.subscriptions[0], node), S_OK);
-        return runs;
-    };
-    WaitForRun(notify(tree(L"CORP\\ann", L"CORP\\bob")));
+    const auto notify = [&](const KelNodePtr& node) { EXPECT_EQ(server.Notify(server.subscriptions[0], node), S_OK); };
+    AwaitRuns([&] { notify(tree(L"CORP\\ann", L"CORP\\bob")); });
     EXPECT_EQ(Viewers(), (Texts{L"CORP\\ann", L"CORP\\bob"}));
     notify(tree(L"CORP\\bob", L"CORP\\ann"));
     EXPECT_EQ(log.Count(L"Data updated"), 1U) << "the same set";
-    WaitForRun(notify(tree(L"CORP\\bob", L"")));
-    EXPECT_EQ(Viewers(), Texts{L"CORP\\bob"});
+    AwaitRuns([&] { notify(tree(L"CORP\\bob", L"")); });
+    EXPECT_EQ(Viewers(MakeTestList({MakeTestItem(L"first")})), (Texts{L"first", L"CORP\\bob"}));
     EXPECT_EQ(updater.calls.size(), 2U);
-    WaitForRun(notify({}));
+    AwaitRuns([&] { notify({}); });
     EXPECT_EQ(Viewers(), Texts()) << "a removed node holds no accounts";
     FakeSubscription unknown;
     unknown.id.Data1 = 7;
@@ -265,16 +224,14 @@ TEST_F(ConfiguredAccountsTrackerTest, StopEndsARunAtItsNextStepAndConfigureStart
     ASSERT_EQ(Notify({L"CORP\\ann", L"CORP\\bob"}), S_OK);
     ASSERT_TRUE(gate.WaitForArrivals(1));
     EXPECT_EQ(Viewers(), Texts()) << "the lock is not held while the checker is asked";
-    EXPECT_EQ(control->Stop(), S_OK);
+    EXPECT_EQ(As<ITrackerControl>()->Stop(), S_OK);
     gate.Open();
     ASSERT_TRUE(Eventually([&] { return log.Count(L"UpdateAccessInfo failed: 0x80004004 ") == 1; }));
     EXPECT_EQ(log.Count(L"| DBG  |", L"CConfiguredAccountsTracker::UpdateAccessInfo failed: 0x80004004 "), 1U);
     EXPECT_TRUE(updater.calls.empty());
     ASSERT_EQ(Configure(), S_OK);
     clock.LetTheWaiterLook();
-    const std::size_t runs = Runs();
-    ASSERT_EQ(Notify({L"CORP\\ann", L"CORP\\bob"}, 1), S_OK);
-    WaitForRun(runs);
+    NotifyAndRun({L"CORP\\ann", L"CORP\\bob"}, 1);
     EXPECT_EQ(Viewers(), (Texts{L"CORP\\ann", L"CORP\\bob"}));
     EXPECT_EQ(server.live, std::vector<IKelModifySubscription*>{&server.subscriptions[1]});
 }
@@ -290,8 +247,6 @@ TEST_F(ConfiguredAccountsTrackerTest, ReleaseAndReconfigurationWaitForTheRunWith
     ASSERT_TRUE(Eventually([&] { return server.subscriptions[1].activated == 1; }));
     gate.Open();
     configuring.join();
-    source.Reset();
-    control.Reset();
     configurable.Reset();
     EXPECT_TRUE(server.live.empty());
 }

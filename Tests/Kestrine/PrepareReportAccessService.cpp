@@ -1,31 +1,20 @@
 #include "Subsystems/ManagementService/Kestrine/PrepareReportAccessService.h"
 
 #include "Platform/Testing/AccountsFile.h"
-#include "Tests/Support/HostFakes.h"
-#include "Tests/Support/LogCapture.h"
-#include "Tests/Support/ManualClock.h"
+#include "Tests/Support/ComponentTest.h"
 #include "Tests/Support/SecurityFakes.h"
-
-#include <gtest/gtest.h>
-
-using namespace std::chrono_literals;
 
 namespace
 {
 
-using Texts = std::vector<std::wstring>;
-
-class PrepareReportAccessServiceTest : public testing::Test
+class PrepareReportAccessServiceTest : public ComponentTest<CPrepareReportAccessService>
 {
 protected:
     PrepareReportAccessServiceTest()
     {
-        CComponentObject<CPrepareReportAccessService>::Create(IRequestService::Iid, service.OutVoid());
-        service->QueryInterface(IConfigurableComponent::Iid, configurable.OutVoid());
-        service->QueryInterface(IAccessInfoSource::Iid, source.OutVoid());
         config.SetString(L"ReportAccessInfoUpdater", L"Test.Updater");
         config.SetString(L"RequiredContainerPermission", L"ViewReports");
-        EXPECT_EQ(configurable->Configure(config.Get()), S_OK);
+        EXPECT_EQ(Configure(), S_OK);
     }
 
     HRESULT Request(const KelNodePtr& token, bool wait = false)
@@ -35,54 +24,42 @@ protected:
             request.SetBool(L"WaitForSync", true);
         FakeRequestContextMgr::t_token = token;
         IKelNode* response = nullptr;
-        const HRESULT hr = service->ProcessRequest(request.Get(), &response);
+        const HRESULT hr = As<IRequestService>()->ProcessRequest(request.Get(), &response);
         EXPECT_EQ(response, nullptr);
         FakeRequestContextMgr::t_token = {};
         return hr;
     }
     HRESULT Request(const wchar_t* name, bool wait = false) { return Request(MakeToken(name, name), wait); }
 
-    Texts Viewers()
-    {
-        KelNodePtr list;
-        EXPECT_EQ(source->GetAllowedViewers(list.Out()), S_OK);
-        return Describe(list);
-    }
-
     const AccountsFile accounts{"computer = S-1-5-21-10-20-30\n"};
-    ManualClock clock;
-    LogCapture log;
     FakeRequestContextMgr contexts;
     FakePermissionsChecker checker;
     FakeUpdater updater;
     NamedInstance namedContexts{L"Core.RequestContextMgr", static_cast<IRequestContextMgr*>(&contexts)};
     NamedInstance namedChecker{L"Security.PermissionsChecker", &checker};
     NamedInstance namedUpdater{L"Test.Updater", &updater};
-    KelNodePtr config = CreateKelNode(nullptr, nullptr);
-    ComponentPtr<IRequestService> service;
-    ComponentPtr<IConfigurableComponent> configurable;
-    ComponentPtr<IAccessInfoSource> source;
 };
 
 } // namespace
 
 TEST_F(PrepareReportAccessServiceTest, TellsTheUpdaterOfChangesAndOfClientsThatWait)
 {
-    checker.grants[L"ann"] = {L"c1", L"c2"};
+    using Calls = decltype(updater.calls);
     const auto callsAfter = [&](const wchar_t* name, bool wait = false) {
         updater.calls.clear();
         EXPECT_EQ(Request(name, wait), S_OK);
         return updater.calls;
     };
-    using Calls = decltype(updater.calls);
-    EXPECT_EQ(callsAfter(L"ann"), (Calls{{source.Get(), false}}));
+    const Calls told{{As<IAccessInfoSource>().Get(), false}};
+    checker.grants[L"ann"] = {L"c1", L"c2"};
+    EXPECT_EQ(callsAfter(L"ann"), told);
     EXPECT_EQ(callsAfter(L"ann"), Calls());
-    EXPECT_EQ(callsAfter(L"ann", true), (Calls{{source.Get(), true}})) << "also without a change";
+    EXPECT_EQ(callsAfter(L"ann", true), (Calls{{told[0].first, true}})) << "also without a change";
     EXPECT_EQ(callsAfter(L"nobody"), Calls()) << "a first request that may view nothing is no change";
     checker.grants[L"ann"] = {L"c1"};
-    EXPECT_EQ(callsAfter(L"ann"), (Calls{{source.Get(), false}}));
+    EXPECT_EQ(callsAfter(L"ann"), told);
     checker.grants.erase(L"ann");
-    EXPECT_EQ(callsAfter(L"ann"), (Calls{{source.Get(), false}}));
+    EXPECT_EQ(callsAfter(L"ann"), told);
     EXPECT_EQ(Viewers(), Texts());
     EXPECT_EQ(log.Count(L"Adding access info for 'ann':KelNode[<null>]"), 1U) << "the entry lives on";
 }
@@ -90,7 +67,7 @@ TEST_F(PrepareReportAccessServiceTest, TellsTheUpdaterOfChangesAndOfClientsThatW
 TEST_F(PrepareReportAccessServiceTest, ClientsExpireTheNanosecondAfterTheirTimeout)
 {
     config.SetInt32(L"ExpirationTimeoutS", 10);
-    EXPECT_EQ(configurable->Configure(config.Get()), S_OK);
+    EXPECT_EQ(Configure(), S_OK);
     checker.grants = {{L"ann", {}}, {L"bob", {}}};
     EXPECT_EQ(Request(L"ann"), S_OK);
     clock.Advance(4s);
@@ -114,12 +91,7 @@ TEST_F(PrepareReportAccessServiceTest, ClientsAreTheOriginatingOnesWhoeverForwar
     for (const wchar_t* forwarder : {L"Portal", L"Gateway"})
         EXPECT_EQ(Request(MakeToken(forwarder, forwarder, MakeToken(L"id", L"ann", {}, L"OnBehalfOfClient"))), S_OK);
     EXPECT_EQ(updater.calls.size(), 1U);
-    EXPECT_EQ(Viewers(), Texts{L"ann"});
-    const KelNodePtr list = MakeTestList({MakeTestItem(L"first")});
-    IKelNode* handle = list.Get();
-    EXPECT_EQ(source->GetAllowedViewers(&handle), S_OK);
-    EXPECT_EQ(Describe(list), (Texts{L"first", L"ann"})) << "appended to the caller's list";
-    EXPECT_EQ(source->GetAllowedViewers(nullptr), E_POINTER);
+    EXPECT_EQ(Viewers(MakeTestList({MakeTestItem(L"first")})), (Texts{L"first", L"ann"}));
 }
 
 TEST_F(PrepareReportAccessServiceTest, FailuresLeaveWhatWasKnown)
@@ -139,21 +111,18 @@ TEST_F(PrepareReportAccessServiceTest, FailuresLeaveWhatWasKnown)
     EXPECT_EQ(Request(L"ann"), E_ABORT);
     EXPECT_EQ(Viewers(), Texts{L"ann"}) << "stored all the same";
     IKelNode* response = nullptr;
-    EXPECT_EQ(service->ProcessRequest(nullptr, &response), E_POINTER);
-    EXPECT_EQ(service->ProcessRequest(config.Get(), nullptr), E_POINTER);
-    EXPECT_EQ(configurable->Configure(CreateKelNode(nullptr, nullptr).Get()), HResultFromWin32(ERROR_NOT_FOUND));
+    EXPECT_EQ(As<IRequestService>()->ProcessRequest(nullptr, &response), E_POINTER);
+    EXPECT_EQ(As<IRequestService>()->ProcessRequest(config.Get(), nullptr), E_POINTER);
+    EXPECT_EQ(configurable->Configure(CreateKelNode(nullptr, nullptr).Get()), NotFound);
     EXPECT_EQ(configurable->Configure(nullptr), E_POINTER);
 }
 
 TEST_F(PrepareReportAccessServiceTest, TheCheckerIsAskedWithoutTheLock)
 {
     checker.grants = {{L"ann", {}}, {L"bob", {}}};
-    checker.hook = [&](const std::wstring& name) {
-        if (name == L"ann") {
-            EXPECT_EQ(Viewers(), Texts());
-        }
-    };
+    checker.hook = [&](const std::wstring& name) { EXPECT_EQ(Viewers(), name == L"ann" ? Texts() : Texts{L"ann"}); };
     EXPECT_EQ(Request(L"ann"), S_OK);
+    checker.hook = nullptr;
     std::vector<std::thread> threads;
     for (int t = 0; t < 8; ++t) {
         threads.emplace_back([&] {

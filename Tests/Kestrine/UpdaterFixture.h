@@ -2,21 +2,13 @@
 #pragma once
 
 #include "Subsystems/ManagementService/Kestrine/ReportAccessInfoUpdater.h"
-#include "Tests/Support/HostFakes.h"
-#include "Tests/Support/LogCapture.h"
-#include "Tests/Support/ManualClock.h"
+#include "Tests/Support/ComponentTest.h"
 
-#include <gtest/gtest.h>
-
-class UpdaterFixture : public testing::Test
+class UpdaterFixture : public ComponentTest<CReportAccessInfoUpdater>
 {
 protected:
     UpdaterFixture()
     {
-        EXPECT_EQ(
-            CComponentObject<CReportAccessInfoUpdater>::Create(IConfigurableComponent::Iid, configurable.OutVoid()),
-            S_OK);
-        EXPECT_EQ(configurable->QueryInterface(IAccessInfoUpdater::Iid, updater.OutVoid()), S_OK);
         config.SetString(L"DatabaseConnectionManager", L"Test.Database");
         config.SetString(L"ReportingSettingsManager", L"Test.Settings");
         config.SetStringList(L"RegisterAccessInfoSources", {L"Test.SourceA", L"Test.SourceB"});
@@ -24,8 +16,27 @@ protected:
         sourceA.list = MakeTestList({MakeTestItem(L"ann", {L"c1"}), MakeTestItem(L"bob")});
     }
 
-    HRESULT Configure() { return configurable->Configure(config.Get()); }
+    void TearDown() override
+    {
+        updater.Reset();
+        ComponentTest::TearDown();
+    }
+
+    // With the sources and consumers that it has.
+    HRESULT ConfigureAgain()
+    {
+        config.SetStringList(L"RegisterAccessInfoSources", {});
+        config.SetStringList(L"RegisterAccessInfoConsumers", {});
+        return Configure();
+    }
+
     HRESULT RunCycle() { return updater->UpdateAccessInfo(nullptr, TRUE); }
+
+    // An enabled entry at the address.
+    HRESULT Deliver(const wchar_t* url = L"http://198.51.100.20/ReportServer")
+    {
+        return settings.Deliver({MakeEntry(L"entry", true, url)});
+    }
 
     // Delivers settings whose enabled entry is a new one, and returns when the cycle that they trigger is over.
     void DeliverAndSettle(const std::vector<KelNodePtr>& entries)
@@ -37,11 +48,11 @@ protected:
         clock.LetTheWaiterLook(); // the worker's run is over
     }
 
-    // Configured, with a remote report server unless told otherwise, and past the first cycle.
-    void Start(const wchar_t* url = L"http://198.51.100.20/ReportServer")
+    // Configured, with a remote report server, and past the first cycle.
+    void Start()
     {
         ASSERT_EQ(Configure(), S_OK);
-        DeliverAndSettle({MakeEntry(L"entry", true, url)});
+        DeliverAndSettle({MakeEntry(L"entry", true, L"http://198.51.100.20/ReportServer")});
         Forget();
     }
 
@@ -49,25 +60,30 @@ protected:
     {
         consumer.lists.clear();
         consumer.settings.clear();
-        database.connection.statements.clear();
+        database.statements.clear();
         log.Clear();
     }
 
-    bool TableWasWritten() const { return !database.connection.statements.empty(); }
+    // What the next cycle tells the consumer and writes; empty when it does nothing.
+    std::vector<Texts> ListsOfNextCycle()
+    {
+        Forget();
+        EXPECT_EQ(RunCycle(), S_OK);
+        EXPECT_EQ(database.statements.empty(), consumer.lists.empty());
+        return consumer.lists;
+    }
 
-    ManualClock clock;
-    LogCapture log;
+    using Lists = std::vector<Texts>;
+
     FakeSource sourceA;
     FakeSource sourceB;
     FakeConsumer consumer;
-    FakeConnectionManager database;
+    FakeDatabase database;
     FakeSettingsManager settings;
     NamedInstance namedA{L"Test.SourceA", &sourceA};
     NamedInstance namedB{L"Test.SourceB", &sourceB};
     NamedInstance namedConsumer{L"Test.Consumer", &consumer};
-    NamedInstance namedDatabase{L"Test.Database", &database};
+    NamedInstance namedDatabase{L"Test.Database", static_cast<IDatabaseConnectionManager*>(&database)};
     NamedInstance namedSettings{L"Test.Settings", &settings};
-    KelNodePtr config = CreateKelNode(L"Updater", nullptr);
-    ComponentPtr<IAccessInfoUpdater> updater;
-    ComponentPtr<IConfigurableComponent> configurable;
+    ComponentPtr<IAccessInfoUpdater> updater = As<IAccessInfoUpdater>();
 };

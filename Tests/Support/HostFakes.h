@@ -26,6 +26,8 @@ inline KelNodePtr MakeTestItem(const wchar_t* logonName, const std::vector<std::
     return item;
 }
 
+using Texts = std::vector<std::wstring>;
+
 inline KelNodePtr MakeTestList(const std::vector<KelNodePtr>& items)
 {
     KelNodePtr list = CreateKelNode(nullptr, nullptr);
@@ -35,18 +37,17 @@ inline KelNodePtr MakeTestList(const std::vector<KelNodePtr>& items)
 }
 
 // "name(container,…)!" for each item, "!" for local ones.
-inline std::vector<std::wstring> Describe(const KelNodePtr& list)
+inline Texts Describe(const KelNodePtr& list)
 {
-    std::vector<std::wstring> texts;
+    Texts texts;
     for (const KelNodePtr& item : list.GetChildren()) {
         std::wstring text = item.GetString(L"LogonName");
         std::vector<std::wstring> containers;
-        if (item.GetStringList(L"ContainerId", containers)) {
-            text += L"(";
-            for (const std::wstring& container : containers)
-                text += (text.back() == L'(' ? L"" : L",") + container;
-            text += L")";
-        }
+        const bool limited = item.GetStringList(L"ContainerId", containers);
+        text += limited ? L"(" : L"";
+        for (const std::wstring& container : containers)
+            text += (&container == &containers[0] ? L"" : L",") + container;
+        text += limited ? L")" : L"";
         bool local = false;
         texts.push_back(item.TryGetBool(L"IsLocalOnly", local) && local ? text + L"!" : text);
     }
@@ -85,26 +86,13 @@ struct FakeConsumer : FakeComponent<IAccessInfoConsumer>
     }
 
     std::vector<KelNodePtr> settings;
-    std::vector<std::vector<std::wstring>> lists;
+    std::vector<Texts> lists;
     HRESULT settingsResult = S_OK;
     HRESULT listResult = S_OK;
 };
 
-struct FakeConnection : FakeComponent<IDatabaseConnection>
-{
-    HRESULT Execute(const wchar_t* sql, std::int32_t reserved, IKelNode** result) override
-    {
-        EXPECT_EQ(reserved, 0);
-        statements.emplace_back(sql);
-        *result = CreateKelNode(L"result", nullptr).Detach();
-        return statements.size() == failingStatement ? E_ABORT : S_OK;
-    }
-
-    std::vector<std::wstring> statements;
-    std::size_t failingStatement = 0; // counted from 1; 0: none
-};
-
-struct FakeConnectionManager : FakeComponent<IDatabaseConnectionManager>
+// The manager, and the one connection that it hands out.
+struct FakeDatabase : FakeComponent<IDatabaseConnectionManager, IDatabaseConnection>
 {
     HRESULT OpenConnection(IKelNode* entry, std::int32_t mode, IDatabaseConnection** out) override
     {
@@ -112,16 +100,24 @@ struct FakeConnectionManager : FakeComponent<IDatabaseConnectionManager>
         entries.push_back(KelNodePtr::AddRef(entry));
         if (result < 0)
             return result;
-        connection.AddRef();
-        *out = &connection;
+        AddRef();
+        *out = this;
         ++opened;
         return S_OK;
     }
+    HRESULT Execute(const wchar_t* sql, std::int32_t reserved, IKelNode** out) override
+    {
+        EXPECT_EQ(reserved, 0);
+        statements.emplace_back(sql);
+        *out = CreateKelNode(L"result", nullptr).Detach();
+        return statements.size() == failingStatement ? E_ABORT : S_OK;
+    }
 
-    FakeConnection connection;
     std::vector<KelNodePtr> entries;
     std::atomic<int> opened{0};
-    HRESULT result = S_OK;
+    HRESULT result = S_OK; // of opening
+    Texts statements;
+    std::size_t failingStatement = 0; // counted from 1; 0: none
 };
 
 struct FakeSettingsManager : FakeComponent<IReportingSettingsManager>
@@ -133,6 +129,8 @@ struct FakeSettingsManager : FakeComponent<IReportingSettingsManager>
                       IKelNode** subscription) override
     {
         EXPECT_EQ(settingsType, 1);
+        if (hook)
+            hook();
         if (result < 0)
             return result;
         ++subscriptions;
@@ -155,13 +153,14 @@ struct FakeSettingsManager : FakeComponent<IReportingSettingsManager>
         for (const KelNodePtr& entry : entries)
             settings.AddChild(entry);
         const HRESULT hr = sink->OnModified(1, 0, settings.Get());
-        current = settings;
+        current = settings; // as long as the next ones have not been compared with these
         return hr;
     }
 
     KelNodePtr current;
     ComponentPtr<IReportingSettingsModifySink> sink;
     std::atomic<int> subscriptions{0};
+    std::function<void()> hook;
     HRESULT result = S_OK;
 };
 
@@ -210,8 +209,6 @@ struct FakeSubscription : FakeComponent<IKelModifySubscription>
 
 struct FakeModifiedNodes : FakeComponent<IKelNodeModifyEnum, IKelNodeIterator>
 {
-    ULONG AddRef() override { return FakeComponent::AddRef(); }
-    ULONG Release() override { return FakeComponent::Release(); }
     HRESULT GetEnumerator(IKelNodeIterator** out) override
     {
         AddRef();
@@ -228,7 +225,7 @@ struct FakeModifiedNodes : FakeComponent<IKelNodeModifyEnum, IKelNodeIterator>
         return next < entries.size() ? KelnDuplicateNodeHandle(entries[next++].Get(), node) : S_FALSE;
     }
     // `content` may be empty.
-    void Add(const wchar_t* path, const KelNodePtr& content, std::int64_t changesMask = 2)
+    void Add(const wchar_t* path, const KelNodePtr& content, std::int64_t changesMask = 0x1'0000'0002)
     {
         KelNodePtr entry = CreateKelNode(nullptr, nullptr);
         entry.SetString(L"ModifiedNodePath", path);

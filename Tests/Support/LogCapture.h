@@ -29,9 +29,8 @@ public:
     template <class... Text>
     std::size_t Count(Text... texts) const
     {
-        const MutexLock lock(m_lock);
         std::size_t count = 0;
-        for (const std::wstring& line : m_lines)
+        for (const std::wstring& line : Lines())
             count += (... && (line.find(texts) != std::wstring::npos));
         return count;
     }
@@ -39,8 +38,7 @@ public:
     // The first line that holds the text, from that text on and without line break; empty when there is none.
     std::wstring From(const std::wstring& text) const
     {
-        const MutexLock lock(m_lock);
-        for (const std::wstring& line : m_lines) {
+        for (const std::wstring& line : Lines()) {
             if (const std::size_t at = line.find(text); at != std::wstring::npos)
                 return line.substr(at, line.size() - at - 2);
         }

@@ -7,6 +7,7 @@
 #include "Interfaces/RequestContext.h"
 #include "Interfaces/RequestService.h"
 #include "Interfaces/ServiceClient.h"
+#include "Subsystems/ManagementService/Kestrine/Sid.h"
 #include "Tests/Support/FakeComponent.h"
 
 #include <functional>
@@ -73,8 +74,6 @@ struct FakePermissionsChecker : FakeComponent<IPermissionsChecker>
 // The token of the request that a thread serves.
 struct FakeRequestContextMgr : FakeComponent<IRequestContextMgr, IRequestContext>
 {
-    ULONG AddRef() override { return FakeComponent::AddRef(); }
-    ULONG Release() override { return FakeComponent::Release(); }
     HRESULT GetContext(std::uint32_t contextId, IRequestContext** out) override
     {
         EXPECT_EQ(contextId, 0U);
@@ -114,16 +113,10 @@ struct FakeTokenMgr : FakeComponent<IAuthTokenMgr>
                                                    AuthzContextInfoUserSid, sizeof(buffer), &size, buffer));
         EXPECT_FALSE(AuthzGetInformationFromContext(static_cast<AUTHZ_CLIENT_CONTEXT_HANDLE>(context),
                                                     AuthzContextInfoGroupsSids, 0, &groupBytes, nullptr));
-        wchar_t* text = nullptr;
-        EXPECT_TRUE(ConvertSidToStringSidW(reinterpret_cast<TOKEN_USER*>(buffer)->User.Sid, &text));
-        const std::wstring sid = text;
-        LocalFree(text);
+        const std::wstring sid = CSid(reinterpret_cast<TOKEN_USER*>(buffer)->User.Sid).StringForm();
         ++minted[sid];
-        if (failing.contains(sid))
-            return E_ACCESSDENIED;
-        const auto name = names.find(sid);
-        *token = MakeToken(L"win:sid=" + sid, name == names.end() ? L"win:sid=" + sid : name->second).Detach();
-        return S_OK;
+        *token = MakeToken(L"win:sid=" + sid, names.contains(sid) ? names[sid] : L"win:sid=" + sid).Detach();
+        return failing.contains(sid) ? E_ACCESSDENIED : S_OK;
     }
     HRESULT IsAuthTokenExpired(IKelNode*, BOOL* out) override
     {
@@ -143,9 +136,6 @@ struct FakeTokenMgr : FakeComponent<IAuthTokenMgr>
 // "Core.ServiceClient" and the service behind it.
 struct FakeSettingsGate : FakeComponent<IServiceClient, IRequestService>
 {
-    ULONG AddRef() override { return FakeComponent::AddRef(); }
-    ULONG Release() override { return FakeComponent::Release(); }
-    HRESULT QueryInterface(REFIID iid, void** out) override { return FakeComponent::QueryInterface(iid, out); }
     HRESULT GetService(const wchar_t* name, std::uint32_t reserved, REFIID iid, void** out) override
     {
         EXPECT_STREQ(name, L"Service.SettingsManagementGate");
@@ -164,14 +154,7 @@ struct FakeSettingsGate : FakeComponent<IServiceClient, IRequestService>
         }
         if (hook)
             hook(account);
-        if (!answer)
-            return S_OK;
         return answer(account, response);
-    }
-    std::size_t Requests()
-    {
-        const std::lock_guard lock(guard);
-        return requests.size();
     }
 
     std::mutex guard; // of the requests

@@ -5,6 +5,7 @@
 #include "Platform/Win32.h"
 
 #include <atomic>
+#include <functional>
 #include <map>
 #include <string>
 
@@ -30,6 +31,8 @@ public:
     HRESULT GetString(const wchar_t* section, const wchar_t* key, std::wstring& value) override
     {
         ++questions;
+        if (hook)
+            hook();
         const auto found = values.find(std::wstring(section ? section : GeneralSection) + L"/" + key);
         if (found == values.end())
             return HResultFromWin32(ERROR_NOT_FOUND);
@@ -39,6 +42,7 @@ public:
 
     std::map<std::wstring, std::wstring> values;
     std::atomic<int> questions{0};
+    std::function<void()> hook;
 };
 
 struct TestSettings

@@ -3,9 +3,7 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <gtest/gtest.h>
-#include <mutex>
 #include <thread>
 
 inline constexpr std::chrono::seconds WaitLimit{30};
@@ -27,34 +25,22 @@ bool Eventually(Condition condition)
 class Gate
 {
 public:
-    void Open()
-    {
-        {
-            const std::lock_guard lock(m_lock);
-            m_open = true;
-        }
-        m_changed.notify_all();
-    }
+    void Open() { m_open = true; }
 
     // Says that somebody has arrived, and waits for the gate to open.
     void Pass()
     {
-        std::unique_lock lock(m_lock);
         ++m_arrived;
-        m_changed.notify_all();
-        m_changed.wait_for(lock, WaitLimit, [&] { return m_open; });
+        Eventually([this] { return m_open.load(); });
     }
 
     // Waits until so many have arrived.
     bool WaitForArrivals(int count)
     {
-        std::unique_lock lock(m_lock);
-        return m_changed.wait_for(lock, WaitLimit, [&] { return m_arrived >= count; });
+        return Eventually([&] { return m_arrived >= count; });
     }
 
 private:
-    std::mutex m_lock;
-    std::condition_variable m_changed;
-    bool m_open = false;
-    int m_arrived = 0;
+    std::atomic<bool> m_open{false};
+    std::atomic<int> m_arrived{0};
 };

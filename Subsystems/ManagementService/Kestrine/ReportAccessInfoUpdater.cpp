@@ -111,8 +111,8 @@ HRESULT CReportAccessInfoUpdater::Configure(IKelNode* config)
         RegisterConfiguredSources();
         AddConfiguredConsumers();
 
-        replacedSubscription = std::move(m_settingsSubscription);
-        m_settingsSubscription = SettingsSubscription(m_settingsManager, sink.Get());
+        replacedSubscription = SettingsSubscription(m_settingsManager, sink.Get());
+        std::swap(replacedSubscription, m_settingsSubscription);
 
         auto worker =
             std::make_unique<CAsyncAction>(updateInterval, updateInterval, [this](CAsyncAction&) { UpdateAction(); });
