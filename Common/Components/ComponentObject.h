@@ -18,11 +18,7 @@
 class CComponentRoot
 {
 public:
-    // The hold on the module ends when everything of the component has gone, a worker that it waits for included.
-    CComponentRoot() { ModuleObject::Instance().Lock(); }
-    virtual ~CComponentRoot() { ModuleObject::Instance().Unlock(); }
-    CComponentRoot(const CComponentRoot&) = delete;
-    CComponentRoot& operator=(const CComponentRoot&) = delete;
+    virtual ~CComponentRoot() = default;
 
     // After construction; a failure destroys the object again.
     HRESULT FinalConstruct() { return S_OK; }
@@ -43,9 +39,14 @@ public:
     explicit CComponentObject(Arguments&&... arguments) : T(std::forward<Arguments>(arguments)...)
     {
         DbgAliveObjectsTracker::Instance().Register(this, T::AliveTag);
+        ModuleObject::Instance().Lock();
     }
 
-    ~CComponentObject() override { DbgAliveObjectsTracker::Instance().Unregister(this); }
+    ~CComponentObject() override
+    {
+        DbgAliveObjectsTracker::Instance().Unregister(this);
+        ModuleObject::Instance().Unlock();
+    }
 
     // Stores a new object in `out` with its one reference. E_OUTOFMEMORY, or the failure of FinalConstruct.
     template <class... Arguments>
