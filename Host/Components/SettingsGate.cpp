@@ -43,7 +43,7 @@ HRESULT SettingsGate::ProcessRequest(IKelNode* request, IKelNode** response)
             Refuse(HResultFromWin32(RPC_S_SERVER_UNAVAILABLE), fault->text);
         const HRESULT result = fault ? E_ACCESSDENIED : S_OK;
         NodeHandle answer = CreateNode(L"SSRSSettingsAdjustResponse", nullptr);
-        SetAttribute(answer.Get(), L"AdjustResult", result);
+        SetAttribute(answer.Get(), L"AdjustResult", std::int32_t{result});
         if (fault && fault->form == FaultForm::Result)
             SetAttribute(answer.Get(), L"ErrorSerialized", FailureText(result, fault->text) + L" [SettingsGate]");
         if (!fault)

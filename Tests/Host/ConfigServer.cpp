@@ -137,7 +137,6 @@ TEST_F(ConfigServer, NotificationsBeginWithActivateAndTheCurrentState)
     server->WaitUntilDelivered();
     EXPECT_THAT(sink.notifications, ElementsAre(L"1 \\R\\A=1 A{a2}", L"2 \\R\\A=2 A{a3}"));
     EXPECT_THAT(early.notifications, ElementsAre(L"1 \\R\\New=1 New{n}"));
-    EXPECT_EQ(server->Failures().count, 1U);
     EXPECT_EQ(server->Failures().lastText, L"0x80004004 not now");
 }
 
@@ -235,15 +234,17 @@ TEST_F(ConfigServer, SubscriptionsOutliveTheHostsOwnReference)
 {
     auto other = Host::MakeComponent<ConfigServerProxy>(Create(L"Other"));
     ComponentPtr<IKelModifySubscription> subscription;
+    std::atomic<bool> done = false;
     Sink sink([&](IKelModifySubscription*) {
         subscription.Reset(); // the server goes with it, on its own thread
+        done = true;
         return S_OK;
     });
     ASSERT_EQ(other->Subscribe(Filter(L"\\Other", 0).Get(), Request(7, WithState).Get(), &sink, subscription.Out()),
               S_OK);
     other.Reset();
     ASSERT_EQ(subscription->Activate(), S_OK);
-    EXPECT_TRUE(Eventually([] { return NodwellLiveNodes() == 5; })); // the fixture's
+    EXPECT_TRUE(Eventually([&] { return done && NodwellLiveNodes() == 5; })); // the fixture's
 }
 
 TEST_F(ConfigServer, SubscriptionsComeAndGoWhileTheTreeChanges)
