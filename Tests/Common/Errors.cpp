@@ -177,8 +177,8 @@ TEST(ErrorText, APublishedErrorKeepsItsTextOnTheWay)
 
 TEST(ErrorMessages, ComeFromTheSystemWithoutPeriodAndLineBreak)
 {
-    const std::wstring denied = GetErrorMessage(HResultFromWin32(ERROR_ACCESS_DENIED));
-    EXPECT_EQ(denied, L"Access is denied") << "through the low 16 bits or under the whole code";
+    const std::wstring missing = GetErrorMessage(HResultFromWin32(ERROR_NOT_FOUND));
+    EXPECT_EQ(missing, L"Element not found") << "through the low 16 bits or under the whole code";
     EXPECT_EQ(GetErrorMessage(UnknownCode), L"<no description>");
     EXPECT_EQ(GetErrorMessage(static_cast<HRESULT>(0x8007FFF7)), L"<no description>");
 }

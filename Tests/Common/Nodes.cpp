@@ -151,10 +151,10 @@ TEST(KelNodePtr, ReadsAndWritesNumbersAndBytes)
     std::int32_t int32 = 99;
     std::uint32_t uint32 = 99;
     std::int64_t int64 = 99;
-    bool boolean = false;
+    bool truth = false;
     EXPECT_FALSE(node.TryGetInt32(L"absent", int32));
     EXPECT_FALSE(node.TryGetInt64(L"none", int64)) << "without value means absent";
-    EXPECT_FALSE(node.TryGetBool(L"none", boolean));
+    EXPECT_FALSE(node.TryGetBool(L"none", truth));
     EXPECT_EQ(std::pair(int32, int64), std::pair(99, std::int64_t(99))) << "left alone";
     EXPECT_TRUE(node.TryGetInt32(L"int", int32));
     EXPECT_EQ(int32, -5);
@@ -162,8 +162,8 @@ TEST(KelNodePtr, ReadsAndWritesNumbersAndBytes)
     EXPECT_EQ(int64, -5);
     EXPECT_TRUE(node.TryGetInt64(L"long", int64));
     EXPECT_EQ(int64, 0x123456789A);
-    EXPECT_TRUE(node.TryGetBool(L"bool", boolean));
-    EXPECT_TRUE(boolean);
+    EXPECT_TRUE(node.TryGetBool(L"bool", truth));
+    EXPECT_TRUE(truth);
     EXPECT_LT(CodeOf([&] { node.TryGetUInt32(L"int", uint32); }), 0) << "a negative number is no unsigned one";
     EXPECT_LT(CodeOf([&] { node.TryGetInt32(L"text", int32); }), 0);
 

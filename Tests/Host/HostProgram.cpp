@@ -1,12 +1,12 @@
 #include "Host/Program/JsonCursor.h"
 #include "Host/Program/Run.h"
 #include "Host/Support/Boundary.h"
+#include "Platform/Testing/Process.h"
 #include "Platform/Testing/TemporaryFolder.h"
 #include "Tests/Host/NodwellFixture.h"
 
 #include <algorithm>
 #include <csignal>
-#include <cstdlib>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <iterator>
@@ -25,7 +25,7 @@ const fs::path Sample = fs::path(KESTRINE_SAMPLES) / "site.json";
 
 std::string ReadAll(const fs::path& file)
 {
-    std::ifstream stream(file, std::ios::binary);
+    std::ifstream stream(file);
     return {std::istreambuf_iterator(stream), {}};
 }
 
@@ -58,10 +58,10 @@ protected:
         const fs::path err = folder.Path() / "err.txt";
         const std::string command =
             Quoted(KESTRINE_HOST_PROGRAM) + ' ' + arguments + " >" + Quoted(out) + " 2>" + Quoted(err);
-        const int status = std::system(command.c_str());
+        const int status = RunInShell(command);
         output = ReadAll(out);
         errors = ReadAll(err);
-        return status > 255 ? status >> 8 : status; // POSIX systems give the exit status in the second byte
+        return status;
     }
 
     Host::ExitStatus RunHere(std::ostream& out, const fs::path& site)

@@ -45,9 +45,9 @@ TEST(AuthTokens, TheCurrentTokenIsOptionalUnlessRequired)
     EXPECT_FALSE(GetCurrentAuthToken(false)) << "a context without token";
     EXPECT_EQ(CodeOf([] { GetCurrentAuthToken(true); }), NotFound);
     const KelNodePtr token = MakeToken(L"win:sid=S-1-5-18", L"x");
-    FakeRequestContextMgr::t_token = token;
+    FakeRequestContextMgr::t_token = &token;
     EXPECT_EQ(GetCurrentAuthToken(true), token);
-    FakeRequestContextMgr::t_token = {};
+    FakeRequestContextMgr::t_token = nullptr;
     manager.noContext = true;
     EXPECT_EQ(CodeOf([] { GetCurrentAuthToken(true); }), NotFound);
 }
