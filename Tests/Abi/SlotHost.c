@@ -311,6 +311,7 @@ int main(int argc, char** argv)
         if (round == 0)
             handles = CountProcessHandles();
     }
+    printf("SlotHost: %u handles after the first round, %u at the end\n", handles, CountProcessHandles());
     EXPECT(handles > 0 && CountProcessHandles() <= handles + kept * (unsigned)rounds);
     printf("SlotHost: %d rounds, %d failures\n", rounds, failures);
     return failures ? 1 : 0;
