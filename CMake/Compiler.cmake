@@ -1,10 +1,11 @@
 # What every target is compiled with.
 add_library(KestrineCompiler INTERFACE)
 target_include_directories(KestrineCompiler INTERFACE ${PROJECT_SOURCE_DIR})
-target_compile_options(KestrineCompiler INTERFACE
+set(options
     -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
     # Source paths in the log and in the binaries are relative to the project, wherever it was built.
-    -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
+    -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -ffile-prefix-map=${PROJECT_BINARY_DIR}=build)
+target_compile_options(KestrineCompiler INTERFACE "$<$<COMPILE_LANGUAGE:C,CXX>:${options}>")
 
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT WIN32)
     # A library with unique symbols never unloads; the module must.
@@ -24,8 +25,8 @@ if(KESTRINE_SANITIZE)
 endif()
 
 if(WIN32)
-    # The module brings its compiler run-time along.
-    target_link_options(KestrineCompiler INTERFACE -static)
+    # The module brings its compiler run-time along, and two builds of one commit are the same.
+    target_link_options(KestrineCompiler INTERFACE -static -Wl,--no-insert-timestamp)
 else()
     if(NOT KESTRINE_SANITIZE)
         # Sanitizers leave their run-time to the main program.

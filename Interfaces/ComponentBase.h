@@ -8,7 +8,7 @@
 // by the caller and left null on failure. Operations may be called on any thread unless they say otherwise.
 #pragma once
 
-#include "Platform/Win32.h"
+#include "Platform/Types.h"
 
 struct IComponentBase
 {

@@ -9,7 +9,7 @@
 // size needed stored in the size argument; on success it holds the size used.
 #pragma once
 
-#include "Platform/Win32.h"
+#include "Platform/Types.h"
 
 struct IKelNode;
 

@@ -2,6 +2,7 @@
 
 #include "Common/Foundation/Singleton.h"
 #include "Common/Foundation/Strings.h"
+#include "Platform/Mutexes.h"
 
 #include <mutex>
 #include <optional>
@@ -73,7 +74,7 @@ public:
     }
 
 private:
-    std::shared_mutex m_lock;
+    Native::SharedMutex m_lock;
     std::unordered_map<HRESULT, std::wstring> m_messages; // guarded by m_lock, read under the shared lock
 };
 

@@ -1,11 +1,10 @@
-// The standard mutexes with annotations, and their scoped lock.
+// The mutexes with annotations, and their scoped lock.
 #pragma once
 
 #include "Common/Foundation/ThreadAnnotations.h"
+#include "Platform/Mutexes.h"
 
-#include <mutex>
-
-template <class Native>
+template <class AnyMutex>
 class CAPABILITY("mutex") AnnotatedMutex
 {
 public:
@@ -13,11 +12,11 @@ public:
     void unlock() RELEASE() { m_native.unlock(); }
 
 private:
-    Native m_native;
+    AnyMutex m_native;
 };
 
-using Mutex = AnnotatedMutex<std::mutex>;
-using RecursiveMutex = AnnotatedMutex<std::recursive_mutex>;
+using Mutex = AnnotatedMutex<Native::Mutex>;
+using RecursiveMutex = AnnotatedMutex<Native::RecursiveMutex>;
 
 // Holds a mutex for a scope; may be left and taken again in between (also by a condition variable that waits with it).
 template <class AnyMutex>

@@ -1,6 +1,8 @@
 // Module-wide objects: made on first use, gone when the module unloads (the last made goes first).
 #pragma once
 
+#include "Platform/Mutexes.h"
+
 #include <atomic>
 #include <mutex>
 
@@ -36,5 +38,5 @@ private:
     };
 
     static inline std::atomic<T*> s_instance{nullptr};
-    static inline std::mutex s_lock; // guards creation
+    static inline Native::Mutex s_lock; // guards creation
 };

@@ -5,6 +5,7 @@
 #include "Host/Components/FaultPlan.h"
 #include "Host/Components/NodeAccess.h"
 #include "Interfaces/AuthTokens.h"
+#include "Platform/Win32.h"
 
 #include <map>
 #include <vector>

@@ -4,6 +4,7 @@
 #include "Interfaces/ComponentPtr.h"
 #include "Interfaces/ComponentsModule.h"
 #include "Interfaces/ConfigurableComponent.h"
+#include "Platform/Win32.h"
 
 #include <filesystem>
 #include <memory>

@@ -40,6 +40,7 @@ int Complain(const std::string& text, ExitStatus status)
 int RunProgram(int argc, char** argv)
 {
     CLI::App app("Runs the component module on a site and shows what happens to the access rights.", "kestrine-host");
+    app.allow_windows_style_options(false); // paths may begin with a slash
     app.require_subcommand(1);
     RunOptions options;
     std::filesystem::path file;

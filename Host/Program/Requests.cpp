@@ -5,7 +5,7 @@
 #include "Host/Support/Boundary.h"
 #include "Interfaces/RequestService.h"
 
-#include <latch>
+#include <future>
 #include <thread>
 
 namespace Host
@@ -29,32 +29,26 @@ Finding Send(IRequestService& service, const SiteRequest& request, NodeHandle to
                           : Finding{text + L"ok"};
 }
 
-// Opens the latch at the end of its scope.
-struct Opener
-{
-    std::latch& latch;
-    ~Opener() { latch.count_down(); }
-};
-
 } // namespace
 
 std::vector<Finding> SendRequests(SiteHost& host, const std::wstring& service, const std::vector<SiteRequest>& requests)
 {
     const auto target = GetInstance<IRequestService>(service);
     std::vector<Finding> findings(requests.size());
-    std::latch start(1);
     {
         std::vector<std::jthread> threads;
-        const Opener opener{start};
+        std::promise<void> start; // its end lets the threads go, also when an exception is the reason
+        const std::shared_future<void> started = start.get_future().share();
         for (std::size_t i = 0; i < requests.size(); ++i) {
             const SiteRequest& request = requests[i];
             NodeHandle token;
             if (!request.sid.empty())
                 token = host.Tokens().MakeRequestToken(request.sid, request.through);
-            threads.emplace_back([&, &finding = findings[i], token = std::move(token)]() mutable {
-                start.wait();
-                finding = Send(*target, request, std::move(token));
-            });
+            threads.emplace_back(
+                [&target, &request, &finding = findings[i], started, token = std::move(token)]() mutable {
+                    started.wait();
+                    finding = Send(*target, request, std::move(token));
+                });
         }
     }
     return findings;

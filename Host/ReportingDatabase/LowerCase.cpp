@@ -1,25 +1,15 @@
 #include "Host/ReportingDatabase/LowerCase.h"
 
+#include "Platform/LetterCase.h"
 #include "Platform/Text.h"
 
 #include <algorithm>
-#include <locale>
-#include <stdexcept>
 
 namespace Host
 {
 
 namespace
 {
-
-std::locale LettersLocale()
-{
-    try {
-        return std::locale("C.UTF-8");
-    } catch (const std::runtime_error&) {
-        return std::locale::classic();
-    }
-}
 
 bool IsAscii(char c)
 {
@@ -39,10 +29,7 @@ std::string ToLower(std::string text)
         std::transform(text.begin(), text.end(), text.begin(), ToLowerAscii);
         return text;
     }
-    static const std::locale locale = LettersLocale();
-    std::wstring wide = Text::FromUtf8(text);
-    std::use_facet<std::ctype<wchar_t>>(locale).tolower(wide.data(), wide.data() + wide.size());
-    return Text::ToUtf8(wide);
+    return Text::ToUtf8(ToLowerCase(Text::FromUtf8(text)));
 }
 
 } // namespace Host

@@ -74,13 +74,6 @@ constexpr bool FAILED(HRESULT hr)
     return hr < 0;
 }
 
-// Codes above 0 are wrapped into facility 7; 0 and values that are HRESULTs already pass.
-constexpr HRESULT HRESULT_FROM_WIN32(DWORD code)
-{
-    return static_cast<HRESULT>(code) <= 0 ? static_cast<HRESULT>(code)
-                                           : static_cast<HRESULT>((code & 0xFFFF) | 0x80070000U);
-}
-
 extern "C"
 {
     // Last error of the calling thread; one value for the process's every library, as on Windows.

@@ -2,6 +2,8 @@
 
 #include "Platform/Win32.h"
 
+#include <cstdlib>
+
 #ifdef _WIN32
 
 #include <memory>
@@ -21,25 +23,60 @@ unsigned CountProcessThreads()
     return count;
 }
 
+unsigned CountProcessHandles()
+{
+    // Wine does not answer GetProcessHandleCount. Handles are small multiples of 4.
+    unsigned count = 0;
+    for (std::uintptr_t value = 4; value < 0x8000; value += 4) {
+        DWORD flags = 0;
+        if (GetHandleInformation(reinterpret_cast<HANDLE>(value), &flags))
+            ++count;
+    }
+    return count;
+}
+
 bool RunsUnderWine()
 {
     return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
+}
+
+int RunInShell(const std::string& commandLine)
+{
+    // The shell takes the first and the last quote off.
+    return std::system(('"' + commandLine + '"').c_str());
 }
 
 #else
 
 #include <filesystem>
 #include <iterator>
+#include <sys/wait.h>
+
+static unsigned CountEntries(const char* folder)
+{
+    const std::filesystem::directory_iterator entries(folder);
+    return static_cast<unsigned>(std::distance(begin(entries), end(entries)));
+}
 
 unsigned CountProcessThreads()
 {
-    const std::filesystem::directory_iterator tasks("/proc/self/task");
-    return static_cast<unsigned>(std::distance(begin(tasks), end(tasks)));
+    return CountEntries("/proc/self/task");
+}
+
+unsigned CountProcessHandles()
+{
+    return CountEntries("/proc/self/fd");
 }
 
 bool RunsUnderWine()
 {
     return false;
+}
+
+int RunInShell(const std::string& commandLine)
+{
+    const int status = std::system(commandLine.c_str());
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
 #endif

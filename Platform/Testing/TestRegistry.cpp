@@ -19,30 +19,48 @@ void Require(bool done)
 
 #ifdef _WIN32
 
-TestRegistryKey::TestRegistryKey()
+namespace
+{
+
+using UniqueKey = std::unique_ptr<HKEY__, decltype(&RegCloseKey)>;
+
+UniqueKey Create(const std::wstring& name)
 {
     HKEY key = nullptr;
-    RegDeleteTreeW(HKEY_CURRENT_USER, SubKey());
-    Require(RegCreateKeyExW(HKEY_CURRENT_USER, SubKey(), 0, nullptr, REG_OPTION_VOLATILE, KEY_WRITE, nullptr, &key,
-                            nullptr) == ERROR_SUCCESS);
-    RegCloseKey(key);
+    Require(RegCreateKeyExW(HKEY_CURRENT_USER, name.c_str(), 0, nullptr, REG_OPTION_VOLATILE, KEY_ALL_ACCESS, nullptr,
+                            &key, nullptr) == ERROR_SUCCESS);
+    return {key, &RegCloseKey};
+}
+
+// Other test programs run at the same time.
+std::wstring ProcessKey()
+{
+    return L"Software\\KestrineTests-" + std::to_wstring(GetCurrentProcessId());
+}
+
+} // namespace
+
+TestRegistryKey::TestRegistryKey()
+{
+    RegDeleteTreeW(HKEY_CURRENT_USER, ProcessKey().c_str());
+    Require(RegOverridePredefKey(HKEY_CURRENT_USER, Create(ProcessKey()).get()) == ERROR_SUCCESS);
+    Create(SubKey());
 }
 
 TestRegistryKey::~TestRegistryKey()
 {
-    RegDeleteTreeW(HKEY_CURRENT_USER, SubKey());
+    RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
+    RegDeleteTreeW(HKEY_CURRENT_USER, ProcessKey().c_str());
 }
 
 void TestRegistryKey::Add(const std::wstring& name, const std::wstring& text, DWORD type)
 {
-    HKEY key = nullptr;
-    Require(RegOpenKeyExW(HKEY_CURRENT_USER, SubKey(), 0, KEY_WRITE, &key) == ERROR_SUCCESS);
-    const std::unique_ptr<HKEY__, decltype(&RegCloseKey)> owner(key, &RegCloseKey);
+    const UniqueKey key = Create(SubKey());
     const DWORD number = type == REG_DWORD ? std::stoul(text) : 0;
     const std::size_t size = type == REG_DWORD ? sizeof(number) : (text.size() + 1) * sizeof(wchar_t);
     const void* const data = type == REG_DWORD ? static_cast<const void*>(&number) : text.c_str();
-    Require(RegSetValueExW(key, name.c_str(), 0, type, static_cast<const BYTE*>(data), static_cast<DWORD>(size)) ==
-            ERROR_SUCCESS);
+    Require(RegSetValueExW(key.get(), name.c_str(), 0, type, static_cast<const BYTE*>(data),
+                           static_cast<DWORD>(size)) == ERROR_SUCCESS);
 }
 
 #else

@@ -6,8 +6,8 @@
 
 #include <string>
 
-// While it lives, HKEY_CURRENT_USER has the key SubKey(), with the values that were added. One at a time; natively it
-// is the whole registry. Operations throw std::runtime_error when the key cannot be written.
+// While it lives, this process's HKEY_CURRENT_USER has nothing but the key SubKey(), with the values that were added.
+// One at a time; natively it is the whole registry. Operations throw std::runtime_error when the key cannot be written.
 class TestRegistryKey
 {
 public:

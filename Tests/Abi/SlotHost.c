@@ -2,7 +2,7 @@
  * loads the module, creates every class, asks for every interface, drives update cycles and unloads, many times over.
  * What it relies on is what another compiler's host relies on.
  *
- *     SlotHost MODULE [ROUNDS]
+ *     SlotHost MODULE [ROUNDS [KEPT]]     KEPT: open handles that the compiler's run-time may keep of each round
  */
 #include <stdatomic.h>
 #include <stdint.h>
@@ -36,6 +36,7 @@ HResult KelnSetAttribute(void* node, const wchar_t* name, uint16_t type, const v
 HResult HalvexRegisterInstance(const wchar_t* name, void* component);
 HResult HalvexUnregisterInstance(const wchar_t* name);
 uint64_t NodwellLiveNodes(void);
+unsigned CountProcessHandles(void);
 
 #define OK 0
 #define NO_INTERFACE ((HResult)0x80004002)
@@ -256,9 +257,11 @@ int main(int argc, char** argv)
 {
     const uint32_t fromAddress = 0x4, keepCount = 0x2;
     const int rounds = argc > 2 ? atoi(argv[2]) : 1;
+    const unsigned kept = argc > 3 ? (unsigned)atoi(argv[3]) : 0;
+    unsigned handles = 0;
     wchar_t path[1024];
     if (argc < 2 || mbstowcs(path, argv[1], 1024) >= 1024)
-        return fprintf(stderr, "usage: SlotHost MODULE [ROUNDS]\n"), 2;
+        return fprintf(stderr, "usage: SlotHost MODULE [ROUNDS [KEPT]]\n"), 2;
     for (int round = 0; round < rounds && failures == 0; ++round) {
         Object *object = NULL, *again = NULL;
         void *inside = NULL, *module = LoadLibraryExW(path, NULL, 0);
@@ -272,7 +275,11 @@ int main(int argc, char** argv)
         DriveUpdateCycles(object);
         EXPECT(FreeLibrary(module) != 0);
         EXPECT(GetModuleHandleExW(fromAddress | keepCount, (const wchar_t*)(uintptr_t)entry, &inside) == 0);
+        if (round == 0)
+            handles = CountProcessHandles();
     }
+    printf("SlotHost: %u handles after the first round, %u at the end\n", handles, CountProcessHandles());
+    EXPECT(handles > 0 && CountProcessHandles() <= handles + kept * (unsigned)rounds);
     printf("SlotHost: %d rounds, %d failures\n", rounds, failures);
     return failures ? 1 : 0;
 }

@@ -1,11 +1,11 @@
 #include "Host/Program/JsonCursor.h"
 #include "Host/Program/Run.h"
 #include "Host/Support/Boundary.h"
+#include "Platform/Testing/Process.h"
 #include "Platform/Testing/TemporaryFolder.h"
 #include "Tests/Host/NodwellFixture.h"
 
 #include <csignal>
-#include <cstdlib>
 #include <gmock/gmock.h>
 
 namespace fs = std::filesystem;
@@ -41,10 +41,10 @@ protected:
         const fs::path err = folder.Path() / "err.txt";
         const std::string command =
             Quoted(KESTRINE_HOST_PROGRAM) + ' ' + arguments + " >" + Quoted(out) + " 2>" + Quoted(err);
-        const int status = std::system(command.c_str());
+        const int status = RunInShell(command);
         output = ReadAll(out);
         errors = ReadAll(err);
-        return status > 255 ? status >> 8 : status; // POSIX systems give the exit status in the second byte
+        return status;
     }
 
     Host::ExitStatus RunHere(std::ostream& out, const fs::path& site)

@@ -63,6 +63,6 @@ inline std::wstring PathOf(const NodeHandle& node)
 
 inline std::string ReadAll(const std::filesystem::path& file)
 {
-    std::ifstream stream(file, std::ios::binary);
+    std::ifstream stream(file); // line ends as C++ sees them
     return {std::istreambuf_iterator(stream), {}};
 }

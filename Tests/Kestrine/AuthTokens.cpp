@@ -34,9 +34,9 @@ TEST(AuthTokens, TheCurrentTokenIsOptionalUnlessRequired)
     const NamedInstance named(L"Core.RequestContextMgr", static_cast<IRequestContextMgr*>(&manager));
     expectNone("a context without token");
     const KelNodePtr token = MakeToken(L"win:sid=S-1-5-18", L"x");
-    FakeRequestContextMgr::t_token = token;
+    FakeRequestContextMgr::t_token = &token;
     EXPECT_EQ(GetCurrentAuthToken(true), token);
-    FakeRequestContextMgr::t_token = {};
+    FakeRequestContextMgr::t_token = nullptr;
     manager.noContext = true;
     expectNone("no context");
 }

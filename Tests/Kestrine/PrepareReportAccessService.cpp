@@ -22,11 +22,11 @@ protected:
         const KelNodePtr request = CreateKelNode(L"request", nullptr);
         if (wait)
             request.SetBool(L"WaitForSync", true);
-        FakeRequestContextMgr::t_token = token;
+        FakeRequestContextMgr::t_token = &token;
         IKelNode* response = nullptr;
         const HRESULT hr = As<IRequestService>()->ProcessRequest(request.Get(), &response);
         EXPECT_EQ(response, nullptr);
-        FakeRequestContextMgr::t_token = {};
+        FakeRequestContextMgr::t_token = nullptr;
         return hr;
     }
     HRESULT Request(const wchar_t* name, bool wait = false) { return Request(MakeToken(name, name), wait); }

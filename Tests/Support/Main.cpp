@@ -35,7 +35,8 @@ class LeftoverCheck : public testing::EmptyTestEventListener
         EXPECT_EQ(HalvexInstanceCount(), m_instances) << "named instances were left behind";
         EXPECT_FALSE(ModuleIsLocked()) << "components were left behind";
         // A joined thread may stay in the system's list for a moment.
-        for (int i = 0; CountProcessThreads() > m_threads && i < 2000; ++i)
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+        while (CountProcessThreads() > m_threads && std::chrono::steady_clock::now() < deadline)
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         EXPECT_LE(CountProcessThreads(), m_threads) << "threads were left behind";
         ComponentPtr<IErrorInfo> dropped;

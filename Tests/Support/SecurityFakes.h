@@ -92,11 +92,11 @@ struct FakeRequestContextMgr : FakeComponent<IRequestContextMgr, IRequestContext
     HRESULT UnusedSlot9() override { return E_NOTIMPL; }
     HRESULT GetAuthToken(IKelNode** out) override
     {
-        *out = KelNodePtr(t_token).Detach();
+        *out = t_token ? KelNodePtr(*t_token).Detach() : nullptr;
         return S_OK;
     }
 
-    static inline thread_local KelNodePtr t_token;
+    static inline thread_local const KelNodePtr* t_token = nullptr; // borrowed
     bool noContext = false;
 };
 

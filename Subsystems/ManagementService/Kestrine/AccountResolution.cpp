@@ -30,7 +30,8 @@ std::wstring ToPrincipalName(const std::wstring& name)
 
 bool AuthIdHelpers::AuthIdToSid(const std::wstring& authId, CSid& sid)
 {
-    if (!authId.starts_with(SidPrefix))
+    // Not every system refuses an empty SID text.
+    if (!authId.starts_with(SidPrefix) || authId.size() == SidPrefix.size())
         return false;
     PSID converted = nullptr;
     if (!ConvertStringSidToSidW(authId.c_str() + SidPrefix.size(), &converted))

@@ -15,6 +15,7 @@
 #include "Subsystems/ManagementService/Kestrine/AccessRightsTableWriter.h"
 
 #include <mutex>
+#include <shared_mutex>
 
 namespace
 {

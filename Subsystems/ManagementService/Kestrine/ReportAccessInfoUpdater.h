@@ -14,7 +14,6 @@
 
 #include <atomic>
 #include <memory>
-#include <shared_mutex>
 
 // One recursive lock serialises everything: a cycle holds it throughout, also while it calls sources and consumers, and
 // leaves it only for the look-up whether the report server is this computer. `UpdateAccessInfo` without waiting takes
@@ -59,7 +58,7 @@ private:
     {
         explicit SinkLink(CReportAccessInfoUpdater* owner) : updater(owner) {}
 
-        std::shared_mutex lock; // shared by notifications, exclusive for cutting the link
+        Native::SharedMutex lock; // shared by notifications, exclusive for cutting the link
         CReportAccessInfoUpdater* updater;
     };
 

@@ -1,0 +1,45 @@
+# What a host team gets: the module, its symbols in files of their own, the interfaces, samples and documentation.
+include(CMakePackageConfigHelpers)
+
+# Installs a library, whose file name is given, without its symbols, and the symbols in a folder of their own.
+function(kestrine_install_library target file)
+    set(library ${PROJECT_BINARY_DIR}/package/${file})
+    add_custom_command(OUTPUT ${library} ${library}.debug DEPENDS ${target} VERBATIM
+        COMMAND ${CMAKE_COMMAND} -E make_directory ${PROJECT_BINARY_DIR}/package
+        COMMAND ${CMAKE_OBJCOPY} --only-keep-debug $<TARGET_FILE:${target}> ${library}.debug
+        COMMAND ${CMAKE_OBJCOPY} --strip-all --add-gnu-debuglink=${library}.debug $<TARGET_FILE:${target}> ${library})
+    add_custom_target(Package${target} ALL DEPENDS ${library})
+    install(PROGRAMS ${library} DESTINATION bin)
+    install(FILES ${library}.debug DESTINATION symbols)
+endfunction()
+
+install(DIRECTORY Interfaces DESTINATION include)
+install(FILES Platform/Types.h DESTINATION include/Platform)
+if(WIN32)
+    set(system windows)
+    set(file Kestrine.dll)
+    set(CPACK_GENERATOR ZIP)
+else()
+    set(system linux)
+    set(file libKestrine.so)
+    set(CPACK_GENERATOR TGZ)
+    kestrine_install_library(Platform libKestrinePlatform.so)
+    set(platform Platform/Posix)
+    install(FILES ${platform}/Win32ErrorCodes.h ${platform}/Win32ErrorInfo.h ${platform}/Win32Types.h
+        DESTINATION include/${platform})
+endif()
+kestrine_install_library(Kestrine ${file})
+install(FILES README.md CHANGELOG.md DESTINATION .)
+install(DIRECTORY Docs Samples DESTINATION .)
+
+set(include include)
+set(module bin/${file})
+set(config ${PROJECT_BINARY_DIR}/package/cmake)
+configure_package_config_file(CMake/KestrineConfig.cmake.in ${config}/KestrineConfig.cmake
+    INSTALL_DESTINATION lib/cmake/Kestrine PATH_VARS include module NO_CHECK_REQUIRED_COMPONENTS_MACRO)
+write_basic_package_version_file(${config}/KestrineConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(DIRECTORY ${config}/ DESTINATION lib/cmake/Kestrine)
+
+set(CPACK_PACKAGE_FILE_NAME Kestrine-${PROJECT_VERSION}-${system}-x64)
+set(CPACK_VERBATIM_VARIABLES ON)
+include(CPack)
