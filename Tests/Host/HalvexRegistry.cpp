@@ -4,7 +4,6 @@
 #include "Interfaces/Halvex.h"
 #include "Tests/Host/NodwellFixture.h"
 
-#include <thread>
 
 namespace
 {
@@ -56,22 +55,5 @@ TEST(NamedInstances, AreFoundUnderTheirExactNameUntilUnregistered)
     EXPECT_EQ(HalvexInstanceCount(), 1U);
     EXPECT_EQ(HalvexUnregisterInstance(L"Core.One"), S_OK);
     EXPECT_EQ(HalvexUnregisterInstance(L"Core.One"), NotFound);
-    EXPECT_EQ(Component::s_alive, 0);
-}
-
-TEST(NamedInstances, ComeAndGoWhileOthersLookThemUp)
-{
-    std::jthread looking([](std::stop_token stop) {
-        ComponentBase found;
-        while (!stop.stop_requested()) {
-            const HRESULT result = Find(L"Coming", found);
-            ASSERT_EQ(result, found ? S_OK : NotFound);
-        }
-    });
-    for (int i = 0; i < 2000; ++i) {
-        EXPECT_EQ(HalvexRegisterInstance(L"Coming", Host::MakeComponent<Component>().Get()), S_OK);
-        EXPECT_EQ(HalvexUnregisterInstance(L"Coming"), S_OK);
-    }
-    looking = {};
     EXPECT_EQ(Component::s_alive, 0);
 }

@@ -47,32 +47,3 @@ TEST_F(NodeThreads, ChildrenThatMoveAreNeitherLostNorDoubled)
         mover.join();
     EXPECT_EQ(CountOf(lists[0]) + CountOf(lists[1]), 100U);
 }
-
-TEST_F(NodeThreads, ParentIsThereOrNotButNeverDead)
-{
-    const NodeHandle child = Create(L"Child");
-    const NodeHandle below = AddNew(child, L"Below");
-    const auto look = [&](std::stop_token stop) {
-        while (!stop.stop_requested()) {
-            const NodeHandle parent = ParentOf(child);
-            ASSERT_TRUE(!parent || Host::NodeName(parent.Get(), KelnNameOnly) == L"Parent");
-            wchar_t path[64];
-            uint32_t size = 64;
-            ASSERT_EQ(KelnGetNodeName(below.Get(), KelnPath, path, &size), S_OK);
-            ASSERT_TRUE(std::wstring_view(L"\\Top\\Parent\\Child\\Below").ends_with(path));
-        }
-    };
-    const std::jthread lookers[] = {std::jthread(look), std::jthread(look)};
-    NodeHandle top;
-    for (int i = 0; i < 2000; ++i) {
-        NodeHandle next = Create(L"Top");
-        const NodeHandle parent = AddNew(next, L"Parent");
-        for (int sibling = 0; sibling < 20; ++sibling)
-            AddNew(parent, L"Sibling"); // that the parent may take its time to go
-        EXPECT_TRUE(!top || ParentOf(child));
-        top = std::move(next);
-        bool wasRoot = false;
-        while (KelnAddChild(parent.Get(), child.Get()) != S_OK && !wasRoot)
-            wasRoot = !ParentOf(child);
-    }
-}

@@ -21,36 +21,9 @@ constexpr int Accounts = 40; // those that make no requests are named in the con
 constexpr wchar_t Viewers[] = L"\\Configuration\\Viewers";
 constexpr wchar_t Permission[] = L"ViewReports";
 
-constexpr char SiteText[] = R"({
-  "site": "Stress",
-  "configuration": { "name": "Configuration", "children": [
-    { "name": "RBAC", "attributes": { "IsInUse": true } }, { "name": "Viewers", "type": "Viewers" } ] },
-  "names": { "databaseConnectionManager": "Database", "reportingSettingsManager": "Settings" },
-  "connectionSettings": [
-    { "name": "remote", "attributes": { "Enabled": true, "ReportServerUrl": "http://198.51.100.20/",
-      "ReportServerUserName": "svc", "ReportServerPassword": { "binary": "00" } } },
-    { "name": "local", "attributes": { "Enabled": false, "ReportServerUrl": "http://localhost/",
-      "ReportServerUserName": "svc", "ReportServerPassword": { "binary": "01" } } } ],
-  "accounts": { "computer": { "name": "HERE", "sid": "S-1-5-21-9-9-9" },
-    "domains": [ { "name": "D", "sid": "S-1-5-21-1-2-3" } ], "users": { ".\\console": 1001@USERS@ } },
-  "accessInfo": [ { "name": "Fixed", "items": [ { "account": "D\\fixed" } ] } ],
-  "components": [
-    { "name": "Updater", "class": "ReportAccessInfoUpdater", "config": { "DatabaseConnectionManager": "Database",
-      "ReportingSettingsManager": "Settings", "UpdateIntervalS": 1, "RetryIntervalS": 1,
-      "RegisterAccessInfoSources": ["Fixed", "RBAC", "Requests", "Configured"],
-      "RegisterAccessInfoConsumers": ["Roles"] } },
-    { "name": "RBAC", "class": "RBACUsageTracker", "config": { "ReportAccessInfoUpdater": "Updater",
-      "RBACStatusNodePath": "\\Configuration\\RBAC", "RBACIsInUseAttribute": "IsInUse" } },
-    { "name": "Requests", "class": "PrepareReportAccessService", "config": { "ReportAccessInfoUpdater": "Updater",
-      "RequiredContainerPermission": "ViewReports" } },
-    { "name": "Configured", "class": "ConfiguredAccountsTracker",
-      "config": { "ReportAccessInfoUpdater": "Updater", "RequiredContainerPermission": "ViewReports",
-        "UpdateIntervalS": 1, "ForceRefreshIntervalS": 1 },
-      "children": [ { "name": "TrackingItems", "children": [ { "name": "Item", "type": "TrackingItem",
-        "attributes": { "NodePath": "\\Configuration\\Viewers", "Attribute": "Accounts" } } ] } ] },
-    { "name": "Roles", "class": "SSRSRolesUpdater", "config": { "UpdateIntervalS": 1, "RetryIntervalS": 1 } } ],
-  "timeline": []
-})";
+constexpr char SiteText[] =
+#include "Tests/Host/StressSite.inl"
+    ;
 
 std::wstring Name(int account)
 {
