@@ -4,10 +4,12 @@ include(CMakePackageConfigHelpers)
 # Installs a library, whose file name is given, without its symbols, and the symbols in a folder of their own.
 function(kestrine_install_library target file)
     set(library ${PROJECT_BINARY_DIR}/package/${file})
+    # Without the variable it puts the time of the day into a DLL.
+    set(objcopy ${CMAKE_COMMAND} -E env SOURCE_DATE_EPOCH=0 ${CMAKE_OBJCOPY})
     add_custom_command(OUTPUT ${library} ${library}.debug DEPENDS ${target} VERBATIM
         COMMAND ${CMAKE_COMMAND} -E make_directory ${PROJECT_BINARY_DIR}/package
-        COMMAND ${CMAKE_OBJCOPY} --only-keep-debug $<TARGET_FILE:${target}> ${library}.debug
-        COMMAND ${CMAKE_OBJCOPY} --strip-all --add-gnu-debuglink=${library}.debug $<TARGET_FILE:${target}> ${library})
+        COMMAND ${objcopy} --only-keep-debug $<TARGET_FILE:${target}> ${library}.debug
+        COMMAND ${objcopy} --strip-all --add-gnu-debuglink=${library}.debug $<TARGET_FILE:${target}> ${library})
     add_custom_target(Package${target} ALL DEPENDS ${library})
     install(PROGRAMS ${library} DESTINATION bin)
     install(FILES ${library}.debug DESTINATION symbols)
