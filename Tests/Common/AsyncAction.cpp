@@ -130,6 +130,21 @@ TEST_F(AsyncActionTest, DestructionFinishesTheRunInProgressAndStartsNoOther)
     EXPECT_EQ(log.Count(L"| DBG  |", L"Exiting: AsyncAction thread"), 1U);
 }
 
+TEST(AsyncAction, MayBeDestroyedByItsOwnRun)
+{
+    Gate gate;
+    std::atomic<bool> destroyed = false;
+    std::unique_ptr<CAsyncAction> action;
+    action = std::make_unique<CAsyncAction>(0s, 0s, [&](CAsyncAction&) {
+        gate.Pass();
+        action.reset();
+        destroyed = true;
+    });
+    action->Trigger();
+    gate.Open();
+    EXPECT_TRUE(Eventually([&] { return destroyed.load(); }));
+}
+
 TEST_F(AsyncActionTest, ExceptionsCostOneRunAndALineEach)
 {
     CAsyncAction action(10s, 10s, [&](CAsyncAction&) {

@@ -24,12 +24,13 @@ public:
         // The object is still whole: it can be asked and handed around. What its own calls leave is nobody's business.
         ComponentPtr<IComponentBase> base;
         s_wholeInFinalRelease = QueryInterface(IComponentBase::Iid, base.OutVoid()) == S_OK;
-        (void)base.Detach();
+        ++s_finalReleases;
         SetErrorInfo(0, nullptr);
     }
     HRESULT Configure(IKelNode*) override { return S_OK; }
 
     static inline std::atomic<bool> s_wholeInFinalRelease = false;
+    static inline std::atomic<int> s_finalReleases = 0;
 
 private:
     const HRESULT m_construct;
@@ -54,6 +55,7 @@ TEST(ComponentObject, IsWholeInFinalReleaseAndKeepsTheCallersErrorInformation)
     SetErrorInfo(0, left.Get());
     EXPECT_EQ(created->Release(), 0U);
     EXPECT_TRUE(CSample::s_wholeInFinalRelease);
+    EXPECT_EQ(CSample::s_finalReleases, 1) << "a reference of the hook's own does not end the object again";
     EXPECT_EQ(GetErrorInfo(0, left.Out()), S_OK);
 }
 

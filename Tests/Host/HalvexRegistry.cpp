@@ -4,7 +4,6 @@
 #include "Interfaces/Halvex.h"
 #include "Tests/Host/NodwellFixture.h"
 
-
 namespace
 {
 

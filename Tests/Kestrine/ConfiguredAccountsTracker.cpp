@@ -213,6 +213,11 @@ TEST_F(ConfiguredAccountsTrackerTest, OneAccountsFailureLeavesTheOthersAlone)
     checker.grants.erase(L"CORP\\bob");
     RunAgain();
     EXPECT_EQ(Viewers(), Texts{L"CORP\\ann"}) << "kept, although the updater could not be told";
+    const auto line = [&] { return log.From(L"UpdateAccessInfo failed: ").size(); };
+    const std::size_t before = line();
+    log.Clear();
+    NotifyAndRun({L"CORP\\bob"});
+    EXPECT_EQ(line(), before) << "the addresses of one failure only";
 }
 
 TEST_F(ConfiguredAccountsTrackerTest, StopEndsARunAtItsNextStepAndConfigureStartsAgain)
@@ -236,9 +241,10 @@ TEST_F(ConfiguredAccountsTrackerTest, StopEndsARunAtItsNextStepAndConfigureStart
     EXPECT_EQ(server.live, std::vector<IKelModifySubscription*>{&server.subscriptions[1]});
 }
 
-TEST_F(ConfiguredAccountsTrackerTest, ReleaseAndReconfigurationWaitForTheRunWithoutDeadlock)
+TEST_F(ConfiguredAccountsTrackerTest, AReplacedRunGivesUpWithoutDeadlock)
 {
     Gate gate;
+    checker.grants = {{L"CORP\\ann", {}}};
     checker.hook = [&](const std::wstring&) { gate.Pass(); };
     Start(true);
     ASSERT_EQ(Notify({L"CORP\\ann"}), S_OK);
@@ -247,6 +253,7 @@ TEST_F(ConfiguredAccountsTrackerTest, ReleaseAndReconfigurationWaitForTheRunWith
     ASSERT_TRUE(Eventually([&] { return server.subscriptions[1].activated == 1; }));
     gate.Open();
     configuring.join();
+    EXPECT_EQ(Viewers(), Texts()) << "what it was granted is not wanted any more";
     configurable.Reset();
     EXPECT_TRUE(server.live.empty());
 }

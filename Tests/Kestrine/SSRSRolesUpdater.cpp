@@ -219,6 +219,14 @@ TEST(SettingsGate, TellsWhyAnAdjustmentFailed)
     EXPECT_EQ(failure(Answer(E_FAIL, L"0x80004005 No such role [0x1,0x2]")), L"0x80004005 No such role");
     EXPECT_EQ(failure(Answer(E_FAIL, L"plain words")), L"0x80004005 plain words");
     EXPECT_TRUE(failure(Answer(E_ABORT)).starts_with(L"0x80004004 "));
+    SetErrorInfo(0, RestoreErrorInfo(L"of an earlier call").Get());
+    EXPECT_NE(failure(Answer(E_ABORT)), L"0x80004004 of an earlier call");
+    EXPECT_EQ(failure([](const std::wstring& account, IKelNode** response) {
+                  SetErrorInfo(0, RestoreErrorInfo(L"5 times in vain").Get());
+                  return Answer(E_FAIL)(account, response);
+              }),
+              L"0x80004005 5 times in vain")
+        << "what the service left on the thread";
     EXPECT_TRUE(failure([](const std::wstring&, IKelNode**) { return E_ACCESSDENIED; }).starts_with(L"0x80070005 "));
     EXPECT_TRUE(failure([](const std::wstring&, IKelNode**) { return S_OK; }).starts_with(L"0x80004003 "))
         << "no response is no confirmation";

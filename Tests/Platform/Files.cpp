@@ -1,4 +1,5 @@
 #include "Common/Foundation/Handles.h"
+#include "Platform/Testing/Process.h"
 #include "Platform/Testing/TemporaryFolder.h"
 #include "Tests/Platform/ErrorOf.h"
 
@@ -82,11 +83,16 @@ TEST_F(Files, IdentityIsTheFilesNotTheHandles)
         EXPECT_TRUE(GetFileInformationByHandle(file.get(), &information));
         return std::tuple(information.dwVolumeSerialNumber, information.nFileIndexHigh, information.nFileIndexLow);
     };
-    const UniqueHandle one = Open(L"a");
-    EXPECT_NE(identity(one), identity(Open(L"b")));
+    UniqueHandle one = Open(L"a");
+    const auto first = identity(one);
+    EXPECT_NE(first, identity(Open(L"b")));
     Write(one, "12345");
-    EXPECT_EQ(identity(one), identity(Open(L"a")));
+    EXPECT_EQ(first, identity(Open(L"a")));
     EXPECT_EQ(information.nFileSizeLow, 5U);
+    one.reset();
+    std::filesystem::remove(m_folder.Path() / "a");
+    EXPECT_TRUE(first != identity(Open(L"a")) || RunsUnderWine())
+        << "a new file, though it may lie in the old one's place";
 }
 
 TEST_F(Files, FailuresSayWhy)
