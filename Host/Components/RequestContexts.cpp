@@ -33,18 +33,20 @@ private:
     const NodeHandle m_token;
 };
 
-thread_local ComponentPtr<IRequestContext> t_current;
+// Borrowed from the scope: thread-local objects that need a destructor end badly with mingw-w64.
+thread_local IRequestContext* t_current = nullptr;
 
 } // namespace
 
 RequestScope::RequestScope(NodeHandle token)
+    : m_context(ComponentPtr<IRequestContext>::Attach(new RequestContext(std::move(token))))
 {
-    t_current = ComponentPtr<IRequestContext>::Attach(new RequestContext(std::move(token)));
+    t_current = m_context.Get();
 }
 
 RequestScope::~RequestScope()
 {
-    t_current.Reset();
+    t_current = nullptr;
 }
 
 HRESULT RequestContextMgr::GetContext(std::uint32_t contextId, IRequestContext** out)

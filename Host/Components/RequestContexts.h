@@ -17,6 +17,9 @@ public:
     ~RequestScope();
     RequestScope(const RequestScope&) = delete;
     RequestScope& operator=(const RequestScope&) = delete;
+
+private:
+    const ComponentPtr<IRequestContext> m_context;
 };
 
 // Any thread.

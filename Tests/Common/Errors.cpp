@@ -167,7 +167,7 @@ TEST(ErrorMessages, ComeFromTheSystemOrFromModulesInOrder)
         return (folder.Path() / name).wstring();
     };
     std::wstring names =
-        L"absent.dll," + write("one.dll", {{0x80040200, 0, L"One's text.\r\n"}, {0x80070005, 0, L"no"}});
+        L"absent.dll," + write("one.dll", {{0x80040200, 0, L"One's text.\r\n"}, {0x80070490, 0, L"no"}});
     names += L"|" + write("two.dll", {{0x80040200, 0, L"hidden"}, {0x80040201, 0, L"Two's %1 text.\r\n"}});
     for (const char* name : {"3.dll", "4.dll", "5.dll", "6.dll"})
         names += L",;" + write(name, {{0x80040300, 0, L"text"}});
