@@ -46,15 +46,6 @@ TEST(Modules, MainProgramIsFoundByNullAndByAddress)
     }
 }
 
-TEST(Modules, SystemLibraryOffersItsFunctionsByName)
-{
-    HMODULE kernel = GetModuleHandleW(L"Kernel32.dll");
-    EXPECT_EQ(GetModuleHandleW(L"KERNEL32.DLL"), kernel);
-    EXPECT_TRUE(GetProcAddress(kernel, "GetSystemTimePreciseAsFileTime"));
-    EXPECT_EQ(ErrorOf([&] { GetProcAddress(kernel, "NoSuch"); }), DWORD{ERROR_PROC_NOT_FOUND});
-    EXPECT_EQ(ErrorOf([] { GetModuleHandleW(L"NoSuch.dll"); }), DWORD{ERROR_MOD_NOT_FOUND});
-}
-
 TEST(Modules, LastReferenceUnloads)
 {
     const std::wstring path = FileName(nullptr).substr(0, FileName(nullptr).rfind(L'\\')) + L"\\PlatformTest.module";

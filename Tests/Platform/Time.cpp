@@ -1,6 +1,5 @@
 #include "Platform/Win32.h"
 
-#include <ctime>
 #include <gtest/gtest.h>
 
 namespace
@@ -8,11 +7,6 @@ namespace
 
 constexpr ULONGLONG epoch1970 = 116444736000000000;
 constexpr ULONGLONG second = 10000000;
-
-ULONGLONG Units(const FILETIME& time)
-{
-    return (ULONGLONG{time.dwHighDateTime} << 32) | time.dwLowDateTime;
-}
 
 std::string Civil(ULONGLONG units)
 {
@@ -27,27 +21,6 @@ std::string Civil(ULONGLONG units)
 }
 
 } // namespace
-
-TEST(Clocks, AgreeWithTheStandardOnes)
-{
-    FILETIME times[2];
-    GetSystemTimeAsFileTime(&times[0]);
-    GetSystemTimePreciseAsFileTime(&times[1]);
-    const ULONGLONG now = epoch1970 + static_cast<ULONGLONG>(std::time(nullptr)) * second;
-    for (const FILETIME& time : times)
-        EXPECT_LT(now - Units(time) + 10 * second, 20 * second);
-
-    LARGE_INTEGER frequency;
-    LARGE_INTEGER counts[2];
-    ASSERT_TRUE(QueryPerformanceFrequency(&frequency));
-    DWORD ticks = GetTickCount();
-    ASSERT_TRUE(QueryPerformanceCounter(&counts[0]));
-    Sleep(100);
-    ASSERT_TRUE(QueryPerformanceCounter(&counts[1]));
-    ticks = GetTickCount() - ticks;
-    const auto counted = 1000 * (counts[1].QuadPart - counts[0].QuadPart) / frequency.QuadPart;
-    EXPECT_TRUE(counted > 80 && counted < ticks + 40 && ticks < 10000) << counted << ' ' << ticks;
-}
 
 TEST(CivilTime, IsGregorian)
 {
