@@ -46,7 +46,8 @@ bool Status(HANDLE handle, struct stat& status)
 // Unlike an inode's number, which is given out again as soon as it is free, it names one file only.
 std::uint64_t FileIndex(HANDLE file, const struct stat& status)
 {
-    struct statx birth{};
+    struct statx birth
+    {};
     const int descriptor = FromHandle<FileHandle>(file)->Descriptor();
     if (statx(descriptor, "", AT_EMPTY_PATH, STATX_BTIME, &birth) != 0)
         return status.st_ino;
