@@ -112,6 +112,7 @@ TEST_F(UpdaterFixture, AfterAFailureTheRetryIntervalAppliesAndTheNextGoodCycleWr
         *result = E_ABORT;
         EXPECT_EQ(RunCycle(), E_ABORT);
         EXPECT_EQ(log.Count(L"| ERR  |", L"CReportAccessInfoUpdater::UpdateAction failed: 0x80004004 "), 1U);
+        EXPECT_EQ(consumer.lists, Lists(1, Describe(sourceA.list))) << "consumers are told before the table is written";
         *result = S_OK;
         Forget();
         const int opened = database.opened;
