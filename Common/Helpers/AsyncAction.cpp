@@ -1,5 +1,6 @@
 #include "Common/Helpers/AsyncAction.h"
 
+#include "Common/Components/ModuleObject.h"
 #include "Common/Diagnostics/Log.h"
 #include "Common/Diagnostics/TraceScope.h"
 #include "Common/ErrorHandling/ErrorText.h"
@@ -30,8 +31,10 @@ CAsyncAction::CAsyncAction(std::chrono::seconds period, std::chrono::seconds fir
     : m_period(ToMilliseconds(period)), m_latestRun(BrokenPromise())
 {
     try {
-        m_worker = std::thread(
-            [this, action = std::move(action), delay = ToMilliseconds(firstDelay)] { Work(action, delay); });
+        m_worker = std::thread([this, action = std::move(action), delay = ToMilliseconds(firstDelay)] {
+            if (Work(action, delay))
+                ModuleObject::Instance().Unlock();
+        });
     } catch (const std::system_error&) {
         ThrowHResult(E_OUTOFMEMORY);
     }
@@ -41,6 +44,8 @@ CAsyncAction::~CAsyncAction()
 {
     Stop();
     if (m_worker.get_id() == std::this_thread::get_id()) {
+        // Nobody waits for the worker: until it ends, it holds the module itself.
+        ModuleObject::Instance().Lock();
         *m_destroyedByRun = true;
         m_worker.detach();
     } else if (m_worker.joinable()) {
@@ -86,7 +91,8 @@ bool CAsyncAction::IsStopRequested() const
     return m_stopRequested;
 }
 
-void CAsyncAction::Work(const Action& action, milliseconds firstDelay)
+// Returns whether its own run has destroyed the object.
+bool CAsyncAction::Work(const Action& action, milliseconds firstDelay)
 {
     const TraceScope scope(LogSeverity::Dbg, LogSeverity::Dbg2, L"AsyncAction thread", SourceLocation::Current());
     bool destroyed = false;
@@ -97,11 +103,12 @@ void CAsyncAction::Work(const Action& action, milliseconds firstDelay)
         lock.unlock();
         Run(action);
         if (destroyed)
-            return;
+            return true;
         lock.lock();
         m_lastRunEnd = SteadyClock::now();
         WaitForNextRun(lock);
     }
+    return false;
 }
 
 void CAsyncAction::WaitForFirstRun(MutexLock& lock, milliseconds firstDelay)

@@ -37,7 +37,7 @@ public:
     bool IsStopRequested() const;
 
 private:
-    void Work(const Action& action, std::chrono::milliseconds firstDelay);
+    bool Work(const Action& action, std::chrono::milliseconds firstDelay);
     void WaitForFirstRun(MutexLock& lock, std::chrono::milliseconds firstDelay) REQUIRES(m_lock);
     void WaitForNextRun(MutexLock& lock) REQUIRES(m_lock);
     bool WaitUntil(MutexLock& lock, SteadyTime due) REQUIRES(m_lock);

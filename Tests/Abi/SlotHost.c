@@ -125,8 +125,7 @@ static void CheckClasses(Object* module)
 }
 
 /* The host's own components: one count, one answer to every identifier. */
-static atomic_uint references; /* counted on several threads; the rest under the updater's lock */
-static unsigned statements, asked;
+static atomic_uint references, statements, asked; /* counted on several threads */
 static Object* settingsSink;
 
 static uint32_t Hold(Object* self)

@@ -1,5 +1,6 @@
 #include "Common/Helpers/AsyncAction.h"
 
+#include "Common/Components/ModuleObject.h"
 #include "Common/ErrorHandling/HResult.h"
 #include "Tests/Support/LogCapture.h"
 #include "Tests/Support/ManualClock.h"
@@ -142,7 +143,9 @@ TEST(AsyncAction, MayBeDestroyedByItsOwnRun)
     });
     action->Trigger();
     gate.Open();
-    EXPECT_TRUE(Eventually([&] { return destroyed.load(); }));
+    BOOL locked = TRUE;
+    EXPECT_TRUE(Eventually([&] { return destroyed && ModuleObject::Instance().IsLocked(&locked) == S_OK && !locked; }))
+        << "the worker holds the module to its end";
 }
 
 TEST_F(AsyncActionTest, ExceptionsCostOneRunAndALineEach)
