@@ -10,10 +10,10 @@ namespace
 
 void Sizes(benchmark::internal::Benchmark* benchmark)
 {
-    benchmark->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond)->Complexity();
+    benchmark->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond)->Complexity(benchmark::oN);
 }
 
-void CloneList(benchmark::State& state)
+void CloneAccessInfo(benchmark::State& state)
 {
     const KelNodePtr list = MakeAccessInfo(state.range(0));
     const double before = HeapBytes();
@@ -57,7 +57,7 @@ void RemoveLocalOnly(benchmark::State& state)
 
 } // namespace
 
-BENCHMARK(CloneList)->Apply(Sizes);
+BENCHMARK(CloneAccessInfo)->Apply(Sizes);
 BENCHMARK(CompareEqualLists)->Apply(Sizes);
 BENCHMARK(SerializeList)->Apply(Sizes);
 BENCHMARK(RemoveLocalOnly)->Apply(Sizes);

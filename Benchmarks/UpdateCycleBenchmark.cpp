@@ -65,7 +65,7 @@ struct Site
 
 void Sizes(benchmark::internal::Benchmark* benchmark)
 {
-    benchmark->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond)->Complexity();
+    benchmark->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond)->Complexity(benchmark::oN);
 }
 
 void UnchangedCycle(benchmark::State& state)

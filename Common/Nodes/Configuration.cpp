@@ -29,6 +29,23 @@ std::wstring RequiredString(const KelNodePtr& config, const wchar_t* key)
     return ReadKey(key, [&] { return config.GetString(key); });
 }
 
+std::wstring OptionalString(const KelNodePtr& config, const wchar_t* key)
+{
+    return ReadKey(key, [&] { return config.GetStringOr(key, {}); });
+}
+
+std::vector<std::wstring> OptionalStrings(const KelNodePtr& config, const wchar_t* key)
+{
+    std::vector<std::wstring> texts;
+    ReadKey(key, [&] { return config.GetStringList(key, texts); });
+    return texts;
+}
+
+KelNodePtr RequiredChild(const KelNodePtr& config, const wchar_t* name)
+{
+    return ReadKey(name, [&] { return config.GetChildByName(name, true); });
+}
+
 void ReadSeconds(const KelNodePtr& config, const wchar_t* key, std::chrono::seconds& value)
 {
     constexpr std::int64_t longest = std::numeric_limits<std::uint32_t>::max();

@@ -52,10 +52,10 @@ void AccessInfoSource::AddItems(const std::vector<AccessItem>& items)
     m_items.insert(m_items.end(), items.begin(), items.end());
 }
 
-void AccessInfoSource::RemoveAccounts(const std::vector<std::wstring>& accounts)
+std::size_t AccessInfoSource::RemoveAccounts(const std::vector<std::wstring>& accounts)
 {
     const std::lock_guard guard(m_lock);
-    std::erase_if(m_items, [&](const AccessItem& item) {
+    return std::erase_if(m_items, [&](const AccessItem& item) {
         return std::find(accounts.begin(), accounts.end(), item.account) != accounts.end();
     });
 }

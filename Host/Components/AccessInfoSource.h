@@ -31,7 +31,7 @@ public:
     void SetItems(std::vector<AccessItem> items);
     void AddItems(const std::vector<AccessItem>& items);
     // Removes every item of these accounts.
-    void RemoveAccounts(const std::vector<std::wstring>& accounts);
+    std::size_t RemoveAccounts(const std::vector<std::wstring>& accounts);
     FaultPlan& Faults() { return m_faults; }
 
 private:

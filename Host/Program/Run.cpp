@@ -8,6 +8,7 @@
 #include "Host/Support/PathText.h"
 #include "Platform/Text.h"
 
+#include <algorithm>
 #include <fstream>
 #include <random>
 
@@ -53,15 +54,27 @@ fs::path PrepareDataDirectory(const std::optional<fs::path>& wanted)
 
 std::shared_ptr<ReportingDatabase> OpenDatabase(const RunOptions& options, const fs::path& dataDirectory)
 {
+    const fs::path file = fs::absolute(options.database.value_or(dataDirectory / "reporting.db"));
+    if (options.sqlTrace && fs::absolute(*options.sqlTrace) == file)
+        throw InputError(Utf8(file) + ": is the database, expected another file for the SQL texts");
     try {
-        auto database = std::make_shared<ReportingDatabase>(
-            fs::absolute(options.database.value_or(dataDirectory / "reporting.db")));
+        auto database = std::make_shared<ReportingDatabase>(file);
         if (options.sqlTrace)
             database->TraceTo(*options.sqlTrace);
         return database;
     } catch (const Failure& failure) {
         throw InputError(Text::ToUtf8(failure.text));
     }
+}
+
+// Nothing when it is not defined.
+std::optional<std::wstring> Environment(const wchar_t* name)
+{
+    std::wstring value(GetEnvironmentVariableW(name, nullptr, 0), L'\0');
+    if (value.empty())
+        return std::nullopt;
+    value.resize(GetEnvironmentVariableW(name, value.data(), static_cast<DWORD>(value.size())));
+    return value;
 }
 
 void SetEnvironment(const std::wstring& name, const std::wstring& value)
@@ -71,17 +84,28 @@ void SetEnvironment(const std::wstring& name, const std::wstring& value)
                       L"cannot set the environment variable '" + name + L"' to '" + value + L"'"};
 }
 
-// The module reads its settings when it is loaded, and the accounts whenever it asks for one.
+// The module reads its settings when it is loaded, and the accounts whenever it asks for one. What whoever starts the
+// host has set already goes before the site's settings.
 void PrepareEnvironment(const Site& site, const RunOptions& options, const fs::path& dataDirectory,
                         const fs::path& accountsFile)
 {
     WriteAccounts(site.accounts, accountsFile);
     SetEnvironment(L"KESTRINE_ACCOUNTS_FILE", PathText(accountsFile));
-    for (const auto& [name, value] : site.moduleSettings)
-        SetEnvironment(name, value);
+    for (const auto& [name, value] : site.moduleSettings) {
+        if (!Environment(name.c_str()))
+            SetEnvironment(name, value);
+    }
     SetEnvironment(L"GS_General_DataDirectoryPath", PathText(dataDirectory));
     if (options.reportAlive)
         SetEnvironment(L"GS_Debug_EnableAliveObjectsTracking", L"1");
+}
+
+// Where the module writes its log.
+fs::path LogFile(const RunOptions& options, const fs::path& dataDirectory)
+{
+    std::wstring folder = Environment(L"GS_Logger_Path").value_or(L"Logs");
+    std::replace(folder.begin(), folder.end(), L'\\', L'/');
+    return dataDirectory / folder / options.module.filename().replace_extension(".log");
 }
 
 // What is true once everything has been released.
@@ -132,11 +156,11 @@ void Summarize(const Outcome& outcome, const RunOptions& options, const Reportin
                const fs::path& dataDirectory, Console& console)
 {
     const Totals& totals = outcome.totals;
-    const fs::path log = dataDirectory / "Logs" / options.module.filename().replace_extension(".log");
+    const fs::path log = LogFile(options, dataDirectory);
     console.Line();
     console.Line(Interruption::IsRequested() ? L"Summary (interrupted)" : L"Summary", Colour::Bold);
-    console.Line(L"    cycles    " + std::to_wstring(totals.cycles) + L", " + std::to_wstring(totals.failedCycles) +
-                 L" failed");
+    console.Line(L"    cycles    " + std::to_wstring(totals.cycles) + L" asked for, " +
+                 std::to_wstring(totals.failedCycles) + L" failed");
     console.Line(L"    rewrites  " + std::to_wstring(database.Rewrites()));
     console.Line(L"    rows      " + std::to_wstring(totals.rows.added) + L" added, " +
                  std::to_wstring(totals.rows.removed) + L" removed, " + std::to_wstring(outcome.rows) +
@@ -154,7 +178,7 @@ void Summarize(const Outcome& outcome, const RunOptions& options, const Reportin
     console.Line(L"    database  " + PathText(database.File()));
     if (options.sqlTrace)
         console.Line(L"    SQL       " + PathText(fs::absolute(*options.sqlTrace)));
-    console.Line(L"    log       " + (fs::exists(log) ? PathText(log) : PathText(log) + L" (no such file)"));
+    console.Line(L"    log       " + PathText(log) + (fs::exists(log) ? L"" : L" (nothing logged)"));
 }
 
 // What `read` makes of a database file.
@@ -182,6 +206,7 @@ ExitStatus RunSite(const RunOptions& options, Console& console)
     console.Line(site.title, Colour::Bold);
     console.Line(L"    data      " + PathText(dataDirectory));
     console.Line(L"    module    " + PathText(options.module));
+    console.Line(L"    log       " + PathText(LogFile(options, dataDirectory)));
     const Outcome outcome = Play(site, options, accountsFile, database, console);
     Summarize(outcome, options, *database, dataDirectory, console);
     if (outcome.leftovers.Any())

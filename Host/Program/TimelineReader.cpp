@@ -239,8 +239,7 @@ TimelineReader::Action TimelineReader::ReadSource(const JsonCursor& json)
     if (action == "remove") {
         const auto accounts = ReadArray(json["remove"], [](const JsonCursor& each) { return each.Name(); });
         return [=](SiteHost& host) {
-            host.Source(name).RemoveAccounts(accounts);
-            return Findings{{source + L": gone: " + Count(accounts.size(), L"account")}};
+            return Findings{{source + L": gone: " + Count(host.Source(name).RemoveAccounts(accounts), L"item")}};
         };
     }
     if (action == "items" || action == "add") {

@@ -70,7 +70,7 @@ HRESULT CConfiguredAccountsTracker::Configure(IKelNode* config)
         const std::vector<GUID> replaced = SubscriptionIds();
         std::vector<GUID> added;
         ScopeGuard undo([&] { Unsubscribe(*proxy, added); });
-        for (const KelNodePtr& item : configNode.GetChildByName(L"TrackingItems", true).GetChildren()) {
+        for (const KelNodePtr& item : Configuration::RequiredChild(configNode, L"TrackingItems").GetChildren()) {
             if (item.GetNodeType() == L"TrackingItem")
                 Subscribe(*proxy, item, added);
         }
@@ -102,7 +102,7 @@ CConfiguredAccountsTracker::Settings CConfiguredAccountsTracker::ReadSettings(co
     Configuration::ReadSeconds(config, L"UpdateIntervalS", settings.updateInterval);
     Configuration::ReadSeconds(config, L"ForceRefreshIntervalS", settings.forceRefreshInterval);
     settings.updaterName = Configuration::RequiredString(config, L"ReportAccessInfoUpdater");
-    settings.requiredPermission = config.GetStringOr(L"RequiredContainerPermission", {});
+    settings.requiredPermission = Configuration::OptionalString(config, L"RequiredContainerPermission");
     settings.resolveUserGroups = Configuration::ReadBool(config, L"ResolveUserGroups", false);
     return settings;
 }
@@ -112,7 +112,7 @@ void CConfiguredAccountsTracker::Subscribe(IConfigServerProxy& proxy, const KelN
     const std::wstring path = Configuration::RequiredString(item, L"NodePath");
     TrackingItem tracking;
     tracking.attribute.name = Configuration::RequiredString(item, L"Attribute");
-    tracking.attribute.nodeType = item.GetStringOr(L"NodeType", {});
+    tracking.attribute.nodeType = Configuration::OptionalString(item, L"NodeType");
     tracking.attribute.recursively = Configuration::ReadBool(item, L"Recursively", false);
 
     const KelNodePtr filter = MakePathFilter(path, false, WholeSubtree);

@@ -48,13 +48,6 @@ KelNodePtr FindEnabledEntry(const KelNodePtr& connectionSettings)
     return {};
 }
 
-std::vector<std::wstring> ReadNames(const KelNodePtr& config, const wchar_t* key)
-{
-    std::vector<std::wstring> names;
-    config.GetStringList(key, names);
-    return names;
-}
-
 } // namespace
 
 CReportAccessInfoUpdater::SettingsSubscription::SettingsSubscription(ComponentPtr<IReportingSettingsManager> manager,
@@ -140,13 +133,13 @@ ComponentPtr<IReportingSettingsModifySink> CReportAccessInfoUpdater::MakeSink()
 
 void CReportAccessInfoUpdater::RegisterConfiguredSources()
 {
-    for (const std::wstring& name : ReadNames(m_config, L"RegisterAccessInfoSources"))
+    for (const std::wstring& name : Configuration::OptionalStrings(m_config, L"RegisterAccessInfoSources"))
         CheckHResult(RegisterAccessInfoSource(GetNamedInstance<IAccessInfoSource>(name).Get()));
 }
 
 void CReportAccessInfoUpdater::AddConfiguredConsumers()
 {
-    for (const std::wstring& name : ReadNames(m_config, L"RegisterAccessInfoConsumers"))
+    for (const std::wstring& name : Configuration::OptionalStrings(m_config, L"RegisterAccessInfoConsumers"))
         m_consumers.push_back(GetNamedInstance<IAccessInfoConsumer>(name));
 }
 
