@@ -1,6 +1,6 @@
 // Who may view: client requests, a run of the configured accounts tracker, a run of the roles updater.
 #include "Benchmarks/Support.h"
-#include "Platform/Testing/AccountsFile.h"
+#include "Platform/Testing/TestAccounts.h"
 #include "Subsystems/ManagementService/Kestrine/ConfiguredAccountsTracker.h"
 #include "Subsystems/ManagementService/Kestrine/PrepareReportAccessService.h"
 #include "Subsystems/ManagementService/Kestrine/SSRSRolesUpdater.h"
@@ -72,9 +72,9 @@ protected:
         FakeRequestContextMgr contexts;
         FakePermissionsChecker checker;
         CountingUpdater updater;
-        NamedInstance namedContexts{L"Core.RequestContextMgr", static_cast<IRequestContextMgr*>(&contexts)};
-        NamedInstance namedChecker{L"Security.PermissionsChecker", &checker};
-        NamedInstance namedUpdater{L"Benchmark.Updater", &updater};
+        RegisteredInstance namedContexts{L"Core.RequestContextMgr", static_cast<IRequestContextMgr*>(&contexts)};
+        RegisteredInstance namedChecker{L"Security.PermissionsChecker", &checker};
+        RegisteredInstance namedUpdater{L"Benchmark.Updater", &updater};
         ComponentPtr<IRequestService> service;
     };
     std::optional<Site> m_site;
@@ -116,7 +116,7 @@ void TrackerRun(benchmark::State& state)
         tokenMgr.names[L"S-1-5-21-1-2-3-" + std::to_wstring(1000 + i)] = texts.back();
         checker.Grant(texts.back(), Containers);
     }
-    const AccountsFile accounts(entries);
+    const TestAccounts accounts(entries);
     const KelNodePtr all = CreateKelNode(L"Viewers", nullptr);
     all.SetStringList(L"Accounts", texts);
     const KelNodePtr allButOne = CreateKelNode(L"Viewers", nullptr);
@@ -124,10 +124,10 @@ void TrackerRun(benchmark::State& state)
 
     CountingUpdater updater;
     FakeConfigServer server;
-    const NamedInstance namedServer(L"ConfigServer.Proxy", &server);
-    const NamedInstance namedUpdater(L"Benchmark.Updater", &updater);
-    const NamedInstance namedChecker(L"Security.PermissionsChecker", &checker);
-    const NamedInstance namedTokenMgr(L"Security.AuthTokenMgr", &tokenMgr);
+    const RegisteredInstance namedServer(L"ConfigServer.Proxy", &server);
+    const RegisteredInstance namedUpdater(L"Benchmark.Updater", &updater);
+    const RegisteredInstance namedChecker(L"Security.PermissionsChecker", &checker);
+    const RegisteredInstance namedTokenMgr(L"Security.AuthTokenMgr", &tokenMgr);
     const KelNodePtr config = CreateKelNode(nullptr, nullptr);
     config.SetString(L"ReportAccessInfoUpdater", L"Benchmark.Updater");
     config.SetString(L"RequiredContainerPermission", L"ViewReports");
@@ -165,7 +165,7 @@ void RolesRun(benchmark::State& state)
     FakeSettingsGate gate;
     std::atomic<std::int64_t> requests{0};
     gate.hook = [&](const std::wstring&) { ++requests; };
-    const NamedInstance namedClient(L"Core.ServiceClient", static_cast<IServiceClient*>(&gate));
+    const RegisteredInstance namedClient(L"Core.ServiceClient", static_cast<IServiceClient*>(&gate));
     ComponentPtr<IConfigurableComponent> configurable;
     CComponentObject<CSSRSRolesUpdater>::Create(IConfigurableComponent::Iid, configurable.OutVoid());
     ComponentPtr<IAccessInfoConsumer> consumer;

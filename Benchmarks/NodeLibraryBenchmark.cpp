@@ -135,7 +135,7 @@ BENCHMARK(ChildrenByName)
     ->Unit(benchmark::kMillisecond)
     ->Complexity(benchmark::oNLogN);
 
-// Every other child goes while the list is walked by index, then the rest goes from the front.
+// Every other child is removed while the list is walked by index, then the rest from the front.
 void RemoveWhileWalking(benchmark::State& state)
 {
     for (auto _ : state) {

@@ -12,7 +12,7 @@
 // The log's highest severity while a benchmark runs; without a logger lines go nowhere.
 inline void SetMaxSeverity(const wchar_t* severity)
 {
-    SetEnvironmentVariableW(L"GS_Logger_MaxSeverity", severity);
+    Platform::SetVariable(L"GS_Logger_MaxSeverity", severity);
     // Settings are read anew when they are older than five seconds.
     static std::chrono::minutes moved{0};
     ManualClock clock;

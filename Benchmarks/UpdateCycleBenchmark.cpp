@@ -57,9 +57,9 @@ struct Site
     FakeSource source;
     FakeSettingsManager settings;
     CountingConnectionManager database;
-    NamedInstance namedSource{L"Benchmark.Source", &source};
-    NamedInstance namedSettings{L"Benchmark.Settings", &settings};
-    NamedInstance namedDatabase{L"Benchmark.Database", &database};
+    RegisteredInstance namedSource{L"Benchmark.Source", &source};
+    RegisteredInstance namedSettings{L"Benchmark.Settings", &settings};
+    RegisteredInstance namedDatabase{L"Benchmark.Database", &database};
     ComponentPtr<IAccessInfoUpdater> updater;
 };
 

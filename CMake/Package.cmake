@@ -26,9 +26,7 @@ else()
     set(file libKestrine.so)
     set(CPACK_GENERATOR TGZ)
     kestrine_install_library(Platform libKestrinePlatform.so)
-    set(platform Platform/Posix)
-    install(FILES ${platform}/Win32ErrorCodes.h ${platform}/Win32ErrorInfo.h ${platform}/Win32Types.h
-        DESTINATION include/${platform})
+    install(FILES Platform/ErrorInfo.h DESTINATION include/Platform) # on Windows COM has it
 endif()
 kestrine_install_library(Kestrine ${file})
 install(FILES README.md CHANGELOG.md DESTINATION .)

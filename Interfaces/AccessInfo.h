@@ -48,7 +48,7 @@ struct IAccessInfoConsumer : IComponentBase
     // The connection-settings entry in use has changed: `settings` is the new one, null when none is enabled any more.
     virtual HRESULT OnReportingSettingsUpdated(IKelNode* settings) = 0;
 
-    // The merged and filtered list, before the table is written. Who keeps it duplicates the handle. A failure ends the
+    // The merged and filtered list, before the table is written. To keep it, duplicate the handle. A failure ends the
     // update: the table is not written and later consumers are not called; the updater tries again.
     virtual HRESULT OnAccessInfoUpdated(IKelNode* accessInfo) = 0;
 };

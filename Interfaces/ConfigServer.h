@@ -48,7 +48,7 @@ struct IConfigServerProxy : IComponentBase
     static constexpr GUID Iid{0xB3BE9604, 0x1352, 0x4DAB, {0xB4, 0x13, 0xD3, 0x77, 0x64, 0xC0, 0xCE, 0x97}};
 
     // `filter` is a "FilterByPath" node, `request` a "SubscribeConfig" node. The server keeps no reference to the sink:
-    // the subscriber outlives its subscription by unsubscribing before it goes.
+    // the subscriber outlives its subscription by unsubscribing before it is destroyed.
     virtual HRESULT Subscribe(IKelNode* filter, IKelNode* request, IModifySubscriptionSink* sink,
                               IKelModifySubscription** out) = 0;
 

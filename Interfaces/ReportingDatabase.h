@@ -1,4 +1,4 @@
-// The host's door to the reporting database.
+// Gives access to the host's reporting database.
 #pragma once
 
 #include "Interfaces/ComponentBase.h"

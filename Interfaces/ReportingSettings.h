@@ -1,4 +1,4 @@
-// The host's reporting settings and the sink that is told of their changes.
+// The host's reporting settings and the sink that is notified of their changes.
 //
 // The settings of type 1 (database connection settings) are a node whose children are entries with `Enabled` (boolean),
 // `ReportServerUrl`, `ReportServerUserName` (texts) and `ReportServerPassword` (any type). The first enabled entry

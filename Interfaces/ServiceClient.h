@@ -1,4 +1,4 @@
-// The host's door to its services.
+// Gives access to the host's services.
 #pragma once
 
 #include "Interfaces/ComponentBase.h"

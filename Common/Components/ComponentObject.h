@@ -5,6 +5,7 @@
 #include "Common/Components/DbgAliveObjectsTracker.h"
 #include "Common/Components/InterfaceLookup.h"
 #include "Common/Components/ModuleObject.h"
+#include "Common/Diagnostics/Log.h"
 #include "Common/ErrorHandling/HResult.h"
 
 #include <atomic>
@@ -22,11 +23,13 @@ public:
 
     // After construction; a failure destroys the object again.
     HRESULT FinalConstruct() { return S_OK; }
-    // When the last reference has gone, before destruction, while the object is still whole. Must not throw.
+    // When the last reference has gone, before destruction, while the object is still whole. A reference that is taken
+    // meanwhile and still held when the hook returns delays the destruction. What the hook throws is logged.
     void FinalRelease() {}
 
 protected:
-    static constexpr ULONG DyingReferences = 0x40000000;
+    // Marks the count of an object whose last reference has gone.
+    static constexpr ULONG Dying = 0x40000000;
 
     std::atomic<ULONG> m_references{1};
 };
@@ -77,20 +80,23 @@ public:
         return hr;
     }
 
-    ULONG AddRef() override { return ++this->m_references; }
+    ULONG AddRef() noexcept override { return ++this->m_references & ~T::Dying; }
 
-    ULONG Release() override
+    ULONG Release() noexcept override
     {
         const ULONG count = --this->m_references;
         if (count == 0) {
             // Whoever releases after a failed call still wants to know why it failed.
             const ErrorInfoKeeper keepErrorInfo;
-            // Whoever still takes and drops a reference while the hook runs must not bring the count to 0 again.
-            this->m_references = T::DyingReferences;
-            this->FinalRelease();
+            // One reference is the hook's own.
+            this->m_references += T::Dying + 1;
+            CallFinalRelease();
+            Release();
+        } else if (count == T::Dying) {
+            const ErrorInfoKeeper keepErrorInfo;
             delete this;
         }
-        return count;
+        return count & ~T::Dying;
     }
 
     HRESULT QueryInterface(REFIID iid, void** out) override
@@ -99,5 +105,17 @@ public:
         if (hr >= 0)
             AddRef();
         return hr;
+    }
+
+private:
+    void CallFinalRelease() noexcept
+    {
+        try {
+            this->FinalRelease();
+        } catch (const std::exception& e) {
+            LOG_ERR(T::AliveTag << L": FinalRelease failed: " << e.what());
+        } catch (...) {
+            LOG_ERR(T::AliveTag << L": FinalRelease failed: unknown exception");
+        }
     }
 };

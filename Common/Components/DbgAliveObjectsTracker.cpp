@@ -3,6 +3,7 @@
 #include "Common/Diagnostics/Log.h"
 #include "Common/Foundation/Singleton.h"
 #include "Common/Foundation/Strings.h"
+#include "Platform/Process.h"
 
 namespace
 {
@@ -47,7 +48,7 @@ void DbgAliveObjectsTracker::Register(const void* object, const char* tag)
     if (!m_enabled)
         return;
     Record record{{}, tag};
-    CaptureStackBackTrace(m_framesToSkip + 1, static_cast<DWORD>(record.frames.size()), record.frames.data(), nullptr);
+    Platform::CaptureCallStack(m_framesToSkip + 1, record.frames.data(), static_cast<unsigned>(record.frames.size()));
     const RecursiveMutexLock lock(m_lock);
     m_objects.try_emplace(object, record);
 }
@@ -60,7 +61,7 @@ void DbgAliveObjectsTracker::Unregister(const void* object)
     m_objects.erase(object);
 }
 
-void DbgAliveObjectsTracker::Report()
+void DbgAliveObjectsTracker::Report() noexcept
 {
     if (!m_enabled)
         return;
@@ -69,10 +70,9 @@ void DbgAliveObjectsTracker::Report()
         return;
     const std::size_t count = m_objects.size();
     LOG_AT_SOURCE(LogSeverity::Warn, CountLine, L"Alive component objects: " << count);
-    for (const auto& [object, record] : m_objects) {
-        const std::wstring address = Strings::Hex(object);
-        const Record& entry = record;
+    for (const auto& entry : m_objects) {
         LOG_AT_SOURCE(LogSeverity::Warn, EntryLine,
-                      L"ObjTag='" << entry.tag << L"' Ptr=" << address << L" EIPs=" << FrameList(entry.frames));
+                      L"ObjTag='" << entry.second.tag << L"' Ptr=" << Strings::Hex(entry.first) << L" EIPs="
+                                  << FrameList(entry.second.frames));
     }
 }

@@ -1,8 +1,8 @@
 // A register of live component objects, written to the log on request.
 #pragma once
 
-#include "Common/Diagnostics/SettingsStore.h"
 #include "Common/Foundation/Mutex.h"
+#include "Common/Settings/SettingsStore.h"
 
 #include <array>
 #include <atomic>
@@ -22,7 +22,7 @@ public:
     void Unregister(const void* object);
 
     // One WARN line with the number of objects, one for each object. Nothing when there is none.
-    void Report();
+    void Report() noexcept;
 
 private:
     struct Record

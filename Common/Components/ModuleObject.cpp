@@ -4,7 +4,9 @@
 #include "Common/Components/InterfaceLookup.h"
 #include "Common/Foundation/Singleton.h"
 
-ModuleObject& ModuleObject::Instance()
+#include <new>
+
+ModuleObject& ModuleObject::Instance() noexcept
 {
     return Singleton<ModuleObject>::Instance();
 }
@@ -15,9 +17,11 @@ HRESULT ModuleObject::QueryInterface(REFIID iid, void** out)
 }
 
 HRESULT ModuleObject::ReportAliveObjects()
-{
+try {
     DbgAliveObjectsTracker::Instance().Report();
     return S_OK;
+} catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
 }
 
 HRESULT ModuleObject::IsLocked(BOOL* locked)
@@ -30,33 +34,44 @@ HRESULT ModuleObject::IsLocked(BOOL* locked)
 
 HRESULT ModuleObject::CreateInstance(REFCLSID clsid, REFIID iid, void** out)
 {
-    ComponentCreator creator;
+    ComponentCreator creator = nullptr;
     {
         const MutexLock lock(m_lock);
-        if (const auto found = m_classes.find(clsid); found != m_classes.end())
-            creator = found->second;
+        if (const ComponentClassRegistration* const entry = *Find(clsid))
+            creator = entry->m_creator;
     }
     return creator ? creator(iid, out) : REGDB_E_CLASSNOTREG;
 }
 
-void ModuleObject::RegisterClass(REFCLSID clsid, const ComponentCreator& creator)
+ComponentClassRegistration** ModuleObject::Find(REFCLSID clsid)
 {
-    const MutexLock lock(m_lock);
-    m_classes.try_emplace(clsid, creator);
+    ComponentClassRegistration** link = &m_classes;
+    while (*link && !((*link)->m_clsid == clsid))
+        link = &(*link)->m_next;
+    return link;
 }
 
-void ModuleObject::UnregisterClass(REFCLSID clsid)
+void ModuleObject::Register(ComponentClassRegistration& entry)
 {
     const MutexLock lock(m_lock);
-    m_classes.erase(clsid);
+    if (ComponentClassRegistration** const link = Find(entry.m_clsid); !*link)
+        *link = &entry;
 }
 
-ComponentClassRegistration::ComponentClassRegistration(REFCLSID clsid, const ComponentCreator& creator) : m_clsid(clsid)
+void ModuleObject::Unregister(REFCLSID clsid)
 {
-    ModuleObject::Instance().RegisterClass(m_clsid, creator);
+    const MutexLock lock(m_lock);
+    if (ComponentClassRegistration** const link = Find(clsid); *link)
+        *link = (*link)->m_next;
+}
+
+ComponentClassRegistration::ComponentClassRegistration(REFCLSID clsid, ComponentCreator creator) noexcept
+    : m_clsid(clsid), m_creator(creator)
+{
+    ModuleObject::Instance().Register(*this);
 }
 
 ComponentClassRegistration::~ComponentClassRegistration()
 {
-    ModuleObject::Instance().UnregisterClass(m_clsid);
+    ModuleObject::Instance().Unregister(m_clsid);
 }

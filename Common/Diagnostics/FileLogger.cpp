@@ -1,13 +1,17 @@
 #include "Common/Diagnostics/FileLogger.h"
 
 #include "Common/Diagnostics/ImpersonationRevertGuard.h"
-#include "Common/Diagnostics/InternalReport.h"
+#include "Common/ErrorHandling/HResult.h"
 #include "Common/Foundation/ModuleFile.h"
 #include "Common/Foundation/SteadyClock.h"
+#include "Common/Foundation/Strings.h"
+#include "Platform/Process.h"
 #include "Platform/Text.h"
+#include "Platform/Threads.h"
 
 #include <cwchar>
-#include <thread>
+
+using Platform::AppendFile;
 
 namespace
 {
@@ -16,39 +20,27 @@ constexpr bool RevertImpersonation = true;
 constexpr int OpenAttempts = 4;
 constexpr std::chrono::milliseconds PauseBetweenAttempts{10};
 
-HRESULT LastErrorCode()
+void ReportCannotOpen(const std::wstring& path, HRESULT code)
 {
-    return HResultFromWin32(GetLastError());
+    InternalReport({L"FileLogger: cannot open log file '", path, L"'", ErrorSuffix(code)});
 }
 
-std::wstring ErrorSuffix(HRESULT code)
-{
-    wchar_t suffix[32];
-    std::swprintf(suffix, std::size(suffix), L" (error: 0x%08x)", static_cast<unsigned>(code));
-    return suffix;
-}
-
-UniqueHandle OpenForAppending(const std::wstring& path)
+HRESULT OpenForAppending(const std::wstring& path, AppendFile& file)
 {
     for (int attempt = 1;; ++attempt) {
-        const HANDLE file =
-            CreateFileW(path.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                        OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-        if (file != INVALID_HANDLE_VALUE)
-            return UniqueHandle(file);
-        if (GetLastError() != ERROR_SHARING_VIOLATION || attempt == OpenAttempts)
-            return nullptr;
-        std::this_thread::sleep_for(PauseBetweenAttempts);
+        const HRESULT hr = AppendFile::Open(path, file);
+        if (hr != HResultFromWin32(ERROR_SHARING_VIOLATION) || attempt == OpenAttempts)
+            return hr;
+        Platform::SleepFor(PauseBetweenAttempts);
     }
 }
 
-void WriteUtf16(HANDLE file, std::wstring_view text)
+void WriteUtf16(const AppendFile& file, std::wstring_view text)
 {
     std::string bytes;
     Text::AppendUtf16Le(text, bytes);
-    DWORD written = 0;
-    if (!WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr))
-        InternalReport(L"FileLogger: cannot write" + ErrorSuffix(LastErrorCode()));
+    if (const HRESULT hr = file.Write(bytes); hr < 0)
+        InternalReport({L"FileLogger: cannot write", ErrorSuffix(hr)});
 }
 
 } // namespace
@@ -62,86 +54,90 @@ FileLogger::FileLogger(LoggerSettings& settings, std::wstring fileName, std::wst
 
 void FileLogger::Write(const wchar_t* text, int length) noexcept
 try {
-    const LastErrorKeeper keepLastError;
-    if (const UniqueHandle file = GetHandle())
-        WriteUtf16(file.get(),
+    const Platform::LastErrorKeeper keepLastError;
+    if (const AppendFile file = GetHandle())
+        WriteUtf16(file,
                    length < 0 ? std::wstring_view(text) : std::wstring_view(text, static_cast<std::size_t>(length)));
 } catch (...) {
-    InternalReport(L"FileLogger: cannot write");
+    InternalReport({L"FileLogger: cannot write"});
 }
 
-UniqueHandle FileLogger::GetHandle()
+AppendFile FileLogger::GetHandle()
 {
-    const DWORD keepOpenInterval = m_settings.KeepOpenInterval();
+    const std::uint32_t keepOpenInterval = m_settings.KeepOpenInterval();
     const MutexLock lock(m_lock);
     if (keepOpenInterval == 0) {
-        m_cached.reset();
+        m_cached = AppendFile();
         return Open();
     }
-    const DWORD now = SteadyClock::Ticks();
+    const std::uint32_t now = SteadyClock::Ticks();
     if (m_lastOpenTick == 0 || now - m_lastOpenTick >= keepOpenInterval) {
         // Set before the attempt: when it fails, the next one comes an interval later.
         m_lastOpenTick = now;
-        m_cached.reset();
+        m_cached = AppendFile();
         m_cached = Open();
     }
-    return m_cached ? DuplicateCached() : nullptr;
+    return m_cached ? DuplicateCached() : AppendFile();
 }
 
-UniqueHandle FileLogger::DuplicateCached()
+AppendFile FileLogger::DuplicateCached()
 {
-    HANDLE duplicate = nullptr;
-    if (!DuplicateHandle(GetCurrentProcess(), m_cached.get(), GetCurrentProcess(), &duplicate, 0, FALSE,
-                         DUPLICATE_SAME_ACCESS)) {
-        InternalReport(L"FileLogger: cannot duplicate handle" + ErrorSuffix(LastErrorCode()));
-        return nullptr;
-    }
-    return UniqueHandle(duplicate);
+    AppendFile duplicate;
+    if (const HRESULT hr = m_cached.Duplicate(duplicate); hr < 0)
+        InternalReport({L"FileLogger: cannot duplicate handle", ErrorSuffix(hr)});
+    return duplicate;
 }
 
-UniqueHandle FileLogger::Open()
+AppendFile FileLogger::Open()
 {
     const ImpersonationRevertGuard revert(RevertImpersonation);
-    const std::wstring path = m_nameHasDirectory ? m_fileName : m_settings.LogDirectory() + m_fileName;
-    UniqueHandle file = OpenForAppending(path);
-    if (!file) {
-        InternalReport(L"FileLogger: cannot open log file '" + path + L"'" + ErrorSuffix(LastErrorCode()));
-        return nullptr;
+    std::wstring directory;
+    try {
+        if (!m_nameHasDirectory)
+            directory = m_settings.LogDirectory();
+    } catch (const HRX& e) {
+        ReportCannotOpen(m_settings.ConfiguredLogDirectory() + m_fileName, e.Code());
+        return {};
     }
-    if (IsTooBig(file.get(), path))
-        return nullptr;
+    const std::wstring path = directory + m_fileName;
+    AppendFile file;
+    if (const HRESULT hr = OpenForAppending(path, file); hr < 0) {
+        ReportCannotOpen(path, hr);
+        return {};
+    }
+    if (IsTooBig(file, path))
+        return {};
     if (!m_banner.empty())
-        WriteBannerToNewFile(file.get());
+        WriteBannerToNewFile(file);
     return file;
 }
 
-bool FileLogger::IsTooBig(HANDLE file, const std::wstring& path)
+bool FileLogger::IsTooBig(const AppendFile& file, const std::wstring& path)
 {
     const std::uint32_t threshold = m_settings.FileSizeThresholdMB();
-    LARGE_INTEGER size{};
-    if (threshold == 0 || !GetFileSizeEx(file, &size))
+    std::uint64_t size = 0;
+    if (threshold == 0 || file.GetSize(size) < 0)
         return false;
-    const std::int64_t megabytes = size.QuadPart / 1048576;
+    const std::uint64_t megabytes = size / 1048576;
     if (megabytes < threshold) {
         m_tooBigReported = false;
         return false;
     }
     if (!m_tooBigReported) {
         m_tooBigReported = true;
-        InternalReport(L"FileLogger: log file '" + path + L"' is too big (size=" + std::to_wstring(megabytes) +
-                       L"MB threshold=" + std::to_wstring(threshold) + L"MB)");
+        wchar_t sizes[64];
+        std::swprintf(sizes, std::size(sizes), L"' is too big (size=%lluMB threshold=%uMB)",
+                      static_cast<unsigned long long>(megabytes), static_cast<unsigned>(threshold));
+        InternalReport({L"FileLogger: log file '", path, sizes});
     }
     return true;
 }
 
-void FileLogger::WriteBannerToNewFile(HANDLE file)
+void FileLogger::WriteBannerToNewFile(const AppendFile& file)
 {
-    FileIdentity identity;
-    BY_HANDLE_FILE_INFORMATION information{};
-    if (GetFileInformationByHandle(file, &information)) {
-        identity = {information.dwVolumeSerialNumber, information.nFileIndexHigh, information.nFileIndexLow};
-    } else {
-        InternalReport(L"FileLogger: cannot get file id" + ErrorSuffix(LastErrorCode()));
+    Platform::FileIdentity identity;
+    if (const HRESULT hr = file.GetIdentity(identity); hr < 0) {
+        InternalReport({L"FileLogger: cannot get file id", ErrorSuffix(hr)});
         identity.fill(0xFFFFFFFF);
     }
     if (identity == m_identity)
@@ -152,5 +148,20 @@ void FileLogger::WriteBannerToNewFile(HANDLE file)
 
 std::wstring DefaultLogFileName()
 {
-    return std::wstring(ModuleFile::StemOf(ModuleFile::Path(ModuleFile::Handle()))) + L".log";
+    return std::wstring(ModuleFile::StemOf(ModuleFile::Path())) + L".log";
+}
+
+std::wstring BuildBanner(const std::array<int, 4>& version)
+{
+    const std::wstring frame = std::wstring(100, L'*') + L"\r\n";
+    std::wstring banner = frame;
+    banner += L"*** Module: " + ModuleFile::Path() + L" (Base: " + Strings::Hex(ModuleFile::Base()) + L")\r\n";
+    banner += L"*** Version: " + std::to_wstring(version[0]) + L"." + std::to_wstring(version[1]) + L"." +
+              std::to_wstring(version[2]) + L"." + std::to_wstring(version[3]) + L"\r\n";
+    banner += L"*** Module description: Kestrine64\r\n";
+    banner +=
+        L"*** Process: " + ModuleFile::ProcessPath() + L" (Pid: " + std::to_wstring(Platform::ProcessId()) + L")\r\n";
+    banner += L"*** Command line: " + Platform::CommandLine() + L"\r\n";
+    banner += frame;
+    return banner;
 }

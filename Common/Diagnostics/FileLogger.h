@@ -2,9 +2,7 @@
 #pragma once
 
 #include "Common/Diagnostics/LogManager.h"
-#include "Common/Foundation/Handles.h"
-
-#include <array>
+#include "Platform/Files.h"
 
 // Thread-safe: each line is one write on a handle opened for appending, outside the lock. Troubles go to the debugger
 // output, never to the caller.
@@ -18,13 +16,11 @@ public:
     void Write(const wchar_t* text, int length) noexcept override;
 
 private:
-    UniqueHandle GetHandle();
-    UniqueHandle DuplicateCached() REQUIRES(m_lock);
-    UniqueHandle Open() REQUIRES(m_lock);
-    bool IsTooBig(HANDLE file, const std::wstring& path) REQUIRES(m_lock);
-    void WriteBannerToNewFile(HANDLE file) REQUIRES(m_lock);
-
-    using FileIdentity = std::array<DWORD, 3>; // volume serial number, index high, index low
+    Platform::AppendFile GetHandle();
+    Platform::AppendFile DuplicateCached() REQUIRES(m_lock);
+    Platform::AppendFile Open() REQUIRES(m_lock);
+    bool IsTooBig(const Platform::AppendFile& file, const std::wstring& path) REQUIRES(m_lock);
+    void WriteBannerToNewFile(const Platform::AppendFile& file) REQUIRES(m_lock);
 
     LoggerSettings& m_settings;
     const std::wstring m_fileName;
@@ -32,11 +28,14 @@ private:
     const bool m_nameHasDirectory;
 
     Mutex m_lock;
-    DWORD m_lastOpenTick GUARDED_BY(m_lock) = 0; // 0: never
-    UniqueHandle m_cached GUARDED_BY(m_lock);
-    FileIdentity m_identity GUARDED_BY(m_lock){}; // of the file that received the banner last
+    std::uint32_t m_lastOpenTick GUARDED_BY(m_lock) = 0; // 0: never
+    Platform::AppendFile m_cached GUARDED_BY(m_lock);
+    Platform::FileIdentity m_identity GUARDED_BY(m_lock){}; // of the file that received the banner last
     bool m_tooBigReported GUARDED_BY(m_lock) = false;
 };
 
 // The module's file name without directory and extension, with ".log".
 std::wstring DefaultLogFileName();
+
+// The lines that head a log file: the module, its version and description, and the process it runs in.
+std::wstring BuildBanner(const std::array<int, 4>& version);

@@ -1,18 +1,15 @@
 #include "Common/Diagnostics/ImpersonationRevertGuard.h"
 
-#include "Common/Diagnostics/InternalReport.h"
+#include "Common/Diagnostics/LogManager.h"
 
 #include <cstdlib>
-#include <cwchar>
 
 namespace
 {
 
-void ReportTokenError(const wchar_t* what)
+void ReportTokenError(const wchar_t* what, HRESULT code)
 {
-    wchar_t code[32];
-    std::swprintf(code, std::size(code), L" (error: 0x%08x)", static_cast<unsigned>(HResultFromWin32(GetLastError())));
-    InternalReport(std::wstring(L"ImpersonationRevertGuard: ") + what + code);
+    InternalReport({L"ImpersonationRevertGuard: ", what, ErrorSuffix(code)});
 }
 
 } // namespace
@@ -21,23 +18,26 @@ ImpersonationRevertGuard::ImpersonationRevertGuard(bool enabled)
 {
     if (!enabled)
         return;
-    HANDLE token = nullptr;
-    if (!OpenThreadToken(GetCurrentThread(), TOKEN_IMPERSONATE, TRUE, &token)) {
-        if (GetLastError() != ERROR_NO_TOKEN)
-            ReportTokenError(L"cannot get current thread token");
-        return;
-    }
-    m_token.reset(token);
-    if (!SetThreadToken(nullptr, nullptr)) {
-        ReportTokenError(L"cannot revert thread token");
-        m_token.reset();
-    }
+    if (const HRESULT hr = m_token.Open(); hr < 0)
+        ReportTokenError(L"cannot get current thread token", hr);
+    else if (hr == S_OK)
+        Revert();
+}
+
+void ImpersonationRevertGuard::Revert()
+{
+    const HRESULT hr = m_token.TakeOff();
+    m_reverted = hr >= 0;
+    if (!m_reverted)
+        ReportTokenError(L"cannot revert thread token", hr);
 }
 
 ImpersonationRevertGuard::~ImpersonationRevertGuard()
 {
-    if (m_token && !SetThreadToken(nullptr, m_token.get())) {
-        ReportTokenError(L"cannot restore token back");
+    if (!m_reverted)
+        return;
+    if (const HRESULT hr = m_token.PutBack(); hr < 0) {
+        ReportTokenError(L"cannot restore token back", hr);
         std::abort();
     }
 }

@@ -1,7 +1,7 @@
 // Lets a thread that impersonates a client act as the process for a scope.
 #pragma once
 
-#include "Common/Foundation/Handles.h"
+#include "Platform/Process.h"
 
 // The log file belongs to the process, whoever the thread works for. When the token cannot be put back the process is
 // aborted: a thread must never go on with the wrong identity.
@@ -14,5 +14,8 @@ public:
     ImpersonationRevertGuard& operator=(const ImpersonationRevertGuard&) = delete;
 
 private:
-    UniqueHandle m_token; // the one to put back
+    void Revert();
+
+    Platform::ThreadToken m_token;
+    bool m_reverted = false; // the token is to be put back
 };

@@ -9,14 +9,14 @@
 
 #include "Common/Diagnostics/LogManager.h"
 #include "Common/Diagnostics/LogSeverity.h"
-#include "Common/Foundation/Handles.h"
+#include "Platform/Process.h"
 
 #include <ostream>
 #include <sstream>
 
 #define LOG_AT_SOURCE(severity, source, message)                                                                       \
     do {                                                                                                               \
-        if (LogManager::Instance().IsEnabled(severity))                                                                \
+        if (IsLogEnabled(severity))                                                                                    \
             WriteLogStatement(severity, source, [&](std::wostream& logStream) { logStream << message; });              \
     } while (false)
 #define LOG_AT(severity, message) LOG_AT_SOURCE(severity, SourceLocation::Current(), message)
@@ -44,10 +44,10 @@ std::wstring BuildLogText(Build build)
 template <class Build>
 void WriteLogStatement(std::uint32_t severity, const SourceLocation& source, Build build) noexcept
 {
-    const LastErrorKeeper keepLastError;
+    const Platform::LastErrorKeeper keepLastError;
     try {
         LogManager::Instance().Write(severity, BuildLogText(build), source, nullptr);
     } catch (...) {
-        // Out of memory: the line is lost, the caller goes on.
+        // Out of memory: the line is lost, the caller continues.
     }
 }

@@ -1,40 +1,80 @@
 #include "Common/Diagnostics/LogManager.h"
 
-#include "Common/Diagnostics/InternalReport.h"
-#include "Common/Diagnostics/LogLineFormatter.h"
 #include "Common/Diagnostics/LogSeverity.h"
-#include "Common/Foundation/Handles.h"
 #include "Common/Foundation/Singleton.h"
+#include "Platform/Modules.h"
+#include "Platform/Process.h"
+#include "Platform/Text.h"
+
+#include <algorithm>
+#include <cwchar>
+#include <iterator>
 
 namespace
 {
-
-bool IsVistaOrLater()
-{
-    OSVERSIONINFOEXW version{};
-    version.dwOSVersionInfoSize = sizeof(version);
-    version.dwMajorVersion = 6;
-    ULONGLONG mask = VerSetConditionMask(0, VER_MAJORVERSION, VER_GREATER_EQUAL);
-    mask = VerSetConditionMask(mask, VER_MINORVERSION, VER_GREATER_EQUAL);
-    mask = VerSetConditionMask(mask, VER_SERVICEPACKMAJOR, VER_GREATER_EQUAL);
-    return VerifyVersionInfoW(&version, VER_MAJORVERSION | VER_MINORVERSION | VER_SERVICEPACKMAJOR, mask) != FALSE;
-}
-
-// 100-ns resolution where the platform has it.
-auto FindSystemTimeFunction()
-{
-    using Function = void(WINAPI*)(FILETIME*);
-    const HMODULE kernel = GetModuleHandleW(L"Kernel32.dll");
-    const FARPROC precise = kernel ? GetProcAddress(kernel, "GetSystemTimePreciseAsFileTime") : nullptr;
-    return precise ? reinterpret_cast<Function>(reinterpret_cast<void*>(precise)) : &GetSystemTimeAsFileTime;
-}
 
 const DataDirectory& ProcessDataDirectory()
 {
     return DataDirectory::Instance();
 }
 
+constexpr std::size_t FileNameWidth = 26;
+constexpr std::size_t LineNumberWidth = 4;
+constexpr unsigned MaxIndentation = 30;
+
+void AppendNumber(std::wstring& text, std::uint32_t number, std::size_t width, wchar_t fill)
+{
+    const std::wstring digits = std::to_wstring(number);
+    text.append(width - std::min(width, digits.size()), fill);
+    text += digits;
+}
+
+void AppendTime(std::wstring& text, std::uint64_t systemTime)
+{
+    const Platform::CivilTime time = Platform::ToLocalTime(systemTime);
+    const auto append = [&text](std::uint32_t number, std::size_t width, wchar_t end) {
+        AppendNumber(text, number, width, L'0');
+        text += end;
+    };
+    append(time.year, 4, L'-');
+    append(time.month, 2, L'-');
+    append(time.day, 2, L' ');
+    append(time.hour, 2, L':');
+    append(time.minute, 2, L':');
+    append(time.second, 2, L'.');
+    AppendNumber(text, time.millisecond, 3, L'0');
+    AppendNumber(text, static_cast<std::uint32_t>(systemTime % 10000), 4, L'0');
+}
+
+void AppendSeverity(std::wstring& text, std::uint32_t severity)
+{
+    const std::wstring_view name = severity < LogSeverity::Names.size() ? LogSeverity::Names[severity] : L"";
+    text += name;
+    text.append(4 - name.size(), L' ');
+}
+
+void AppendSource(std::wstring& text, const SourceLocation& source)
+{
+    std::string_view path = source.file;
+    path.remove_prefix(path.find_last_of("\\/") + 1);
+    std::wstring name = Text::FromUtf8(path);
+    name.resize(std::min(name.size(), FileNameWidth));
+    const std::wstring number = std::to_wstring(source.line);
+    const std::size_t width = FileNameWidth - name.size() + LineNumberWidth;
+    text += name;
+    text += L':';
+    text += number;
+    text.append(width - std::min(width, number.size()), L' ');
+}
+
 } // namespace
+
+bool IsLogEnabled(std::uint32_t severity) noexcept
+try {
+    return LogManager::Instance().IsEnabled(severity);
+} catch (...) {
+    return false;
+}
 
 unsigned& ThreadIndentation()
 {
@@ -45,7 +85,7 @@ unsigned& ThreadIndentation()
 LogManager::LogManager() : LogManager(SettingsStore::Instance(), &ProcessDataDirectory) {}
 
 LogManager::LogManager(SettingsStore& store, const DataDirectory& (*dataDirectory)())
-    : m_settings(store, dataDirectory), m_threadIndentation(IsVistaOrLater()), m_getSystemTime(FindSystemTimeFunction())
+    : m_settings(store, dataDirectory), m_threadIndentation(Platform::IsSystemVersionOrLater(6, 0))
 {}
 
 LogManager& LogManager::Instance()
@@ -53,7 +93,7 @@ LogManager& LogManager::Instance()
     return Singleton<LogManager>::Instance();
 }
 
-bool LogManager::IsEnabled(std::uint32_t severity)
+bool LogManager::IsEnabled(std::uint32_t severity) noexcept
 {
     m_settings.RefreshIfStale();
     return severity >= LogSeverity::Crit && severity <= m_settings.MaxSeverity();
@@ -61,12 +101,12 @@ bool LogManager::IsEnabled(std::uint32_t severity)
 
 void LogManager::Write(std::uint32_t severity, std::wstring_view text, const SourceLocation& source, ILogger* target)
 {
-    const LastErrorKeeper keepLastError;
+    const Platform::LastErrorKeeper keepLastError;
     LogLine line{};
-    m_getSystemTime(&line.time);
+    line.time = Platform::SystemTime();
     line.severity = severity;
-    line.processId = GetCurrentProcessId();
-    line.threadId = GetCurrentThreadId();
+    line.processId = Platform::ProcessId();
+    line.threadId = Platform::ThreadId();
     line.source = source;
     line.indentation = m_threadIndentation ? ThreadIndentation() : 0;
     line.message = text;
@@ -90,7 +130,7 @@ bool LogManager::AddLogger(ILogger& logger)
         if (slot.compare_exchange_strong(expected, &logger))
             return true;
     }
-    InternalReport(L"LogManager: Too many loggers");
+    InternalReport({L"LogManager: Too many loggers"});
     return false;
 }
 
@@ -100,4 +140,43 @@ void LogManager::RemoveLogger(ILogger& logger)
         ILogger* expected = &logger;
         slot.compare_exchange_strong(expected, nullptr);
     }
+}
+
+std::wstring FormatLogLine(const LogLine& line)
+{
+    constexpr std::size_t columns = 160;
+    std::wstring text;
+    text.reserve(columns + line.message.size());
+    AppendTime(text, line.time);
+    text += L" | ";
+    AppendSeverity(text, line.severity);
+    text += L" |";
+    AppendNumber(text, line.processId & 0xFFFF, 5, L' ');
+    text += L' ';
+    AppendNumber(text, line.threadId & 0xFFFF, 5, L' ');
+    text += L" | ";
+    AppendSource(text, line.source);
+    text += L"| ";
+    text.append(2 * std::min(line.indentation, MaxIndentation), L' ');
+    text += line.message;
+    text += L"\r\n";
+    return text;
+}
+
+void InternalReport(std::initializer_list<std::wstring_view> parts) noexcept
+{
+    const Platform::LastErrorKeeper keepLastError;
+    wchar_t text[5000];
+    wchar_t* end = text;
+    wchar_t* const last = std::end(text) - 2;
+    for (const std::wstring_view part : parts)
+        end = std::copy_n(part.data(), std::min(part.size(), static_cast<std::size_t>(last - end)), end);
+    *end++ = L'\n';
+    *end = L'\0';
+    Platform::WriteDebugOutput(text);
+}
+
+ErrorSuffix::ErrorSuffix(HRESULT code) noexcept
+{
+    std::swprintf(m_text, std::size(m_text), L" (error: 0x%08x)", static_cast<unsigned>(code));
 }

@@ -1,4 +1,4 @@
-// The one door to the log: decides which lines are written, formats them and hands them to the registered loggers.
+// The log: decides which lines are written, formats them and hands them to the registered loggers.
 #pragma once
 
 #include "Common/Diagnostics/LoggerSettings.h"
@@ -6,6 +6,8 @@
 
 #include <array>
 #include <atomic>
+#include <initializer_list>
+#include <string>
 #include <string_view>
 
 // Where lines go.
@@ -28,7 +30,7 @@ public:
     static LogManager& Instance();
 
     // Whether lines of this severity are written. Callers ask before they build a message.
-    bool IsEnabled(std::uint32_t severity);
+    bool IsEnabled(std::uint32_t severity) noexcept;
 
     // Formats one line and hands it to `target`, or to every registered logger in slot order without one. Writes
     // whatever the severity is.
@@ -45,13 +47,45 @@ public:
     LoggerSettings& Settings() { return m_settings; }
 
 private:
-    using GetSystemTime = void(WINAPI*)(FILETIME*);
-
     std::array<std::atomic<ILogger*>, 4> m_loggers{};
     LoggerSettings m_settings;
     const bool m_threadIndentation;
-    const GetSystemTime m_getSystemTime;
 };
+
+// IsEnabled of the module's log; false when there is no memory to make it.
+bool IsLogEnabled(std::uint32_t severity) noexcept;
 
 // How many steps the calling thread's lines are indented; moved by trace scopes.
 unsigned& ThreadIndentation();
+
+// The columns of a log line.
+struct LogLine
+{
+    std::uint64_t time; // Platform::SystemTime
+    std::uint32_t severity;
+    std::uint32_t processId;
+    std::uint32_t threadId;
+    SourceLocation source;
+    unsigned indentation;
+    std::wstring_view message;
+};
+
+// date time | severity | process thread | file:line | message CR LF. Times are local, processes and threads shown by
+// their low 16 bits, files by the first 26 characters of their name, indentation as two blanks a step, 30 steps at
+// most.
+std::wstring FormatLogLine(const LogLine& line);
+
+// Tells of the logging machinery's own troubles on the debugger output. Joins the parts to one message; what is longer
+// than any path is cut. Never logs, never throws, allocates nothing; keeps the thread's last error.
+void InternalReport(std::initializer_list<std::wstring_view> parts) noexcept;
+
+// " (error: 0x80070005)", to end a report with.
+class ErrorSuffix
+{
+public:
+    explicit ErrorSuffix(HRESULT code) noexcept;
+    operator std::wstring_view() const { return m_text; }
+
+private:
+    wchar_t m_text[32];
+};

@@ -1,41 +1,20 @@
 #include "Common/Diagnostics/TraceScope.h"
 
-#include <algorithm>
-#include <cwchar>
+#include "Platform/Threads.h"
+
 #include <exception>
-
-namespace
-{
-
-std::int64_t TicksPer10Microseconds()
-{
-    static const std::int64_t ticks = [] {
-        LARGE_INTEGER frequency{};
-        QueryPerformanceFrequency(&frequency);
-        return std::max<std::int64_t>(frequency.QuadPart / 100000, 1);
-    }();
-    return ticks;
-}
-
-} // namespace
 
 std::wstring FormatMilliseconds(std::int64_t microseconds)
 {
-    wchar_t plain[32];
-    std::swprintf(plain, std::size(plain), L"%lld.%03lld", static_cast<long long>(microseconds / 1000),
-                  static_cast<long long>(microseconds % 1000));
-
-    wchar_t point[] = L".";
-    wchar_t blank[] = L" ";
-    const NUMBERFMTW format{3, 1, 3, point, blank, 1};
-    wchar_t grouped[64];
-    if (GetNumberFormatW(LOCALE_INVARIANT, 0, plain, &format, grouped, static_cast<int>(std::size(grouped))) == 0)
-        return plain;
-    return grouped;
+    std::wstring text = std::to_wstring(microseconds / 1000);
+    for (std::size_t place = text.size(); place > 3;)
+        text.insert(place -= 3, 1, L' ');
+    const std::wstring fraction = std::to_wstring(microseconds % 1000);
+    return text + L'.' + std::wstring(3 - fraction.size(), L'0') + fraction;
 }
 
 TraceScope::TraceScope(std::uint32_t severity, std::uint32_t exceptionSeverity, const wchar_t* literal,
-                       const SourceLocation& source, ILogger* target)
+                       const SourceLocation& source, ILogger* target) noexcept
     : m_severity(severity),
       m_exceptionSeverity(exceptionSeverity),
       m_literal(literal),
@@ -46,45 +25,47 @@ TraceScope::TraceScope(std::uint32_t severity, std::uint32_t exceptionSeverity, 
     Enter();
 }
 
-TraceScope::TraceScope(std::uint32_t severity, std::uint32_t exceptionSeverity, std::wstring text,
-                       const SourceLocation& source, ILogger* target)
+TraceScope::TraceScope(std::uint32_t severity, std::uint32_t exceptionSeverity, std::wstring_view text,
+                       const SourceLocation& source, ILogger* target) noexcept
     : m_severity(severity),
       m_exceptionSeverity(exceptionSeverity),
       m_literal(nullptr),
-      m_text(std::move(text)),
       m_source(source),
       m_target(target),
       m_uncaughtAtStart(std::uncaught_exceptions())
 {
+    try {
+        m_text = text;
+    } catch (...) {
+        m_literal = L"... (***EXCEPTION***)";
+    }
     Enter();
 }
 
-void TraceScope::Enter()
+void TraceScope::Enter() noexcept
 {
-    LogManager& log = LogManager::Instance();
-    if (log.IsEnabled(m_severity)) {
+    if (IsLogEnabled(m_severity)) {
         Write(m_severity, L"Entering: ", {});
         m_indentationAdded = 1;
-        if (log.ThreadIndentationAvailable())
+        if (LogManager::Instance().ThreadIndentationAvailable())
             ThreadIndentation() += m_indentationAdded;
     }
-    QueryPerformanceCounter(&m_start);
+    m_start = Platform::SteadyNow();
 }
 
 TraceScope::~TraceScope()
 {
-    LARGE_INTEGER now{};
-    QueryPerformanceCounter(&now);
+    const auto now = Platform::SteadyNow();
     const bool failed = std::uncaught_exceptions() != m_uncaughtAtStart;
     const std::uint32_t severity = failed ? m_exceptionSeverity : m_severity;
 
-    LogManager& log = LogManager::Instance();
-    if (log.ThreadIndentationAvailable())
+    // Whoever has added a step has found the log manager made.
+    if (m_indentationAdded != 0 && LogManager::Instance().ThreadIndentationAvailable())
         ThreadIndentation() -= m_indentationAdded;
-    if (!log.IsEnabled(severity))
+    if (!IsLogEnabled(severity))
         return;
     try {
-        const std::int64_t microseconds = (now.QuadPart - m_start.QuadPart) * 10 / TicksPer10Microseconds();
+        const auto microseconds = std::chrono::duration_cast<std::chrono::microseconds>(now - m_start).count();
         Write(severity, failed ? L"EXCEPTION at: " : L"Exiting: ", L" [" + FormatMilliseconds(microseconds) + L" ms]");
     } catch (...) {
         // Out of memory: the exit line is lost.

@@ -4,6 +4,7 @@
 #include "Common/Diagnostics/LogManager.h"
 #include "Common/Diagnostics/LogSeverity.h"
 
+#include <chrono>
 #include <string>
 
 // Lives in one operation's frame, on one thread, in strict nesting. While its severity is off it costs two readings of
@@ -12,27 +13,27 @@ class TraceScope
 {
 public:
     // `severity` is that of the entry line and of a normal exit line, `exceptionSeverity` that of the exit line when an
-    // exception ends the scope. `literal` must outlive the scope. `target`: the only logger that gets the lines, or
-    // null for all.
+    // exception ends the scope. `literal` must outlive the scope, `text` is copied: what there is no memory for is
+    // lost. `target`: the only logger that gets the lines, or null for all.
     TraceScope(std::uint32_t severity, std::uint32_t exceptionSeverity, const wchar_t* literal,
-               const SourceLocation& source, ILogger* target = nullptr);
-    TraceScope(std::uint32_t severity, std::uint32_t exceptionSeverity, std::wstring text, const SourceLocation& source,
-               ILogger* target = nullptr);
+               const SourceLocation& source, ILogger* target = nullptr) noexcept;
+    TraceScope(std::uint32_t severity, std::uint32_t exceptionSeverity, std::wstring_view text,
+               const SourceLocation& source, ILogger* target = nullptr) noexcept;
     ~TraceScope();
     TraceScope(const TraceScope&) = delete;
     TraceScope& operator=(const TraceScope&) = delete;
 
 private:
-    void Enter();
+    void Enter() noexcept;
     void Write(std::uint32_t severity, const wchar_t* prefix, const std::wstring& suffix) noexcept;
 
     const std::uint32_t m_severity;
     const std::uint32_t m_exceptionSeverity;
-    const wchar_t* const m_literal; // null when m_text holds the text
-    const std::wstring m_text;
+    const wchar_t* m_literal; // null when m_text holds the text
+    std::wstring m_text;
     const SourceLocation m_source;
     ILogger* const m_target;
-    LARGE_INTEGER m_start{};
+    std::chrono::nanoseconds m_start{};
     unsigned m_indentationAdded = 0;
     const int m_uncaughtAtStart;
 };

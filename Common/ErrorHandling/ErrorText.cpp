@@ -1,7 +1,6 @@
 #include "Common/ErrorHandling/ErrorText.h"
 
-#include "Common/ErrorHandling/ErrorMessages.h"
-#include "Common/Foundation/Handles.h"
+#include "Common/ErrorHandling/MessageModules.h"
 #include "Common/Foundation/Strings.h"
 
 #include <cwchar>
@@ -10,7 +9,7 @@
 namespace
 {
 
-// The parts of a full error text; nothing when it has not that form.
+// The parts of a full error text; nullopt for any other form.
 std::optional<ErrorRecord> ParseErrorText(const std::wstring& text)
 {
     wchar_t* end = nullptr;
@@ -30,20 +29,14 @@ std::optional<ErrorRecord> ParseErrorText(const std::wstring& text)
     return record;
 }
 
-ErrorRecord ReadErrorInfo(IErrorInfo& info, HRESULT code)
+ErrorRecord ReadErrorInfo(const Platform::ErrorInfo& info, HRESULT code)
 {
-    BSTR text = nullptr;
-    const HRESULT hr = info.GetDescription(&text);
-    const UniqueBstr owner(text);
-    if (hr < 0 || SysStringLen(text) == 0)
-        return {};
     ErrorRecord record;
-    GUID origin{};
-    if (info.GetGUID(&origin) < 0 || !(origin == FrameworkErrorGuid)) {
-        record.description.assign(text, SysStringLen(text));
-    } else if (auto parsed = ParseErrorText(std::wstring(text, SysStringLen(text))); parsed && parsed->code == code) {
+    const std::wstring text = info.Description();
+    if (!(info.Origin() == FrameworkErrorGuid))
+        record.description = text;
+    else if (auto parsed = ParseErrorText(text); parsed && parsed->code == code)
         record = std::move(*parsed);
-    }
     return record;
 }
 
@@ -58,23 +51,13 @@ std::wstring FrameList(const HRES& error)
     return list;
 }
 
-ComponentPtr<IErrorInfo> MakeErrorInfo(const GUID& origin, const std::wstring& description)
-{
-    ComponentPtr<ICreateErrorInfo> create;
-    ComponentPtr<IErrorInfo> info;
-    if (CreateErrorInfo(create.Out()) < 0 || create->SetDescription(const_cast<LPWSTR>(description.c_str())) < 0 ||
-        create->SetGUID(origin) < 0 || create->QueryInterface(IID_IErrorInfo, info.OutVoid()) < 0)
-        info.Reset();
-    return info;
-}
-
 } // namespace
 
 ErrorRecord MakeErrorRecord(const HRES& error)
 {
     ErrorRecord record;
     if (error.ErrorInfo())
-        record = ReadErrorInfo(*error.ErrorInfo(), error.Code());
+        record = ReadErrorInfo(error.ErrorInfo(), error.Code());
     record.code = error.Code();
     if (record.description.empty())
         record.description = GetErrorMessage(error.Code());
@@ -108,13 +91,17 @@ std::wostream& operator<<(std::wostream& stream, const HRES& error)
 
 HRESULT PublishError(const HRES& error)
 {
-    if (error.Failed())
-        SetErrorInfo(0, MakeErrorInfo(FrameworkErrorGuid, ErrorText(error)).Get());
+    return error.Failed() ? PublishError(error, ErrorText(error)) : error.Code();
+}
+
+HRESULT PublishError(const HRES& error, const std::wstring& text)
+{
+    Platform::ErrorInfo::Make(FrameworkErrorGuid, text).LeaveOnThread();
     return error.Code();
 }
 
-ComponentPtr<IErrorInfo> RestoreErrorInfo(const std::wstring& text)
+Platform::ErrorInfo RestoreErrorInfo(const std::wstring& text)
 {
     const std::optional<ErrorRecord> parsed = ParseErrorText(text);
-    return MakeErrorInfo(parsed && parsed->code < 0 ? FrameworkErrorGuid : GUID{}, text);
+    return Platform::ErrorInfo::Make(parsed && parsed->code < 0 ? FrameworkErrorGuid : GUID{}, text);
 }

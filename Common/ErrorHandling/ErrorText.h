@@ -1,4 +1,4 @@
-// Failures as text: in " failed: " log lines, and in the error information that goes with an HRESULT to the caller.
+// Failures as text: in " failed: " log lines, and in the error information that accompanies an HRESULT to the caller.
 //
 // The full text of an error is "0x80070490 Element not found [0x...,0x...;0x...,0x...]": the code, a description, and
 // the return addresses of every module that the error has passed, innermost first.
@@ -38,6 +38,9 @@ std::wostream& operator<<(std::wostream& stream, const HRES& error);
 // code. A success code is only returned.
 HRESULT PublishError(const HRES& error);
 
+// The same with the error's full text, where it is known already.
+HRESULT PublishError(const HRES& error, const std::wstring& text);
+
 // The error information that a full error text stands for, so that it can be taken apart again; any other text becomes
 // the description as it stands. Empty when it cannot be made.
-ComponentPtr<IErrorInfo> RestoreErrorInfo(const std::wstring& text);
+Platform::ErrorInfo RestoreErrorInfo(const std::wstring& text);

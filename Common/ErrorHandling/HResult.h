@@ -2,8 +2,7 @@
 // themselves.
 #pragma once
 
-#include "Interfaces/ComponentPtr.h"
-#include "Platform/Win32.h"
+#include "Platform/ErrorInfo.h"
 
 #include <array>
 
@@ -15,12 +14,9 @@ public:
     // `framesToSkip`: wrapper levels between this constructor and the code that detected the failure.
     explicit HRES(HRESULT code, unsigned framesToSkip = 0);
 
-    // A failure whose error information is known from elsewhere.
-    HRES(HRESULT code, ComponentPtr<IErrorInfo> errorInfo, unsigned framesToSkip = 0);
-
     HRESULT Code() const { return m_code; }
     bool Failed() const { return m_code < 0; }
-    IErrorInfo* ErrorInfo() const { return m_errorInfo.Get(); }
+    const Platform::ErrorInfo& ErrorInfo() const { return m_errorInfo; }
 
     // Innermost first; slots that the capture did not fill are null.
     const std::array<void*, 2>& Frames() const { return m_frames; }
@@ -29,7 +25,7 @@ private:
     void CaptureFrames(unsigned framesToSkip);
 
     HRESULT m_code;
-    ComponentPtr<IErrorInfo> m_errorInfo;
+    Platform::ErrorInfo m_errorInfo;
     std::array<void*, 2> m_frames{};
 };
 
@@ -63,20 +59,17 @@ void DropErrorInfo();
 class ErrorInfoKeeper
 {
 public:
-    ErrorInfoKeeper() { GetErrorInfo(0, m_info.Out()); }
-    ~ErrorInfoKeeper() { SetErrorInfo(0, m_info.Get()); }
+    ErrorInfoKeeper() = default;
+    ~ErrorInfoKeeper() { m_info.LeaveOnThread(); }
     ErrorInfoKeeper(const ErrorInfoKeeper&) = delete;
     ErrorInfoKeeper& operator=(const ErrorInfoKeeper&) = delete;
 
 private:
-    ComponentPtr<IErrorInfo> m_info;
+    const Platform::ErrorInfo m_info = Platform::ErrorInfo::TakeFromThread();
 };
 
 // Always throws; a success code becomes E_FAIL.
 [[noreturn]] void ThrowHResult(HRESULT hr);
-
-// Throws HResultFromWin32(GetLastError()).
-[[noreturn]] void ThrowLastError();
 
 // E_POINTER for a null argument.
 [[gnu::always_inline]] inline void CheckPointer(const void* argument)

@@ -1,8 +1,8 @@
-// The resource-only modules that message texts are looked up in.
+// Message texts of HRESULTs, and the resource-only modules that they are looked up in.
 #pragma once
 
-#include "Common/Diagnostics/SettingsStore.h"
-#include "Common/Foundation/Handles.h"
+#include "Common/Settings/SettingsStore.h"
+#include "Platform/Modules.h"
 
 #include <array>
 
@@ -12,7 +12,7 @@ class MessageModules
 {
 public:
     // Five modules a list; those loaded fill the list from the first slot.
-    using List = std::array<UniqueModule, 5>;
+    using List = std::array<Platform::MessageModule, 5>;
 
     MessageModules();
     explicit MessageModules(SettingsStore& store);
@@ -27,3 +27,10 @@ private:
     List m_primary;
     List m_fallback;
 };
+
+// The text without trailing blanks, periods and line breaks; "<no description>" when there is none anywhere. Answers
+// are remembered for the life of the module. Any thread.
+std::wstring GetErrorMessage(HRESULT code);
+
+// The same look-up in given modules, without remembering: for the modules that are still being loaded.
+std::wstring FindErrorMessage(HRESULT code, const MessageModules& modules);

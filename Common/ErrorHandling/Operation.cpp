@@ -5,6 +5,7 @@
 
 HRESULT FailOperation(const wchar_t* name, const HRX& error, const SourceLocation& source, std::uint32_t severity)
 {
-    LOG_AT_SOURCE(severity, source, name << L" failed: " << error);
-    return PublishError(error);
+    const std::wstring text = ErrorText(error);
+    LOG_AT_SOURCE(severity, source, name << L" failed: " << text);
+    return PublishError(error, text);
 }

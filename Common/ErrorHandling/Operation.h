@@ -14,25 +14,27 @@
 #include "Common/ErrorHandling/HResult.h"
 
 // Logs `name` + " failed: " + the error at `severity` and publishes the error; returns its code.
-HRESULT FailOperation(const wchar_t* name, const HRX& error, const SourceLocation& source,
-                      std::uint32_t severity = LogSeverity::Err);
+HRESULT FailOperation(const wchar_t* name, const HRX& error, const SourceLocation& source, std::uint32_t severity);
 
 // Runs `body` with its boundary only. What an earlier call has left as error information does not belong to this one.
+// `abortSeverity`: for E_ABORT, which is no error where somebody asks for it; LogSeverity::Err for all other codes.
 template <class Body>
-HRESULT Boundary(const wchar_t* name, Body&& body, const SourceLocation& where = SourceLocation::Current())
+HRESULT Boundary(const wchar_t* name, Body&& body, std::uint32_t abortSeverity = LogSeverity::Err,
+                 const SourceLocation& where = SourceLocation::Current())
 {
     DropErrorInfo();
     try {
         body();
         return S_OK;
     } catch (const HRX& error) {
-        return FailOperation(name, error, where);
+        return FailOperation(name, error, where, error.Code() == E_ABORT ? abortSeverity : LogSeverity::Err);
     }
 }
 
 // Runs `body` in a trace scope of the operation's name. On a failure the scope ends first, then the failure is logged.
 template <class Body>
-HRESULT Operation(const wchar_t* name, Body&& body, const SourceLocation& where = SourceLocation::Current())
+HRESULT Operation(const wchar_t* name, Body&& body, std::uint32_t abortSeverity = LogSeverity::Err,
+                  const SourceLocation& where = SourceLocation::Current())
 {
     return Boundary(
         name,
@@ -40,5 +42,5 @@ HRESULT Operation(const wchar_t* name, Body&& body, const SourceLocation& where 
             const TraceScope scope(LogSeverity::Dbg, LogSeverity::Dbg, name, where);
             body();
         },
-        where);
+        abortSeverity, where);
 }

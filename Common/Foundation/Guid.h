@@ -1,7 +1,7 @@
 // Identifiers as keys and as text.
 #pragma once
 
-#include "Platform/Win32.h"
+#include "Platform/Types.h"
 
 #include <cstring>
 #include <string>

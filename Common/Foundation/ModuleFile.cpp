@@ -1,28 +1,29 @@
 #include "Common/Foundation/ModuleFile.h"
 
+#include "Platform/Modules.h"
+
 namespace ModuleFile
 {
 
-HMODULE Handle()
+const void* Base()
 {
     static const char anchor = 0;
-    HMODULE module = nullptr;
-    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                       reinterpret_cast<LPCWSTR>(&anchor), &module);
-    return module;
+    return Platform::FindModule(&anchor);
 }
 
-std::wstring Path(HMODULE module)
+bool IsMainProgram()
 {
-    std::wstring path(MAX_PATH, L'\0');
-    for (;;) {
-        const DWORD length = GetModuleFileNameW(module, path.data(), static_cast<DWORD>(path.size()));
-        if (length < path.size()) {
-            path.resize(length);
-            return path;
-        }
-        path.resize(2 * path.size());
-    }
+    return Base() == Platform::MainModule();
+}
+
+std::wstring Path()
+{
+    return Platform::ModulePath(Base());
+}
+
+std::wstring ProcessPath()
+{
+    return Platform::ModulePath(Platform::MainModule());
 }
 
 std::wstring_view DirectoryOf(std::wstring_view path)

@@ -1,19 +1,21 @@
 // Files of this module and of the process.
 #pragma once
 
-#include "Platform/Win32.h"
-
 #include <string>
 #include <string_view>
 
 namespace ModuleFile
 {
 
-// This module, found from an address inside it. Its value is the load address.
-HMODULE Handle();
+// This module's load address, found from an address inside it.
+const void* Base();
 
-// Full path of the module, or of the process's main program for null. Empty when the platform does not know it.
-std::wstring Path(HMODULE module);
+// Whether this module is the process's main program, as it is in tests.
+bool IsMainProgram();
+
+// The full path of this module, and of the process's main program. Empty when the platform does not know it.
+std::wstring Path();
+std::wstring ProcessPath();
 
 // Up to and including the last backslash or slash; empty when there is none.
 std::wstring_view DirectoryOf(std::wstring_view path);

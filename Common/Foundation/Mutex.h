@@ -1,8 +1,22 @@
 // The mutexes with annotations, and their scoped lock.
 #pragma once
 
-#include "Common/Foundation/ThreadAnnotations.h"
-#include "Platform/Mutexes.h"
+#include "Platform/Threads.h"
+
+// Which lock guards what, said in a form that a clang pass checks (-Wthread-safety). Empty under other compilers.
+#ifdef __clang__
+#define KESTRINE_THREAD_ANNOTATION(x) __attribute__((x))
+#else
+#define KESTRINE_THREAD_ANNOTATION(x)
+#endif
+
+#define CAPABILITY(name) KESTRINE_THREAD_ANNOTATION(capability(name))
+#define SCOPED_CAPABILITY KESTRINE_THREAD_ANNOTATION(scoped_lockable)
+#define GUARDED_BY(lock) KESTRINE_THREAD_ANNOTATION(guarded_by(lock))
+#define REQUIRES(...) KESTRINE_THREAD_ANNOTATION(requires_capability(__VA_ARGS__))
+#define EXCLUDES(...) KESTRINE_THREAD_ANNOTATION(locks_excluded(__VA_ARGS__))
+#define ACQUIRE(...) KESTRINE_THREAD_ANNOTATION(acquire_capability(__VA_ARGS__))
+#define RELEASE(...) KESTRINE_THREAD_ANNOTATION(release_capability(__VA_ARGS__))
 
 template <class AnyMutex>
 class CAPABILITY("mutex") AnnotatedMutex
@@ -15,8 +29,8 @@ private:
     AnyMutex m_native;
 };
 
-using Mutex = AnnotatedMutex<Native::Mutex>;
-using RecursiveMutex = AnnotatedMutex<Native::RecursiveMutex>;
+using Mutex = AnnotatedMutex<Platform::Mutex>;
+using RecursiveMutex = AnnotatedMutex<Platform::RecursiveMutex>;
 
 // Holds a mutex for a scope; may be left and taken again in between (also by a condition variable that waits with it).
 template <class AnyMutex>

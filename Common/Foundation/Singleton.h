@@ -1,10 +1,13 @@
-// Module-wide objects: made on first use, gone when the module unloads (the last made goes first).
+// Module-wide objects: made on first use, destroyed when the module unloads (in reverse order of construction).
 #pragma once
 
-#include "Platform/Mutexes.h"
+#include "Platform/Threads.h"
 
 #include <atomic>
+#include <cstddef>
+#include <memory>
 #include <mutex>
+#include <new>
 
 // `T` is an ordinary class with a public constructor; tests build their own. A constructor that throws is tried again
 // by the next call. Any thread.
@@ -24,9 +27,9 @@ private:
         const std::lock_guard lock(s_lock);
         T* instance = s_instance.load(std::memory_order_relaxed);
         if (!instance) {
-            instance = new T();
+            instance = new (s_storage) T();
             s_instance.store(instance, std::memory_order_release);
-            // Made behind the instance: it goes in the instance's place among the module's static objects.
+            // Constructed after the instance, so it is destroyed where a static instance would be.
             static const Unloading unloading;
         }
         return *instance;
@@ -34,9 +37,10 @@ private:
 
     struct Unloading
     {
-        ~Unloading() { delete s_instance.exchange(nullptr); }
+        ~Unloading() { std::destroy_at(s_instance.exchange(nullptr)); }
     };
 
+    alignas(T) static inline std::byte s_storage[sizeof(T)]{}; // making the object itself needs no memory
     static inline std::atomic<T*> s_instance{nullptr};
-    static inline Native::Mutex s_lock; // guards creation
+    static inline Platform::Mutex s_lock; // guards creation
 };

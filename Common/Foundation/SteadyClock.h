@@ -1,8 +1,7 @@
 // The one seam through which time is read and waited for. It never follows the wall clock.
 #pragma once
 
-#include "Platform/SteadyCondition.h"
-#include "Platform/Win32.h"
+#include "Platform/Threads.h"
 
 #include <atomic>
 #include <chrono>
@@ -22,20 +21,21 @@ public:
     {
         if (const auto* manual = s_manualTime.load(std::memory_order_acquire))
             return time_point(duration(manual->load()));
-        return time_point(std::chrono::duration_cast<duration>(std::chrono::steady_clock::now().time_since_epoch()));
+        return time_point(Platform::SteadyNow());
     }
 
-    // Milliseconds as GetTickCount counts them: 32 bits that wrap.
-    static DWORD Ticks()
+    // Milliseconds in 32 bits, which wrap.
+    static std::uint32_t Ticks()
     {
         if (s_manualTime.load(std::memory_order_relaxed))
-            return static_cast<DWORD>(std::chrono::floor<std::chrono::milliseconds>(now()).time_since_epoch().count());
-        return GetTickCount();
+            return static_cast<std::uint32_t>(
+                std::chrono::floor<std::chrono::milliseconds>(now()).time_since_epoch().count());
+        return Platform::Ticks();
     }
 
     // Waits until `condition` is notified (true; spurious wake-ups too) or the time-out has passed (false).
     template <class Lock>
-    static bool WaitFor(SteadyCondition& condition, Lock& lock, std::chrono::milliseconds timeout)
+    static bool WaitFor(Platform::Condition& condition, Lock& lock, std::chrono::milliseconds timeout)
     {
         if (!s_manualTime.load(std::memory_order_relaxed))
             return condition.WaitFor(lock, timeout);

@@ -1,9 +1,21 @@
 #include "Common/Foundation/Strings.h"
 
+#include "Platform/LetterCase.h"
+
 #include <cwchar>
 
 namespace Strings
 {
+
+std::wstring ToLower(std::wstring_view text)
+{
+    return ToLowerCase(std::wstring(text));
+}
+
+bool EqualNoCase(std::wstring_view a, std::wstring_view b)
+{
+    return a.size() == b.size() && ToLower(a) == ToLower(b);
+}
 
 std::vector<std::wstring> Split(std::wstring_view text, std::wstring_view separators)
 {

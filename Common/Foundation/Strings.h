@@ -1,11 +1,8 @@
 // Small operations on wide text.
 #pragma once
 
-#include "Platform/Win32.h"
-
 #include <algorithm>
 #include <cstdint>
-#include <cwctype>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,18 +23,9 @@ inline std::wstring_view Trim(std::wstring_view text, std::wstring_view characte
     return text.substr(std::min(text.find_first_not_of(characters), text.size()));
 }
 
-inline std::wstring ToLower(std::wstring_view text)
-{
-    std::wstring lower(text);
-    for (wchar_t& c : lower)
-        c = static_cast<wchar_t>(std::towlower(static_cast<wint_t>(c)));
-    return lower;
-}
-
-inline bool EqualNoCase(std::wstring_view a, std::wstring_view b)
-{
-    return a.size() == b.size() && ToLower(a) == ToLower(b);
-}
+// The letters of all scripts, in every language alike (Platform/LetterCase.h).
+std::wstring ToLower(std::wstring_view text);
+bool EqualNoCase(std::wstring_view a, std::wstring_view b);
 
 // The parts of `text` between any of `separators`, without the empty ones.
 std::vector<std::wstring> Split(std::wstring_view text, std::wstring_view separators);

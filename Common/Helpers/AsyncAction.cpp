@@ -5,12 +5,14 @@
 #include "Common/Diagnostics/TraceScope.h"
 #include "Common/ErrorHandling/ErrorText.h"
 
-#include <system_error>
+#include <new>
 
 namespace
 {
 
 using std::chrono::milliseconds;
+
+constexpr milliseconds RetryDelay{1000}; // behind a run that could not be prepared
 
 // Keeps due times representable, whatever was asked for.
 milliseconds ToMilliseconds(std::chrono::seconds interval)
@@ -22,34 +24,35 @@ milliseconds ToMilliseconds(std::chrono::seconds interval)
 // The handle of a run that never was: complete, with a broken promise.
 std::shared_future<void> BrokenPromise()
 {
-    return std::promise<void>().get_future().share();
+    // Not left to the promise's destructor, which ends the process when there is no memory.
+    std::promise<void> promise;
+    promise.set_exception(std::make_exception_ptr(std::future_error(std::future_errc::broken_promise)));
+    return promise.get_future().share();
 }
 
 } // namespace
 
-CAsyncAction::CAsyncAction(std::chrono::seconds period, std::chrono::seconds firstDelay, Action action)
-    : m_period(ToMilliseconds(period)), m_latestRun(BrokenPromise())
-{
-    try {
-        m_worker = std::thread([this, action = std::move(action), delay = ToMilliseconds(firstDelay)] {
-            if (Work(action, delay))
-                ModuleObject::Instance().Unlock();
-        });
-    } catch (const std::system_error&) {
-        ThrowHResult(E_OUTOFMEMORY);
-    }
+CAsyncAction::CAsyncAction(std::chrono::seconds period, std::chrono::seconds firstDelay, Action action,
+                           const CAsyncAction* predecessor)
+try : m_turns(predecessor ? predecessor->m_turns : std::make_shared<Turns>()), m_period(ToMilliseconds(period)),
+    m_latestRun(BrokenPromise()), m_worker([this, action = std::move(action), delay = ToMilliseconds(firstDelay)] {
+        if (Work(action, delay))
+            ModuleObject::Instance().Unlock();
+    }) {
+} catch (const std::bad_alloc&) {
+    ThrowHResult(E_OUTOFMEMORY);
 }
 
 CAsyncAction::~CAsyncAction()
 {
     Stop();
-    if (m_worker.get_id() == std::this_thread::get_id()) {
+    if (m_worker.IsCurrent()) {
         // Nobody waits for the worker: until it ends, it holds the module itself.
         ModuleObject::Instance().Lock();
         *m_destroyedByRun = true;
-        m_worker.detach();
-    } else if (m_worker.joinable()) {
-        m_worker.join();
+        m_worker.Detach();
+    } else {
+        m_worker.Join();
     }
 }
 
@@ -57,79 +60,85 @@ std::shared_future<void> CAsyncAction::Trigger()
 {
     std::shared_future<void> latestRun;
     {
-        const MutexLock lock(m_lock);
+        const MutexLock lock(m_turns->lock);
         m_triggered = true;
         latestRun = m_latestRun;
     }
-    m_wake.NotifyAll();
+    m_turns->wake.NotifyAll();
     return latestRun;
 }
 
 void CAsyncAction::SetPeriod(std::chrono::seconds period)
 {
     {
-        const MutexLock lock(m_lock);
+        const MutexLock lock(m_turns->lock);
         if (m_period == ToMilliseconds(period))
             return;
         m_period = ToMilliseconds(period);
     }
-    m_wake.NotifyAll();
+    m_turns->wake.NotifyAll();
 }
 
 void CAsyncAction::Stop()
 {
     {
-        const MutexLock lock(m_lock);
+        const MutexLock lock(m_turns->lock);
         m_stopRequested = true;
     }
-    m_wake.NotifyAll();
+    m_turns->wake.NotifyAll();
 }
 
 bool CAsyncAction::IsStopRequested() const
 {
-    const MutexLock lock(m_lock);
+    const MutexLock lock(m_turns->lock);
     return m_stopRequested;
+}
+
+void CAsyncAction::Turns::EndRun()
+{
+    {
+        const MutexLock guard(lock);
+        running = false;
+    }
+    wake.NotifyAll();
 }
 
 // Returns whether its own run has destroyed the object.
 bool CAsyncAction::Work(const Action& action, milliseconds firstDelay)
 {
     const TraceScope scope(LogSeverity::Dbg, LogSeverity::Dbg2, L"AsyncAction thread", SourceLocation::Current());
+    const std::shared_ptr<Turns> turns = m_turns;
     bool destroyed = false;
-    MutexLock lock(m_lock);
+    MutexLock lock(m_turns->lock);
     m_destroyedByRun = &destroyed;
-    WaitForFirstRun(lock, firstDelay);
+    WaitForRun(lock, firstDelay, SteadyClock::now());
     while (!m_stopRequested) {
+        m_triggered = false;
+        m_turns->running = true;
         lock.unlock();
-        Run(action);
+        const bool prepared = Run(action);
+        turns->EndRun();
         if (destroyed)
             return true;
         lock.lock();
-        m_lastRunEnd = SteadyClock::now();
-        WaitForNextRun(lock);
+        WaitForRun(lock, prepared ? m_period : RetryDelay, SteadyClock::now());
     }
     return false;
 }
 
-void CAsyncAction::WaitForFirstRun(MutexLock& lock, milliseconds firstDelay)
+// Returns when a run is to start: the interval has passed since `since`, or a trigger has come, and no run of another
+// worker is in progress. A stop ends the wait as well. The interval may change meanwhile; 0 never passes.
+void CAsyncAction::WaitForRun(MutexLock& lock, const milliseconds& interval, SteadyTime since)
 {
-    const SteadyTime due = SteadyClock::now() + firstDelay;
-    while (!m_stopRequested && !m_triggered) {
-        if (firstDelay == milliseconds(0))
-            m_wake.Wait(lock);
-        else if (WaitUntil(lock, due))
-            return;
+    bool due = false;
+    while (!m_stopRequested && !m_triggered && !due) {
+        if (interval == milliseconds(0))
+            m_turns->wake.Wait(lock);
+        else
+            due = WaitUntil(lock, since + interval);
     }
-}
-
-void CAsyncAction::WaitForNextRun(MutexLock& lock)
-{
-    while (!m_stopRequested && !m_triggered) {
-        if (m_period == milliseconds(0))
-            m_wake.Wait(lock);
-        else if (WaitUntil(lock, m_lastRunEnd + m_period))
-            return;
-    }
+    while (!m_stopRequested && m_turns->running)
+        m_turns->wake.Wait(lock);
 }
 
 // Whether the due time has passed; false after any wake-up before it.
@@ -138,22 +147,22 @@ bool CAsyncAction::WaitUntil(MutexLock& lock, SteadyTime due)
     const SteadyTime now = SteadyClock::now();
     if (now > due)
         return true;
-    return !SteadyClock::WaitFor(m_wake, lock, std::chrono::floor<milliseconds>(due - now));
+    return !SteadyClock::WaitFor(m_turns->wake, lock, std::chrono::floor<milliseconds>(due - now));
 }
 
-void CAsyncAction::Run(const Action& action)
+// False when the run could not be prepared.
+bool CAsyncAction::Run(const Action& action)
 {
+    bool prepared = false;
     constexpr std::wstring_view failed = L"Executing AsyncAction failed: ";
     try {
         std::packaged_task<void()> task([&] { action(*this); });
         const std::shared_future<void> run = task.get_future().share();
         {
-            const MutexLock lock(m_lock);
-            if (m_stopRequested)
-                return;
-            m_triggered = false;
+            const MutexLock lock(m_turns->lock);
             m_latestRun = run;
         }
+        prepared = true;
         const TraceScope scope(LogSeverity::Dbg2, LogSeverity::Dbg2, L"Executing AsyncAction",
                                SourceLocation::Current());
         task();
@@ -165,4 +174,5 @@ void CAsyncAction::Run(const Action& action)
     } catch (...) {
         LOG_ERR(failed << L"unknown exception");
     }
+    return prepared;
 }

@@ -1,15 +1,16 @@
 // Host names and addresses: which of them are this computer's.
 #pragma once
 
-#include "Platform/Win32.h"
+#include "Platform/Network.h"
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace HostUtils
 {
 
-using AddressList = std::shared_ptr<ADDRINFOW>; // empty for an empty list
+using AddressList = std::shared_ptr<const std::vector<Platform::NetworkAddress>>; // empty for an empty list
 
 // Resolves a host name; the empty name gives the computer's own addresses. May block for a long time. A failure is
 // thrown as HRX, or gives the empty list when `throwOnError` is false. Throws HRX when the socket library does not
@@ -20,13 +21,15 @@ AddressList GetAddrInfoListForHost(const std::wstring& host, bool throwOnError);
 // socket library does not start or the computer's name cannot be read. May block for a long time.
 bool IsLocalHost(const std::wstring& host);
 
-// An address of family AF_INET or AF_INET6: loopback, unspecified, or among the addresses of this computer's name.
-// `localCache` holds the latter, filled on first need.
-bool IsLocalAddress(const SOCKADDR& address, AddressList& localCache);
+// Loopback, unspecified, or among the addresses of this computer's name. `localCache` holds the latter, filled on first
+// need.
+bool IsLocalAddress(const Platform::NetworkAddress& address, AddressList& localCache);
 
-// Flow information and scope are not compared.
-bool IsSameAddress(const SOCKADDR& a, const SOCKADDR& b, bool ignorePort);
-bool IsLoopbackAddress(const SOCKADDR& address);    // 127.0.0.0/8, ::1
-bool IsUnspecifiedAddress(const SOCKADDR& address); // 0.0.0.0, ::
+bool IsSameAddress(const Platform::NetworkAddress& a, const Platform::NetworkAddress& b, bool ignorePort);
+bool IsLoopbackAddress(const Platform::NetworkAddress& address);    // 127.0.0.0/8, ::1
+bool IsUnspecifiedAddress(const Platform::NetworkAddress& address); // 0.0.0.0, ::
 
 } // namespace HostUtils
+
+// This computer's NetBIOS name. Throws HRX when the system does not tell it.
+std::wstring GetLocalComputerName();

@@ -1,7 +1,6 @@
 #include "Common/Nodes/Configuration.h"
 
 #include "Common/Diagnostics/Log.h"
-#include "Common/ErrorHandling/ErrorText.h"
 
 #include <limits>
 
@@ -11,12 +10,7 @@ namespace
 template <class Read>
 auto ReadKey(const wchar_t* key, Read read)
 {
-    try {
-        return read();
-    } catch (const HRX& e) {
-        LOG_ERR(L"Configuration key '" << key << L"' cannot be used: " << ErrorText(e, WithoutLocation));
-        throw;
-    }
+    return NameFailure(L"Configuration key", key, read);
 }
 
 } // namespace
@@ -46,17 +40,17 @@ KelNodePtr RequiredChild(const KelNodePtr& config, const wchar_t* name)
     return ReadKey(name, [&] { return config.GetChildByName(name, true); });
 }
 
-void ReadSeconds(const KelNodePtr& config, const wchar_t* key, std::chrono::seconds& value)
+std::chrono::seconds ReadSeconds(const KelNodePtr& config, const wchar_t* key, std::chrono::seconds defaultValue)
 {
     constexpr std::int64_t longest = std::numeric_limits<std::uint32_t>::max();
-    std::int64_t seconds = value.count();
+    std::int64_t seconds = defaultValue.count();
     ReadKey(key, [&] { return config.TryGetInt64(key, seconds); });
     if (seconds < 0 || seconds > longest) {
         LOG_ERR(L"Configuration key '" << key << L"' cannot be used: " << seconds << L" is out of range, expected 0 to "
                                        << longest << L" seconds");
         ThrowHResult(E_INVALIDARG);
     }
-    value = std::chrono::seconds(seconds);
+    return std::chrono::seconds(seconds);
 }
 
 bool ReadBool(const KelNodePtr& config, const wchar_t* key, bool defaultValue)

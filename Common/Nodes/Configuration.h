@@ -1,6 +1,7 @@
 // Reading a component's configuration node, with an ERR line that names the key when it cannot be used.
 #pragma once
 
+#include "Common/ErrorHandling/NamedFailure.h"
 #include "Common/Nodes/KelNodePtr.h"
 
 #include <chrono>
@@ -22,11 +23,19 @@ std::vector<std::wstring> OptionalStrings(const KelNodePtr& config, const wchar_
 // HRX 0x80070490 when there is no child of that name.
 KelNodePtr RequiredChild(const KelNodePtr& config, const wchar_t* name);
 
-// Overwrites `value` when the key is there and has a value. HRX E_INVALIDARG unless it is 0 to 4294967295 seconds, the
-// node library's failure when it is no number.
-void ReadSeconds(const KelNodePtr& config, const wchar_t* key, std::chrono::seconds& value);
+// The key's value, `defaultValue` when it is missing or has none. HRX E_INVALIDARG unless it is 0 to 4294967295
+// seconds, the node library's failure when it is no number.
+std::chrono::seconds ReadSeconds(const KelNodePtr& config, const wchar_t* key, std::chrono::seconds defaultValue);
 
-// The key's value, `defaultValue` when it is missing. The node library's failure when it is no boolean.
+// The same for a boolean.
 bool ReadBool(const KelNodePtr& config, const wchar_t* key, bool defaultValue);
+
+// The result of `read`, which reads the item at `index` of the list `name`; when it fails, one more ERR line says which
+// item it was.
+template <class Read>
+auto ReadItem(const wchar_t* name, std::size_t index, Read read)
+{
+    return NameFailure(L"Configuration item", name + (L"[" + std::to_wstring(index)) + L"]", read);
+}
 
 } // namespace Configuration

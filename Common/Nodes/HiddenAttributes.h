@@ -1,7 +1,7 @@
 // Which attributes the log shows as "********".
 #pragma once
 
-#include "Common/Diagnostics/SettingsStore.h"
+#include "Common/Settings/SettingsStore.h"
 
 #include <map>
 #include <set>

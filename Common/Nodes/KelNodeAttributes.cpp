@@ -17,6 +17,12 @@ HRESULT ReadValue(IKelNode* node, const wchar_t* name, const std::uint16_t* type
     });
 }
 
+HRESULT ReadText(IKelNode* node, const wchar_t* name, ValueBuffer& buffer)
+{
+    const std::uint16_t type = KelnText;
+    return ReadValue(node, name, &type, buffer);
+}
+
 // The text of a value without the `terminators` characters at its end.
 std::wstring ToText(ValueBuffer& buffer, std::size_t terminators)
 {
@@ -42,9 +48,9 @@ bool KelNodePtr::HasAttribute(const wchar_t* name, std::uint16_t* storedType, st
 
 std::uint16_t KelNodePtr::GetAttributeType(const wchar_t* name) const
 {
+    CheckPointer(m_node);
     std::uint16_t type = KelnEmpty;
-    if (!HasAttribute(name, &type))
-        ThrowHResult(HResultFromWin32(ERROR_NOT_FOUND));
+    CheckHResult(KelnGetAttribute(m_node, name, nullptr, nullptr, nullptr, &type));
     return type;
 }
 
@@ -61,18 +67,19 @@ std::vector<std::wstring> KelNodePtr::GetAttributeNames() const
 }
 
 // What the result of reading a value in a requested type means. An attribute without value has none of any type,
-// whatever the library makes of converting it.
-KelNodePtr::Reading KelNodePtr::CheckReading(const wchar_t* name, HRESULT hr) const
+// whatever the library makes of converting it. The frames of a failure are those of the caller.
+[[gnu::noinline]] KelNodePtr::Reading KelNodePtr::CheckReading(const wchar_t* name, HRESULT hr, bool required) const
 {
     if (hr >= 0)
         return Reading::Value;
-    if (hr == HResultFromWin32(ERROR_NOT_FOUND)) {
+    const bool absent = hr == HResultFromWin32(ERROR_NOT_FOUND);
+    if (absent && !required) {
         DropErrorInfo();
         return Reading::Absent;
     }
-    const HRES failure = RecordHResult(hr);
+    const HRES failure(hr);
     std::uint16_t storedType = KelnEmpty;
-    if (HasAttribute(name, &storedType) && storedType == KelnEmpty)
+    if (!absent && HasAttribute(name, &storedType) && storedType == KelnEmpty)
         return Reading::NoValue;
     throw HRX(failure);
 }
@@ -81,8 +88,7 @@ bool KelNodePtr::TryGetString(const wchar_t* name, std::wstring& text) const
 {
     text.clear();
     ValueBuffer buffer;
-    const std::uint16_t type = KelnText;
-    const Reading reading = CheckReading(name, ReadValue(m_node, name, &type, buffer));
+    const Reading reading = CheckReading(name, ReadText(m_node, name, buffer));
     if (reading == Reading::Value)
         text = ToText(buffer, 1);
     return reading != Reading::Absent;
@@ -90,10 +96,9 @@ bool KelNodePtr::TryGetString(const wchar_t* name, std::wstring& text) const
 
 std::wstring KelNodePtr::GetString(const wchar_t* name) const
 {
-    std::wstring text;
-    if (!TryGetString(name, text))
-        ThrowHResult(HResultFromWin32(ERROR_NOT_FOUND));
-    return text;
+    ValueBuffer buffer;
+    const Reading reading = CheckReading(name, ReadText(m_node, name, buffer), true);
+    return reading == Reading::Value ? ToText(buffer, 1) : std::wstring();
 }
 
 std::wstring KelNodePtr::GetStringOr(const wchar_t* name, const std::wstring& defaultText) const

@@ -9,46 +9,27 @@ namespace
 
 constexpr std::uint32_t LogSerializationFlags = 0x101;
 
-// Masks hidden attributes in a clone of the logged tree, made when the first one is found. A node's copy is found by
-// its place among its siblings: names need not be unique, and a secret must not show because another node has the same
-// name.
-class Masking
+// Masks the hidden attributes of a tree that no other thread knows.
+void Mask(const KelNodePtr& node, const HiddenAttributes& hidden)
 {
-public:
-    Masking(const KelNodePtr& root, const HiddenAttributes& hidden) : m_root(root), m_hidden(hidden) { Visit(root); }
+    hidden.ForNodeType(node.GetNodeType(), [&](const std::wstring& attribute) {
+        if (node.HasAttribute(attribute.c_str()))
+            node.SetString(attribute.c_str(), L"********");
+    });
+    for (const KelNodePtr& child : node.GetChildren())
+        Mask(child, hidden);
+}
 
-    const KelNodePtr& Result() const { return m_clone ? m_clone : m_root; }
-
-private:
-    void Visit(const KelNodePtr& node)
-    {
-        m_hidden.ForNodeType(node.GetNodeType(), [&](const std::wstring& attribute) {
-            if (node.HasAttribute(attribute.c_str()))
-                CopyOfVisited().SetString(attribute.c_str(), L"********");
-        });
-        m_place.push_back(0);
-        for (const KelNodePtr& child : node.GetChildren()) {
-            Visit(child);
-            ++m_place.back();
-        }
-        m_place.pop_back();
-    }
-
-    KelNodePtr CopyOfVisited()
-    {
-        if (!m_clone)
-            m_clone = m_root.Clone(KelnWholeTree);
-        KelNodePtr copy = m_clone;
-        for (const std::uint64_t index : m_place)
-            copy = copy.GetChildByIndex(index, true);
-        return copy;
-    }
-
-    const KelNodePtr& m_root;
-    const HiddenAttributes& m_hidden;
-    std::vector<std::uint64_t> m_place; // child indexes from the root down to the visited node
-    KelNodePtr m_clone;
-};
+// What may be shown of a node. The clone comes first: another thread may be changing the tree, and what is masked must
+// be what is printed.
+KelNodePtr Shown(const KelNodePtr& node, const HiddenAttributes& hidden)
+{
+    if (hidden.Empty())
+        return node;
+    KelNodePtr clone = node.Clone(KelnWholeTree);
+    Mask(clone, hidden);
+    return clone;
+}
 
 // The serialized text without the list's wrapper.
 std::string_view Unwrap(std::string_view text)
@@ -76,7 +57,7 @@ std::wstring KelNodeForLog(const KelNodePtr& node, const HiddenAttributes& hidde
 {
     if (!node)
         return L"KelNode[<null>]";
-    const KelNodePtr shown = hidden.Empty() ? node : Masking(node, hidden).Result();
+    const KelNodePtr shown = Shown(node, hidden);
     IKelNode* const handle = shown.Get();
     const std::string text = SerializeNodesToText(&handle, 1, LogSerializationFlags, KelnWholeTree);
     return L"KelNode[" + Strings::Hex(node.Get()) + L"]:\r\n" + Text::FromUtf8(Unwrap(text));

@@ -72,9 +72,7 @@ KelNodePtr KelNodePtr::GetChildByIndex(std::uint64_t index, bool required) const
 {
     CheckPointer(m_node);
     KelNodePtr child;
-    const HRESULT hr = KelnGetChildByIndex(m_node, index, child.Out());
-    if (CheckAbsent(hr) && required)
-        ThrowHResult(hr);
+    CheckAbsent(KelnGetChildByIndex(m_node, index, child.Out()), required);
     return child;
 }
 
@@ -82,9 +80,7 @@ KelNodePtr KelNodePtr::GetChildByName(const std::wstring& name, bool required) c
 {
     CheckPointer(m_node);
     KelNodePtr child;
-    const HRESULT hr = KelnGetChildByName(m_node, name.c_str(), child.Out());
-    if (CheckAbsent(hr) && required)
-        ThrowHResult(hr);
+    CheckAbsent(KelnGetChildByName(m_node, name.c_str(), child.Out()), required);
     return child;
 }
 

@@ -90,7 +90,7 @@ private:
         NoValue,
         Absent
     };
-    Reading CheckReading(const wchar_t* name, HRESULT hr) const;
+    Reading CheckReading(const wchar_t* name, HRESULT hr, bool required = false) const;
     template <class Value>
     bool TryGetFixed(const wchar_t* name, std::uint16_t type, Value& value) const;
     void SetAttribute(const wchar_t* name, std::uint16_t type, const void* value, std::size_t size) const;

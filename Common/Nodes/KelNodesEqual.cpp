@@ -135,3 +135,8 @@ bool KelNodesEqual(const KelNodePtr& a, const KelNodePtr& b, std::uint32_t flags
         return false;
     return (flags & KelIgnoreChildren) || SameChildren(a, b, flags);
 }
+
+bool KelNodesEqualOrNone(const KelNodePtr& a, const KelNodePtr& b, std::uint32_t flags)
+{
+    return a && b ? KelNodesEqual(a, b, flags) : !a && !b;
+}

@@ -19,3 +19,6 @@ enum KelCompareFlags : std::uint32_t
 // Children are matched by name: the partner of child i is child i of the other node where the names agree, and only
 // otherwise the child found by name. Lists of nameless items are thereby compared item by item, in linear time.
 bool KelNodesEqual(const KelNodePtr& a, const KelNodePtr& b, std::uint32_t flags);
+
+// Nodes that there need not be: both empty, or both there and equal.
+bool KelNodesEqualOrNone(const KelNodePtr& a, const KelNodePtr& b, std::uint32_t flags);

@@ -39,10 +39,10 @@ private:
 using NameBuffer = LibraryBuffer<wchar_t, 128>;       // names, types, paths: sizes in characters
 using ValueBuffer = LibraryBuffer<std::uint8_t, 256>; // attribute values: sizes in bytes
 
-// Whether a library result says that something is absent; any other failure is thrown.
-inline bool CheckAbsent(HRESULT hr)
+// Whether a library result says that something is absent that need not be there; any other failure is thrown.
+[[gnu::always_inline]] inline bool CheckAbsent(HRESULT hr, bool required = false)
 {
-    if (hr == HResultFromWin32(ERROR_NOT_FOUND)) {
+    if (hr == HResultFromWin32(ERROR_NOT_FOUND) && !required) {
         DropErrorInfo();
         return true;
     }

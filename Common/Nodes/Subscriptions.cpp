@@ -1,7 +1,6 @@
 #include "Common/Nodes/Subscriptions.h"
 
 #include "Common/ErrorHandling/HResult.h"
-#include "Interfaces/ComponentPtr.h"
 
 namespace
 {
@@ -21,6 +20,35 @@ ModifiedNode ReadModifiedNode(const KelNodePtr& entry)
 }
 
 } // namespace
+
+// Delegates, so that the destructor ends the subscription when the rest of the body fails.
+Subscription::Subscription(const ComponentPtr<IConfigServerProxy>& server, const KelNodePtr& filter,
+                           const KelNodePtr& request, IModifySubscriptionSink* sink)
+    : Subscription()
+{
+    m_server = server;
+    CheckHResult(server->Subscribe(filter.Get(), request.Get(), sink, m_subscription.Out()));
+    CheckPointer(m_subscription.Get());
+    CheckHResult(m_subscription->GetId(&m_id));
+}
+
+void Subscription::End() noexcept
+{
+    const auto server = std::move(m_server);
+    const auto subscription = std::move(m_subscription);
+    if (!subscription)
+        return;
+    try {
+        server->Unsubscribe(subscription.Get());
+    } catch (...) {
+        // Other subscriptions must be ended as well.
+    }
+}
+
+void Subscription::Activate() const
+{
+    CheckHResult(m_subscription->Activate());
+}
 
 KelNodePtr MakeSubscribeRequest(std::int32_t options)
 {
@@ -49,6 +77,7 @@ void ForEachModifiedNode(IKelNodeModifyEnum* modifiedNodes, const std::function<
     CheckPointer(modifiedNodes);
     ComponentPtr<IKelNodeIterator> iterator;
     CheckHResult(modifiedNodes->GetEnumerator(iterator.Out()));
+    CheckPointer(iterator.Get());
     iterator->Reset();
     for (;;) {
         KelNodePtr entry;

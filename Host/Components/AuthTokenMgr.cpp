@@ -1,12 +1,10 @@
 #include "Host/Components/AuthTokenMgr.h"
 
-#include "Host/Components/Accounts.h"
+#include "Host/Components/SidTexts.h"
 #include "Host/Support/Boundary.h"
 
-#include <cstddef>
 #include <cwchar>
 #include <random>
-#include <type_traits>
 
 namespace Host
 {
@@ -20,26 +18,14 @@ constexpr std::uint32_t KindOfContext = 2;
 constexpr wchar_t TokenName[] = L"AuthToken";
 constexpr wchar_t ForwardedName[] = L"OnBehalfOfClient";
 
-struct FreeManager
-{
-    void operator()(AUTHZ_RESOURCE_MANAGER_HANDLE manager) const { AuthzFreeResourceManager(manager); }
-};
-struct FreeContext
-{
-    void operator()(AUTHZ_CLIENT_CONTEXT_HANDLE context) const { AuthzFreeContext(context); }
-};
-using UniqueManager = std::unique_ptr<std::remove_pointer_t<AUTHZ_RESOURCE_MANAGER_HANDLE>, FreeManager>;
-using UniqueContext = std::unique_ptr<std::remove_pointer_t<AUTHZ_CLIENT_CONTEXT_HANDLE>, FreeContext>;
-
 [[noreturn]] void Refuse(HRESULT result, const std::wstring& text)
 {
     throw Failure{result, L"Token manager: " + text};
 }
 
-[[noreturn]] void RefuseWithLastError(const std::wstring& text)
+[[noreturn]] void RefuseBecauseOf(HRESULT failure, const std::wstring& text)
 {
-    const DWORD error = GetLastError();
-    Refuse(HResultFromWin32(error), text + L" (error " + std::to_wstring(error) + L")");
+    Refuse(failure, text + L" (error " + std::to_wstring(failure & 0xFFFF) + L")");
 }
 
 std::wstring RandomPrefix()
@@ -50,35 +36,18 @@ std::wstring RandomPrefix()
     return text;
 }
 
-// A TOKEN_USER or TOKEN_GROUPS with what it points to.
-std::vector<std::byte> QueryContext(AUTHZ_CLIENT_CONTEXT_HANDLE context, AUTHZ_CONTEXT_INFORMATION_CLASS what)
-{
-    DWORD size = 0;
-    AuthzGetInformationFromContext(context, what, 0, &size, nullptr);
-    std::vector<std::byte> buffer(size);
-    if (size == 0 || !AuthzGetInformationFromContext(context, what, size, &size, buffer.data()))
-        RefuseWithLastError(L"the authorization context cannot be read");
-    return buffer;
-}
-
-UniqueManager MakeManager()
-{
-    AUTHZ_RESOURCE_MANAGER_HANDLE manager = nullptr;
-    if (!AuthzInitializeResourceManager(AUTHZ_RM_FLAG_NO_AUDIT, nullptr, nullptr, nullptr, nullptr, &manager))
-        RefuseWithLastError(L"authorization contexts cannot be made");
-    return UniqueManager(manager);
-}
-
 // With the account's groups where they can be resolved.
-UniqueContext MakeContext(const UniqueManager& manager, const std::wstring& sid)
+Platform::ClientContext MakeContext(const std::wstring& sidText)
 {
-    const UniqueSid user = ParseSid(sid);
-    AUTHZ_CLIENT_CONTEXT_HANDLE context = nullptr;
-    for (const DWORD flags : {DWORD{0}, DWORD{AUTHZ_SKIP_TOKEN_GROUPS}}) {
-        if (AuthzInitializeContextFromSid(flags, user.get(), manager.get(), nullptr, LUID{}, nullptr, &context))
-            return UniqueContext(context);
-    }
-    RefuseWithLastError(L"no authorization context for '" + sid + L"'");
+    Platform::Sid sid;
+    Platform::ParseSid(sidText, sid);
+    Platform::ClientContext context;
+    HRESULT hr = Platform::ClientContext::Make(sid, true, context);
+    if (FAILED(hr))
+        hr = Platform::ClientContext::Make(sid, false, context);
+    if (FAILED(hr))
+        RefuseBecauseOf(hr, L"no authorization context for '" + sidText + L"'");
+    return context;
 }
 
 } // namespace
@@ -98,7 +67,7 @@ HRESULT AuthTokenMgr::MakeAuthToken(std::uint32_t kind, std::uintptr_t reserved1
             Refuse(E_POINTER, L"no place for the token (a null pointer)");
         if (kind != KindOfContext || reserved1 != 0 || reserved2 != 0 || !authzClientContext)
             Refuse(E_INVALIDARG, L"a token is made of kind 2, zeros and an authorization context");
-        const Account account = ReadAccount(static_cast<AUTHZ_CLIENT_CONTEXT_HANDLE>(authzClientContext));
+        const Account account = ReadAccount(authzClientContext);
         m_faults.Strike(account.sid, account.name.empty() ? account.sid : account.name);
         *token = Mint(account, TokenName).Detach();
         ++m_minted;
@@ -141,15 +110,15 @@ void AuthTokenMgr::Expire(const std::wstring& sid)
     }
 }
 
-AuthTokenMgr::Account AuthTokenMgr::ReadAccount(AUTHZ_CLIENT_CONTEXT_HANDLE context) const
+AuthTokenMgr::Account AuthTokenMgr::ReadAccount(void* context) const
 {
-    const std::vector<std::byte> userBuffer = QueryContext(context, AuthzContextInfoUserSid);
-    const PSID sid = reinterpret_cast<const TOKEN_USER*>(userBuffer.data())->User.Sid;
-    const std::vector<std::byte> groupsBuffer = QueryContext(context, AuthzContextInfoGroupsSids);
-    const auto& groups = *reinterpret_cast<const TOKEN_GROUPS*>(groupsBuffer.data());
-    Account account{SidText(sid), LookUpAccountName(sid).value_or(L""), {}};
-    for (DWORD i = 0; i < groups.GroupCount; ++i)
-        account.groups.push_back(SidText(groups.Groups[i].Sid));
+    Platform::Sid user;
+    std::vector<Platform::Sid> groups;
+    if (const HRESULT hr = Platform::ReadClientContext(context, user, groups); FAILED(hr))
+        RefuseBecauseOf(hr, L"the authorization context cannot be read");
+    Account account{SidText(user), LookUpAccountName(user).value_or(L""), {}};
+    for (const Platform::Sid& group : groups)
+        account.groups.push_back(SidText(group));
     return account;
 }
 
@@ -175,9 +144,7 @@ NodeHandle AuthTokenMgr::Mint(const Account& account, const wchar_t* nodeName)
 
 NodeHandle AuthTokenMgr::MintForSid(const std::wstring& sid, const wchar_t* nodeName)
 {
-    const UniqueManager manager = MakeManager();
-    const UniqueContext context = MakeContext(manager, sid);
-    return Mint(ReadAccount(context.get()), nodeName);
+    return Mint(ReadAccount(MakeContext(sid).Get()), nodeName);
 }
 
 } // namespace Host

@@ -5,8 +5,8 @@
 #include "Host/Components/FaultPlan.h"
 #include "Host/Components/NodeAccess.h"
 #include "Interfaces/AuthTokens.h"
-#include "Platform/Win32.h"
 
+#include <chrono>
 #include <map>
 #include <vector>
 
@@ -54,7 +54,7 @@ private:
         std::chrono::steady_clock::time_point expiry;
     };
 
-    Account ReadAccount(AUTHZ_CLIENT_CONTEXT_HANDLE context) const;
+    Account ReadAccount(void* context) const;
     NodeHandle Mint(const Account& account, const wchar_t* nodeName);
     NodeHandle MintForSid(const std::wstring& sid, const wchar_t* nodeName);
 

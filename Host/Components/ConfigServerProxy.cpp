@@ -50,7 +50,7 @@ GUID NewId()
     return id;
 }
 
-// Levels from `ancestor` down to `path`; nothing when it is not at or below it.
+// Levels from `ancestor` down to `path`; nullopt when it is not at or below it.
 std::optional<std::int64_t> DepthBelow(std::wstring_view ancestor, std::wstring_view path)
 {
     if (!path.starts_with(ancestor))

@@ -74,10 +74,9 @@ void DeliveryThread::State::Deliver(Entry entry)
     const HRESULT result = entry.delivery();
     if (SUCCEEDED(result))
         return;
-    const std::wstring text = FailureText(result, TakeErrorText());
+    std::wstring text = FailureText(result, TakeErrorText());
     const std::lock_guard guard(lock);
-    ++failures.count;
-    failures.lastText = text;
+    failures.Add(std::move(text));
 }
 
 void DeliveryThread::Post(const void* recipient, Delivery delivery)
@@ -91,7 +90,7 @@ void DeliveryThread::Post(const void* recipient, Delivery delivery)
 
 void DeliveryThread::Cancel(const void* recipient)
 {
-    std::vector<State::Entry> dropped; // what they hold goes when the lock has been left
+    std::vector<State::Entry> dropped; // destroyed when the lock has been left
     std::unique_lock guard(m_state->lock);
     auto& queue = m_state->queue;
     const auto kept = std::stable_partition(queue.begin(), queue.end(),

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Host/Components/FaultPlan.h"
-#include "Platform/Win32.h"
+#include "Platform/Types.h"
 
 #include <functional>
 #include <memory>

@@ -1,7 +1,7 @@
 #include "Host/Components/FailureText.h"
 
 #include "Host/Support/Boundary.h"
-#include "Interfaces/ComponentPtr.h"
+#include "Platform/ErrorInfo.h"
 
 #include <cwchar>
 
@@ -10,13 +10,7 @@ namespace Host
 
 std::wstring TakeErrorText()
 {
-    ComponentPtr<IErrorInfo> info;
-    BSTR description = nullptr;
-    if (GetErrorInfo(0, info.Out()) != S_OK || FAILED(info->GetDescription(&description)) || !description)
-        return {};
-    std::wstring text(description, SysStringLen(description));
-    SysFreeString(description);
-    return text;
+    return Platform::ErrorInfo::TakeFromThread().Description();
 }
 
 std::wstring FailureText(HRESULT result, const std::wstring& text)

@@ -1,7 +1,7 @@
 // What failing calls leave for a person to read.
 #pragma once
 
-#include "Platform/Win32.h"
+#include "Platform/Types.h"
 
 #include <string>
 

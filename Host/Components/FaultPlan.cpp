@@ -32,16 +32,14 @@ std::optional<Fault> FaultPlan::Next(const std::wstring& account, const std::wst
     if (planned == m_faults.end())
         return std::nullopt;
     Fault fault{shownName + L": " + planned->second.text, planned->second.form};
-    ++m_failures.count;
-    m_failures.lastText = fault.text;
+    m_failures.Add(fault.text);
     return fault;
 }
 
 void FaultPlan::CountFailure(const std::wstring& text)
 {
     const std::lock_guard guard(m_lock);
-    ++m_failures.count;
-    m_failures.lastText = text;
+    m_failures.Add(text);
 }
 
 void FaultPlan::Strike(const std::wstring& account, const std::wstring& shownName)

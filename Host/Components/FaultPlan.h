@@ -8,6 +8,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace Host
 {
@@ -15,6 +16,12 @@ namespace Host
 // Failures so far, and what the last one said.
 struct FailureCount
 {
+    void Add(std::wstring text)
+    {
+        ++count;
+        lastText = std::move(text);
+    }
+
     std::uint64_t count = 0;
     std::wstring lastText;
 };
@@ -39,7 +46,7 @@ class FaultPlan
 public:
     // From now on calls about the account (empty: every account) fail.
     void Fail(const std::wstring& account, Fault fault);
-    // Ends that; empty: for all that were named, too.
+    // Ends that; empty: also for all that were named.
     void Recover(const std::wstring& account);
     // Calls take at least that long.
     void SetDelay(std::chrono::duration<double> delay) { m_delay = delay; }
@@ -50,7 +57,7 @@ public:
     // The same, and throws the failure: Failure with HResultFromWin32(ERROR_GEN_FAILURE).
     void Strike(const std::wstring& account, const std::wstring& shownName);
 
-    // Failures that were not planned count, too.
+    // Failures that were not planned are counted as well.
     void CountFailure(const std::wstring& text);
     FailureCount Failures() const;
 

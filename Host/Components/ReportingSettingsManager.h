@@ -14,7 +14,7 @@ namespace Host
 {
 
 // Knows settings of type 1, the database connection settings. Sinks are called one at a time, in order, on one thread
-// of the manager's own, with no lock held; they get a node of their own. A new subscription is told the current
+// of the manager's own, with no lock held; they get a node of their own. A new subscription is notified of the current
 // settings first, when there are any.
 class ReportingSettingsManager final : public Component<IReportingSettingsManager>
 {

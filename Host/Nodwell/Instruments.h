@@ -1,7 +1,7 @@
 // The library's side of the test controls.
 #pragma once
 
-#include "Platform/Win32.h"
+#include "Platform/Types.h"
 
 #include <atomic>
 #include <cstdint>

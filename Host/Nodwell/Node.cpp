@@ -10,7 +10,7 @@
 namespace
 {
 
-SmallLock s_structure;
+Platform::Mutex s_structure;
 
 } // namespace
 
@@ -145,19 +145,21 @@ void Node::AddChild(Node& child)
             Refuse(E_INVALIDARG,
                    L"node '" + child.PathUnderLock() + L"' cannot be a child of itself or of a node below it");
     }
-    const std::lock_guard guard(m_lock);
-    const std::lock_guard childGuard(child.m_lock);
-    Adopt(child);
-    child.AddRef();
+    {
+        const std::lock_guard guard(m_lock);
+        List(child);
+        child.AddRef();
+    }
+    const std::lock_guard guard(child.m_lock);
+    child.m_parent = this;
     child.m_origin = {};
 }
 
-void Node::Adopt(Node& child)
+void Node::List(Node& child)
 {
     if (!m_children)
         m_children = std::make_unique<ChildList>();
     m_children->Append(child);
-    child.m_parent = this;
 }
 
 bool Node::RemoveChild(Node& child)
@@ -166,9 +168,11 @@ bool Node::RemoveChild(Node& child)
         const std::lock_guard structure(s_structure);
         if (child.m_parent != this)
             return false;
-        const std::lock_guard guard(m_lock);
-        const std::lock_guard childGuard(child.m_lock);
-        m_children->Remove(child.m_slot);
+        {
+            const std::lock_guard guard(m_lock);
+            m_children->Remove(child.m_slot);
+        }
+        const std::lock_guard guard(child.m_lock);
         child.m_parent = nullptr;
     }
     child.Release();
@@ -180,17 +184,17 @@ void Node::SetAttribute(std::wstring_view name, Value value)
     SharedBytes sharedName = SharedBytes::OfCommonText(name);
     const std::lock_guard guard(m_lock);
     const auto found = std::find_if(m_attributes.begin(), m_attributes.end(),
-                                    [name](const Attribute& attribute) { return attribute.name.Text() == name; });
+                                    [name](const NodeAttribute& attribute) { return attribute.name.Text() == name; });
     if (found == m_attributes.end())
         m_attributes.push_back({std::move(sharedName), std::move(value)});
     else
-        std::swap(found->value, value); // the old one goes when the lock is left
+        std::swap(found->value, value); // the old one is destroyed when the lock has been left
 }
 
 bool Node::FindAttribute(std::wstring_view name, Value& value) const
 {
     const std::lock_guard guard(m_lock);
-    for (const Attribute& attribute : m_attributes) {
+    for (const NodeAttribute& attribute : m_attributes) {
         if (attribute.name.Text() == name) {
             value = attribute.value;
             return true;
@@ -232,7 +236,8 @@ Node::Ptr Node::Clone(uint64_t depth)
         step.copy->m_attributes = std::move(snapshot.attributes);
         for (Ptr& child : snapshot.children) {
             Ptr copy = Create(child->m_name, child->m_type);
-            step.copy->Adopt(*copy);
+            step.copy->List(*copy);
+            copy->m_parent = step.copy;
             steps.push_back({std::move(child), copy.Detach(), step.level + 1}); // the clone's reference now
         }
     }

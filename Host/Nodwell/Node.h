@@ -5,7 +5,7 @@
 #include "Host/Nodwell/Value.h"
 #include "Interfaces/ComponentPtr.h"
 #include "Interfaces/Nodwell.h"
-#include "Platform/SmallLock.h"
+#include "Platform/Threads.h"
 
 #include <atomic>
 #include <memory>
@@ -15,7 +15,7 @@
 struct IKelNode
 {};
 
-struct Attribute
+struct NodeAttribute
 {
     SharedBytes name;
     Value value;
@@ -26,7 +26,7 @@ struct Attribute
 //
 // Locks. Name and type never change. The rest of a node is guarded by its own lock; what ties it to others (children,
 // parent, slot, origin) changes only with the structure lock of the process held as well, so it may be read under
-// either. The structure lock comes first; who holds it may nest the locks of nodes, who does not holds one at most.
+// either. The structure lock comes first, then the lock of one node.
 // A node is destroyed with none of its children linked to it any more, and unlinking takes both locks: a parent seen
 // under either of them is there, if only to find that its last reference has gone, which makes the child a root.
 class Node : public IKelNode
@@ -37,7 +37,7 @@ public:
     // What one look at a node gives.
     struct Snapshot
     {
-        std::vector<Attribute> attributes;
+        std::vector<NodeAttribute> attributes;
         std::vector<Ptr> children;
     };
 
@@ -82,15 +82,15 @@ private:
     Node* LiveParent() const;
     std::wstring ParentPath() const;
     std::wstring PathUnderLock() const;
-    void Adopt(Node& child);
+    void List(Node& child);
     void Unlink(Node& child);
     static void Destroy(Node* last);
 
     std::atomic<uint32_t> m_references = 1;
-    mutable SmallLock m_lock;
+    mutable Platform::Mutex m_lock;
     const SharedBytes m_name;
     const SharedBytes m_type;
-    std::vector<Attribute> m_attributes; // m_lock
+    std::vector<NodeAttribute> m_attributes; // m_lock
     // m_lock; only the part of a list that searches build may change without the structure lock.
     std::unique_ptr<ChildList> m_children;
     Node* m_parent = nullptr; // structure lock and m_lock

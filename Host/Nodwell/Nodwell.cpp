@@ -205,7 +205,7 @@ HRESULT KelnGetAttributeNames(IKelNode* node, wchar_t* buffer, uint32_t* size)
         const Node& holder = ToNode(node);
         CheckPointer(size, L"buffer size");
         std::wstring names;
-        for (const Attribute& attribute : holder.Look(false).attributes) {
+        for (const NodeAttribute& attribute : holder.Look(false).attributes) {
             names += attribute.name.Text();
             names += L'\0';
         }

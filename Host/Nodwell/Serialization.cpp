@@ -139,12 +139,12 @@ bool Serialization::Begin(const Node& node, const Node::Snapshot& content, std::
     PutStart("node", node.Name().Text(), node.Type().Text());
     m_output.Put(isEmpty ? "/>" : ">");
     EndLine();
-    for (const Attribute& attribute : content.attributes)
+    for (const NodeAttribute& attribute : content.attributes)
         WriteAttribute(attribute, level + 1);
     return !isEmpty;
 }
 
-void Serialization::WriteAttribute(const Attribute& attribute, std::size_t level)
+void Serialization::WriteAttribute(const NodeAttribute& attribute, std::size_t level)
 {
     const Value& value = attribute.value;
     StartLine(level);

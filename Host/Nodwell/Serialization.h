@@ -58,7 +58,7 @@ public:
 private:
     void WriteTree(Node& root, uint32_t depth);
     bool Begin(const Node& node, const Node::Snapshot& content, std::size_t level);
-    void WriteAttribute(const Attribute& attribute, std::size_t level);
+    void WriteAttribute(const NodeAttribute& attribute, std::size_t level);
     void PutStart(const char* element, std::wstring_view name, std::wstring_view type);
     void StartLine(std::size_t level);
     void EndLine();

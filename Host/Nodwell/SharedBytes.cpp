@@ -1,6 +1,6 @@
 #include "Host/Nodwell/SharedBytes.h"
 
-#include "Platform/SmallLock.h"
+#include "Platform/Threads.h"
 
 #include <array>
 #include <cstring>
@@ -19,7 +19,7 @@ std::string_view BytesOf(std::wstring_view text)
 
 struct RecentText
 {
-    SmallLock lock; // guards `text`
+    Platform::Mutex lock; // guards `text`
     SharedBytes text;
 };
 

@@ -1,16 +1,16 @@
 #include "Host/Nodwell/TestControls.h"
 
 #include "Host/Nodwell/Instruments.h"
-#include "Platform/SmallLock.h"
+#include "Platform/Threads.h"
 
 #include <mutex>
 
 namespace
 {
 
-struct FaultPlan
+struct CallFaults
 {
-    SmallLock lock; // guards the rest
+    Platform::Mutex lock; // guards the rest
     uint64_t countdown = 0;
     HRESULT result = S_OK;
     bool sticky = false;

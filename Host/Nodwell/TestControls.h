@@ -2,7 +2,7 @@
 // counts and the planned failure are the process's. Any thread.
 #pragma once
 
-#include "Platform/Win32.h"
+#include "Platform/Types.h"
 
 extern "C"
 {

@@ -1,6 +1,6 @@
 #include "Host/Program/AccountBook.h"
 
-#include "Host/Components/Accounts.h"
+#include "Host/Components/SidTexts.h"
 #include "Host/ReportingDatabase/LowerCase.h"
 #include "Platform/Text.h"
 
@@ -43,12 +43,8 @@ std::wstring ReadDomainSid(const JsonCursor& json)
 
 bool IsKnownToTheSystem(const std::wstring& name)
 {
-    BYTE sid[SECURITY_MAX_SID_SIZE];
-    wchar_t domain[256];
-    DWORD sidSize = sizeof sid;
-    DWORD domainSize = std::size(domain);
-    SID_NAME_USE use{};
-    return LookupAccountNameW(nullptr, name.c_str(), sid, &sidSize, domain, &domainSize, &use) != FALSE;
+    Platform::AccountInfo account;
+    return SUCCEEDED(Platform::LookUpAccountByName({}, name, account));
 }
 
 } // namespace

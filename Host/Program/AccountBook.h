@@ -17,7 +17,7 @@ public:
     // Those of a site's section "accounts", checked. Throws InputError.
     explicit AccountBook(const JsonCursor& json);
 
-    // The SID of the account with this name, or the text itself when it is a SID; nothing when it is neither.
+    // The SID of the account with this name, or the text itself when it is a SID; nullopt when it is neither.
     std::optional<std::wstring> SidOf(const std::wstring& nameOrSid) const;
     // The name with the computer's in place of ".".
     std::wstring FullName(const std::wstring& name) const;

@@ -10,14 +10,10 @@ namespace Host
 HostedModule::HostedModule(const std::filesystem::path& file)
 {
     const std::wstring path = PathText(std::filesystem::absolute(file));
-    m_library.reset(LoadLibraryExW(path.c_str(), nullptr, 0));
-    if (!m_library) {
-        const DWORD error = GetLastError();
-        throw Failure{HResultFromWin32(error),
-                      L"cannot load the module '" + path + L"' (error " + std::to_wstring(error) + L")"};
-    }
-    const auto address = reinterpret_cast<void*>(GetProcAddress(m_library.get(), "GetComponentsModuleObject"));
-    const auto getModuleObject = reinterpret_cast<GetComponentsModuleObjectFunction>(address);
+    if (const HRESULT hr = Platform::NativeModule::Load(path, m_library); FAILED(hr))
+        throw Failure{hr, L"cannot load the module '" + path + L"' (error " + std::to_wstring(hr & 0xFFFF) + L")"};
+    const auto getModuleObject =
+        reinterpret_cast<GetComponentsModuleObjectFunction>(m_library.Find("GetComponentsModuleObject"));
     void* object = nullptr;
     if (!getModuleObject || FAILED(getModuleObject(&object)))
         throw Failure{E_NOINTERFACE, L"'" + path + L"' is no component module"};
@@ -28,7 +24,7 @@ HostedModule::HostedModule(const std::filesystem::path& file)
 HostedModule::~HostedModule()
 {
     if (m_object && IsLocked())
-        static_cast<void>(m_library.release());
+        m_library.KeepLoaded();
 }
 
 ComponentPtr<IConfigurableComponent> HostedModule::Create(REFCLSID clsid) const

@@ -4,11 +4,9 @@
 #include "Interfaces/ComponentPtr.h"
 #include "Interfaces/ComponentsModule.h"
 #include "Interfaces/ConfigurableComponent.h"
-#include "Platform/Win32.h"
+#include "Platform/Modules.h"
 
 #include <filesystem>
-#include <memory>
-#include <type_traits>
 
 namespace Host
 {
@@ -34,11 +32,7 @@ public:
     bool IsLocked() const;
 
 private:
-    struct Unloader
-    {
-        void operator()(HMODULE library) const { FreeLibrary(library); }
-    };
-    std::unique_ptr<std::remove_pointer_t<HMODULE>, Unloader> m_library;
+    Platform::NativeModule m_library;
     IComponentsModule* m_object = nullptr; // is not counted
 };
 

@@ -3,7 +3,8 @@
 #include "Host/Program/JsonCursor.h"
 #include "Host/Program/Run.h"
 #include "Host/Support/Boundary.h"
-#include "Platform/Terminal.h"
+#include "Platform/Modules.h"
+#include "Platform/Program.h"
 #include "Platform/Text.h"
 
 #include <CLI/CLI.hpp>
@@ -18,15 +19,7 @@ using namespace Host;
 // The module lies beside the program.
 std::filesystem::path DefaultModule()
 {
-    std::wstring program(MAX_PATH, L'\0');
-    for (;;) {
-        const DWORD size = GetModuleFileNameW(nullptr, program.data(), static_cast<DWORD>(program.size()));
-        if (size < program.size()) {
-            program.resize(size);
-            break;
-        }
-        program.resize(2 * program.size());
-    }
+    std::wstring program = Platform::ModulePath(Platform::MainModule());
     std::replace(program.begin(), program.end(), L'\\', L'/');
     return std::filesystem::path(program).parent_path() / KESTRINE_MODULE_FILE;
 }
@@ -76,8 +69,9 @@ int RunProgram(int argc, char** argv)
         return app.exit(error) == 0 ? Success : WrongInput;
     }
 
-    Console console(std::cout, IsTerminal(stdout));
+    Console console(std::cout, Platform::OutputIsTerminal());
     if (run->parsed()) {
+        Platform::KeepNewFilesFromOthers();
         if (options.module.empty())
             options.module = DefaultModule();
         return RunSite(options, console);

@@ -6,6 +6,7 @@
 #include "Host/Program/SitePlayer.h"
 #include "Host/Support/Boundary.h"
 #include "Host/Support/PathText.h"
+#include "Platform/Settings.h"
 #include "Platform/Text.h"
 
 #include <algorithm>
@@ -67,21 +68,10 @@ std::shared_ptr<ReportingDatabase> OpenDatabase(const RunOptions& options, const
     }
 }
 
-// Nothing when it is not defined.
-std::optional<std::wstring> Environment(const wchar_t* name)
-{
-    std::wstring value(GetEnvironmentVariableW(name, nullptr, 0), L'\0');
-    if (value.empty())
-        return std::nullopt;
-    value.resize(GetEnvironmentVariableW(name, value.data(), static_cast<DWORD>(value.size())));
-    return value;
-}
-
 void SetEnvironment(const std::wstring& name, const std::wstring& value)
 {
-    if (!SetEnvironmentVariableW(name.c_str(), value.c_str()))
-        throw Failure{HResultFromWin32(GetLastError()),
-                      L"cannot set the environment variable '" + name + L"' to '" + value + L"'"};
+    if (const HRESULT hr = Platform::SetVariable(name, value.c_str()); FAILED(hr))
+        throw Failure{hr, L"cannot set the environment variable '" + name + L"' to '" + value + L"'"};
 }
 
 // The module reads its settings when it is loaded, and the accounts whenever it asks for one. What whoever starts the
@@ -92,7 +82,7 @@ void PrepareEnvironment(const Site& site, const RunOptions& options, const fs::p
     WriteAccounts(site.accounts, accountsFile);
     SetEnvironment(L"KESTRINE_ACCOUNTS_FILE", PathText(accountsFile));
     for (const auto& [name, value] : site.moduleSettings) {
-        if (!Environment(name.c_str()))
+        if (!Platform::EnvironmentVariable(name))
             SetEnvironment(name, value);
     }
     SetEnvironment(L"GS_General_DataDirectoryPath", PathText(dataDirectory));
@@ -103,7 +93,7 @@ void PrepareEnvironment(const Site& site, const RunOptions& options, const fs::p
 // Where the module writes its log.
 fs::path LogFile(const RunOptions& options, const fs::path& dataDirectory)
 {
-    std::wstring folder = Environment(L"GS_Logger_Path").value_or(L"Logs");
+    std::wstring folder = Platform::EnvironmentVariable(L"GS_Logger_Path").value_or(L"Logs");
     std::replace(folder.begin(), folder.end(), L'\\', L'/');
     return dataDirectory / folder / options.module.filename().replace_extension(".log");
 }

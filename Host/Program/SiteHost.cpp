@@ -68,7 +68,7 @@ SiteHost::SiteHost(const Site& site, std::shared_ptr<ReportingDatabase> database
       m_requestContexts(MakeComponent<RequestContextMgr>()),
       m_tokens(MakeComponent<AuthTokenMgr>(std::chrono::duration<double>(site.tokenLifetime), site.displayNames)),
       m_permissions(MakeComponent<PermissionsChecker>(site.grants)),
-      m_gate(MakeComponent<SettingsGate>(std::move(database))),
+      m_gate(MakeComponent<RoleService>(std::move(database))),
       m_serviceClient(MakeComponent<ServiceClient>(m_gate)),
       m_module(places.module)
 {

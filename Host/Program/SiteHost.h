@@ -6,7 +6,7 @@
 #include "Host/Components/DatabaseConnectionManager.h"
 #include "Host/Components/ReportingSettingsManager.h"
 #include "Host/Components/RequestContexts.h"
-#include "Host/Components/SettingsGate.h"
+#include "Host/Components/RoleService.h"
 #include "Host/Program/HostedModule.h"
 #include "Host/Program/Site.h"
 #include "Host/Support/Boundary.h"
@@ -66,7 +66,7 @@ public:
     DatabaseConnectionManager& Connections() { return *m_connections; }
     AuthTokenMgr& Tokens() { return *m_tokens; }
     PermissionsChecker& Permissions() { return *m_permissions; }
-    SettingsGate& Gate() { return *m_gate; }
+    RoleService& Gate() { return *m_gate; }
     AccessInfoSource& Source(const std::wstring& name) { return *m_sources.at(name); }
 
     // Replaces the connection settings, or enables one of their entries (empty: none).
@@ -114,7 +114,7 @@ private:
     const ComponentPtr<RequestContextMgr> m_requestContexts;
     const ComponentPtr<AuthTokenMgr> m_tokens;
     const ComponentPtr<PermissionsChecker> m_permissions;
-    const ComponentPtr<SettingsGate> m_gate;
+    const ComponentPtr<RoleService> m_gate;
     const ComponentPtr<ServiceClient> m_serviceClient;
     std::map<std::wstring, ComponentPtr<AccessInfoSource>> m_sources;
     std::list<Registration> m_registrations;

@@ -1,7 +1,7 @@
 #include "Host/Components/AuthTokenMgr.h"
 #include "Host/Components/ConfigServerProxy.h"
 #include "Host/Components/RequestContexts.h"
-#include "Host/Components/SettingsGate.h"
+#include "Host/Components/RoleService.h"
 #include "Host/Program/SiteValues.h"
 #include "Host/Program/TimelineReader.h"
 #include "Host/ReportingDatabase/GuidText.h"

@@ -33,11 +33,11 @@ public:
 
     std::vector<ReportServerRole> Roles() const;
     void GrantRole(const std::wstring& reportServer, const std::wstring& account);
-    // Roles granted since the start; those that an account had already count, too.
+    // Roles granted since the start; those that an account had already are counted again.
     std::uint64_t Grants() const { return m_grants; }
 
-    // From now on every SQL text goes to `file` too, which is replaced: exactly as it was sent, in UTF-8, followed by a
-    // line end and the line "-- <number> ----...".
+    // From now on every SQL text is also written to `file`, which is replaced: exactly as it was sent, in UTF-8,
+    // followed by a line end and the line "-- <number> ----...".
     void TraceTo(const std::filesystem::path& file);
     void Trace(const wchar_t* sql);
 

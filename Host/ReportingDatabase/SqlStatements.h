@@ -1,7 +1,7 @@
 // Reads the SQL texts that the reporting database understands.
 #pragma once
 
-#include "Platform/Win32.h"
+#include "Platform/Types.h"
 
 #include <optional>
 #include <string>

@@ -1,8 +1,7 @@
 // Error information that the host's libraries leave on the thread when a call fails.
 #pragma once
 
-#include "Interfaces/ComponentPtr.h"
-#include "Platform/Win32.h"
+#include "Platform/ErrorInfo.h"
 
 #include <string>
 
@@ -16,14 +15,7 @@ inline constexpr GUID ErrorSource{0x5E0B6F1D, 0x2C43, 0x4B8A, {0x91, 0x7E, 0xD4,
 // not be left.
 inline HRESULT FailWithDescription(HRESULT result, const std::wstring& text) noexcept
 {
-    ComponentPtr<ICreateErrorInfo> creator;
-    if (FAILED(CreateErrorInfo(creator.Out())))
-        return result;
-    creator->SetGUID(ErrorSource);
-    creator->SetDescription(const_cast<wchar_t*>(text.c_str())); // not const in the SDK, and only read
-    ComponentPtr<IErrorInfo> info;
-    if (SUCCEEDED(creator->QueryInterface(IID_IErrorInfo, info.OutVoid())))
-        SetErrorInfo(0, info.Get());
+    Platform::ErrorInfo::Make(ErrorSource, text).LeaveOnThread();
     return result;
 }
 

@@ -1,5 +1,6 @@
 #include "Platform/Posix/AccountDirectory.h"
 
+#include "Platform/LetterCase.h"
 #include "Platform/Posix/TextFile.h"
 #include "Platform/Posix/WellKnownAccounts.h"
 
@@ -12,11 +13,9 @@ constexpr wchar_t everyone[] = L"S-1-1-0";
 constexpr wchar_t authenticatedUsers[] = L"S-1-5-11";
 constexpr wchar_t builtin[] = L"S-1-5-32";
 
-std::wstring UpperCase(std::wstring_view text)
+std::wstring Folded(std::wstring_view text)
 {
-    std::wstring upper(text);
-    std::transform(upper.begin(), upper.end(), upper.begin(), ToUpper);
-    return upper;
+    return ToLowerCase(std::wstring(text));
 }
 
 bool IsName(std::wstring_view text)
@@ -27,7 +26,7 @@ bool IsName(std::wstring_view text)
 SidBytes SidOf(const wchar_t* text)
 {
     SidBytes sid;
-    ParseSid(text, sid);
+    ReadSidText(text, sid);
     return sid;
 }
 
@@ -36,18 +35,18 @@ SidBytes SidOf(const wchar_t* text)
 AccountDirectory::AccountDirectory()
 {
     for (const wchar_t* const name : {L"", L"NT AUTHORITY", L"BUILTIN"}) {
-        m_domainNames.emplace(name, m_domains.size());
+        m_domainNames.emplace(Folded(name), m_domains.size());
         m_domains.push_back({name, {}, {}});
     }
     const std::size_t builtinDomain = FindDomain(L"BUILTIN");
     m_domains[builtinDomain].sid = SidOf(builtin);
-    Insert(builtinDomain, L"BUILTIN", SidOf(builtin), SidTypeDomain);
+    Insert(builtinDomain, L"BUILTIN", SidOf(builtin), Platform::AccountType::Domain);
     for (const WellKnownAccount& account : wellKnownAccounts)
         Insert(FindDomain(account.domain), account.name, SidOf(account.sid), account.type);
     // Services are configured with these spellings.
     auto& ntAuthority = m_domains[FindDomain(L"NT AUTHORITY")].accounts;
-    ntAuthority.emplace(L"LOCALSERVICE", Find(L"LOCAL SERVICE"));
-    ntAuthority.emplace(L"NETWORKSERVICE", Find(L"NETWORK SERVICE"));
+    ntAuthority.emplace(Folded(L"LOCALSERVICE"), Find(L"LOCAL SERVICE"));
+    ntAuthority.emplace(Folded(L"NETWORKSERVICE"), Find(L"NETWORK SERVICE"));
 }
 
 const Account* AccountDirectory::FindByName(std::wstring_view name) const
@@ -97,13 +96,13 @@ bool AccountDirectory::AddDomain(std::wstring_view name, const SidBytes& sid, st
     if (!isNew(name) || !(dnsName.empty() || isNew(dnsName)) || !IsAccountDomain(sid) || m_bySid.contains(sid))
         return false;
     m_domains.push_back({std::wstring(name), sid, {}});
-    m_domainNames.emplace(UpperCase(name), index);
+    m_domainNames.emplace(Folded(name), index);
     if (!dnsName.empty())
-        m_domainNames.emplace(UpperCase(dnsName), index);
-    return Insert(index, {}, sid, SidTypeDomain);
+        m_domainNames.emplace(Folded(dnsName), index);
+    return Insert(index, {}, sid, Platform::AccountType::Domain);
 }
 
-bool AccountDirectory::AddAccount(std::wstring_view name, std::uint32_t relativeId, SID_NAME_USE type)
+bool AccountDirectory::AddAccount(std::wstring_view name, std::uint32_t relativeId, Platform::AccountType type)
 {
     const std::size_t backslash = std::min(name.find(L'\\'), name.size());
     const std::size_t domain = FindDomain(name.substr(0, backslash));
@@ -121,14 +120,14 @@ bool AccountDirectory::AddMember(std::wstring_view group, std::wstring_view memb
     const std::size_t memberIndex = Find(member);
     if (groupIndex == none || memberIndex == none)
         return false;
-    const SID_NAME_USE type = m_accounts[groupIndex].type;
-    if (type != SidTypeGroup && type != SidTypeAlias)
+    const Platform::AccountType type = m_accounts[groupIndex].type;
+    if (type != Platform::AccountType::Group && type != Platform::AccountType::Alias)
         return false;
     m_accounts[memberIndex].groups.push_back(groupIndex);
     return true;
 }
 
-bool AccountDirectory::SetType(std::wstring_view name, SID_NAME_USE type)
+bool AccountDirectory::SetType(std::wstring_view name, Platform::AccountType type)
 {
     const std::size_t index = Find(name);
     if (index != none)
@@ -163,7 +162,7 @@ std::size_t AccountDirectory::FindIn(std::size_t domain, std::wstring_view name)
     if (domain == none)
         return none;
     const auto& accounts = m_domains[domain].accounts;
-    const auto found = accounts.find(UpperCase(name));
+    const auto found = accounts.find(Folded(name));
     return found == accounts.end() ? none : found->second;
 }
 
@@ -171,14 +170,14 @@ std::size_t AccountDirectory::FindDomain(std::wstring_view name) const
 {
     if (name == L".")
         return HasComputer() ? ownDomain : none;
-    const auto found = m_domainNames.find(UpperCase(name));
+    const auto found = m_domainNames.find(Folded(name));
     return found == m_domainNames.end() ? none : found->second;
 }
 
-bool AccountDirectory::Insert(std::size_t domain, std::wstring_view name, SidBytes sid, SID_NAME_USE type)
+bool AccountDirectory::Insert(std::size_t domain, std::wstring_view name, SidBytes sid, Platform::AccountType type)
 {
     auto& accounts = m_domains[domain].accounts;
-    if (m_bySid.contains(sid) || (!name.empty() && !accounts.try_emplace(UpperCase(name), m_accounts.size()).second))
+    if (m_bySid.contains(sid) || (!name.empty() && !accounts.try_emplace(Folded(name), m_accounts.size()).second))
         return false;
     m_bySid.emplace(sid, m_accounts.size());
     m_accounts.push_back({m_domains[domain].name, std::wstring(name), std::move(sid), type, {}});

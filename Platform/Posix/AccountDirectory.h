@@ -1,8 +1,8 @@
 // The accounts that this computer knows: the well-known ones, which are built in, and those of the accounts file.
-// Internal to the layer; free of the system, because the stand-ins for tests under Wine have it, too.
+// Internal to the platform; free of the system, because the stand-ins for tests under Wine use it as well.
 //
 // The accounts file, named by the environment variable KESTRINE_ACCOUNTS_FILE, is UTF-8 text (UTF-16LE with its
-// byte-order mark will do, too). Every line is blank, a comment or an entry:
+// byte-order mark is also read). Every line is blank, a comment or an entry:
 //
 //     # comment
 //     computer = S-1-5-21-10-20-30
@@ -27,8 +27,8 @@
 // size or time of modification has changed. A malformed file counts as none; the debugger output says why.
 #pragma once
 
+#include "Platform/Accounts.h"
 #include "Platform/Posix/SidBytes.h"
-#include "Platform/Posix/Win32Accounts.h"
 
 #include <memory>
 #include <unordered_map>
@@ -38,7 +38,7 @@ struct Account
     std::wstring domain;
     std::wstring name; // empty: the domain itself
     SidBytes sid;
-    SID_NAME_USE type;
+    Platform::AccountType type;
     std::vector<std::size_t> groups; // those that it is in itself, by index
 };
 
@@ -59,12 +59,12 @@ public:
     std::vector<SidBytes> GroupsOf(const Account& account) const;
 
     // Each returns false, and adds nothing, when something that it names is not there or something that it adds is.
-    // The computer's own domain, before all others; it is found by the computer's name, too.
+    // The computer's own domain, before all others; it is also found by the computer's name.
     bool AddComputer(std::wstring_view name, const SidBytes& sid, std::wstring_view computer);
     bool AddDomain(std::wstring_view name, const SidBytes& sid, std::wstring_view dnsName);
-    bool AddAccount(std::wstring_view name, std::uint32_t relativeId, SID_NAME_USE type);
+    bool AddAccount(std::wstring_view name, std::uint32_t relativeId, Platform::AccountType type);
     bool AddMember(std::wstring_view group, std::wstring_view member);
-    bool SetType(std::wstring_view name, SID_NAME_USE type);
+    bool SetType(std::wstring_view name, Platform::AccountType type);
 
     bool HasComputer() const { return m_domains.size() > ownDomain; }
 
@@ -73,7 +73,7 @@ private:
     {
         std::wstring name;
         SidBytes sid;                                           // empty: no account domain
-        std::unordered_map<std::wstring, std::size_t> accounts; // by name in upper case
+        std::unordered_map<std::wstring, std::size_t> accounts; // by folded name
     };
 
     static constexpr std::size_t ownDomain = 3; // behind those of the well-known accounts
@@ -83,10 +83,10 @@ private:
     std::size_t FindBare(std::wstring_view name) const;
     std::size_t FindIn(std::size_t domain, std::wstring_view name) const;
     std::size_t FindDomain(std::wstring_view name) const;
-    bool Insert(std::size_t domain, std::wstring_view name, SidBytes sid, SID_NAME_USE type);
+    bool Insert(std::size_t domain, std::wstring_view name, SidBytes sid, Platform::AccountType type);
 
     std::vector<Account> m_accounts;
     std::unordered_map<SidBytes, std::size_t, SidHash> m_bySid;
     std::vector<Domain> m_domains;
-    std::unordered_map<std::wstring, std::size_t> m_domainNames; // NetBIOS and DNS names in upper case
+    std::unordered_map<std::wstring, std::size_t> m_domainNames; // NetBIOS and DNS names, folded
 };

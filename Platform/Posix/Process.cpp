@@ -1,24 +1,60 @@
+#include "Platform/Process.h"
+
 #include "Platform/Posix/DebugOutputHook.h"
-#include "Platform/Posix/Failure.h"
 #include "Platform/Posix/TextFile.h"
-#include "Platform/Posix/Win32Process.h"
+#include "Platform/Posix/ThreadIdentity.h"
+#include "Platform/Posix/WriteWithoutSignal.h"
 #include "Platform/Text.h"
 
-#include <algorithm>
-#include <bit>
 #include <cerrno>
 #include <chrono>
-#include <limits.h>
-#include <thread>
+#include <ctime>
 #include <unistd.h>
 #include <unwind.h>
 
 std::atomic<void (*)(const wchar_t* text)> debugOutputHook{nullptr};
 
+namespace Platform
+{
+
 namespace
 {
 
-// The command line as one text: arguments with blanks in quotes.
+struct Capture
+{
+    std::uint64_t skip;
+    unsigned size;
+    void** frames;
+    unsigned count;
+};
+
+_Unwind_Reason_Code AddFrame(_Unwind_Context* context, void* argument)
+{
+    Capture& capture = *static_cast<Capture*>(argument);
+    if (capture.skip > 0) {
+        --capture.skip;
+        return _URC_NO_REASON;
+    }
+    const _Unwind_Ptr address = _Unwind_GetIP(context);
+    if (capture.count == capture.size || address == 0)
+        return _URC_END_OF_STACK;
+    capture.frames[capture.count++] = reinterpret_cast<void*>(address);
+    return _URC_NO_REASON;
+}
+
+} // namespace
+
+std::uint32_t ProcessId()
+{
+    return static_cast<std::uint32_t>(getpid());
+}
+
+std::uint32_t ThreadId()
+{
+    return static_cast<std::uint32_t>(gettid());
+}
+
+// Arguments with blanks stand in quotes.
 std::wstring CommandLine()
 {
     std::wstring arguments;
@@ -33,158 +69,85 @@ std::wstring CommandLine()
     return line;
 }
 
-struct Capture
+std::uint64_t SystemTime()
 {
-    std::uint64_t skip;
-    DWORD size;
-    PVOID* frames;
-    USHORT count;
-};
-
-// The host name's first label in upper case, as long as such a name can be.
-std::wstring NetBiosName()
-{
-    char host[HOST_NAME_MAX + 1] = "";
-    gethostname(host, sizeof(host) - 1);
-    std::wstring name = Text::FromUtf8(host);
-    name.resize(std::min({name.find(L'.'), name.size(), std::size_t{15}}));
-    std::transform(name.begin(), name.end(), name.begin(), ToUpper);
-    return name;
+    constexpr std::int64_t secondsFrom1601To1970 = 11644473600;
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return static_cast<std::uint64_t>((now.tv_sec + secondsFrom1601To1970) * 10000000 + now.tv_nsec / 100);
 }
 
-constexpr DWORD supportedVersionTypes = VER_MAJORVERSION | VER_MINORVERSION | VER_SERVICEPACKMAJOR;
-
-// Three bits of the mask for each kind of version component.
-int ConditionPlace(DWORD type)
+CivilTime ToLocalTime(std::uint64_t systemTime)
 {
-    return 3 * std::countr_zero(type);
+    using namespace std::chrono;
+    using Units = duration<std::int64_t, std::ratio<1, 10000000>>;
+    // The zone's difference of today applies, whatever day it is.
+    const time_t now = time(nullptr);
+    tm today{};
+    localtime_r(&now, &today);
+    const auto units = static_cast<std::int64_t>(systemTime + static_cast<std::uint64_t>(today.tm_gmtoff * 10000000));
+    if (units < 0)
+        return {};
+    const sys_time<Units> time = sys_days{year{1601} / 1 / 1} + Units{units};
+    const sys_days day = floor<days>(time);
+    const year_month_day date{day};
+    const hh_mm_ss clock{floor<milliseconds>(time - day)};
+    return {static_cast<unsigned>(static_cast<int>(date.year())),
+            static_cast<unsigned>(date.month()),
+            static_cast<unsigned>(date.day()),
+            static_cast<unsigned>(clock.hours().count()),
+            static_cast<unsigned>(clock.minutes().count()),
+            static_cast<unsigned>(clock.seconds().count()),
+            static_cast<unsigned>(clock.subseconds().count())};
 }
 
-_Unwind_Reason_Code AddFrame(_Unwind_Context* context, void* argument)
+// The first frame that the unwinder shows is this function's.
+[[gnu::noinline]] unsigned CaptureCallStack(unsigned framesToSkip, void** frames, unsigned count)
 {
-    Capture& capture = *static_cast<Capture*>(argument);
-    if (capture.skip > 0) {
-        --capture.skip;
-        return _URC_NO_REASON;
-    }
-    const _Unwind_Ptr address = _Unwind_GetIP(context);
-    if (capture.count == capture.size || address == 0)
-        return _URC_END_OF_STACK;
-    capture.frames[capture.count++] = reinterpret_cast<PVOID>(address);
-    return _URC_NO_REASON;
+    Capture capture{std::uint64_t{framesToSkip} + 1, count, frames, 0};
+    _Unwind_Backtrace(&AddFrame, &capture);
+    return capture.count;
 }
 
-} // namespace
-
-HANDLE GetCurrentProcess()
-{
-    return reinterpret_cast<HANDLE>(std::intptr_t{-1});
-}
-
-HANDLE GetCurrentThread()
-{
-    return reinterpret_cast<HANDLE>(std::intptr_t{-2});
-}
-
-DWORD GetCurrentProcessId()
-{
-    return static_cast<DWORD>(getpid());
-}
-
-DWORD GetCurrentThreadId()
-{
-    return static_cast<DWORD>(gettid());
-}
-
-LPWSTR GetCommandLineW()
+void WriteDebugOutput(const wchar_t* text) noexcept
 try {
-    static std::wstring line = CommandLine();
-    return line.data();
-} catch (...) {
-    static wchar_t none[] = L"";
-    return Fail(ExceptionCode(), none);
-}
-
-void Sleep(DWORD milliseconds)
-{
-    if (milliseconds == 0)
-        std::this_thread::yield();
-    else
-        std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
-}
-
-BOOL GetComputerNameExW(COMPUTER_NAME_FORMAT format, LPWSTR buffer, DWORD* size)
-try {
-    if (format != ComputerNameNetBIOS)
-        return Fail(ERROR_NOT_SUPPORTED);
-    if (!size || (!buffer && *size > 0))
-        return Fail(ERROR_INVALID_PARAMETER);
-    const std::wstring name = NetBiosName();
-    const auto length = static_cast<DWORD>(name.size());
-    if (*size <= length) {
-        *size = length + 1;
-        return Fail(ERROR_MORE_DATA);
-    }
-    std::copy_n(name.c_str(), length + 1, buffer);
-    *size = length;
-    return TRUE;
-} catch (...) {
-    return Fail(ExceptionCode());
-}
-
-void OutputDebugStringW(LPCWSTR text)
-try {
-    if (!text)
-        return;
     if (const auto hook = debugOutputHook.load()) {
         hook(text);
     } else {
         const std::string bytes = Text::ToUtf8(text);
-        [[maybe_unused]] const ssize_t lost = write(STDERR_FILENO, bytes.data(), bytes.size());
+        [[maybe_unused]] const ssize_t lost = WriteWithoutSignal(STDERR_FILENO, bytes.data(), bytes.size());
     }
 } catch (...) {
     // A text that there is no memory for is lost: nobody waits for an answer.
 }
 
-ULONGLONG VerSetConditionMask(ULONGLONG mask, DWORD type, BYTE condition)
+LastErrorKeeper::LastErrorKeeper() : m_error(static_cast<std::uint32_t>(errno)) {}
+
+LastErrorKeeper::~LastErrorKeeper()
 {
-    // What is left out here is refused when it is verified.
-    const bool supported = (type & supportedVersionTypes) == type && std::has_single_bit(type) && condition <= 7;
-    return supported ? mask | (ULONGLONG{condition} << ConditionPlace(type)) : mask;
+    errno = static_cast<int>(m_error);
 }
 
-BOOL VerifyVersionInfoW(OSVERSIONINFOEXW* information, DWORD types, DWORDLONG mask)
+// There are no clients' identities here: tests give a thread one to see that it is taken off and put back.
+thread_local bool threadHasIdentity = false;
+
+ThreadToken::~ThreadToken() = default;
+
+HRESULT ThreadToken::Open()
 {
-    if (!information || types == 0)
-        return Fail(ERROR_INVALID_PARAMETER);
-    if ((types & ~supportedVersionTypes) != 0)
-        return Fail(ERROR_NOT_SUPPORTED);
-    struct Component
-    {
-        DWORD type;
-        DWORD present;
-        DWORD wanted;
-    };
-    const Component components[] = {{VER_MAJORVERSION, 10, information->dwMajorVersion},
-                                    {VER_MINORVERSION, 0, information->dwMinorVersion},
-                                    {VER_SERVICEPACKMAJOR, 0, information->wServicePackMajor}};
-    for (const Component& component : components) {
-        if ((types & component.type) == 0)
-            continue;
-        if (((mask >> ConditionPlace(component.type)) & 7) != VER_GREATER_EQUAL)
-            return Fail(ERROR_NOT_SUPPORTED);
-        if (component.present != component.wanted)
-            return component.present > component.wanted ? TRUE : Fail(ERROR_OLD_WIN_VERSION);
-    }
-    return TRUE;
+    return threadHasIdentity ? S_OK : S_FALSE;
 }
 
-USHORT RtlCaptureStackBackTrace(DWORD framesToSkip, DWORD framesToCapture, PVOID* frames, DWORD* hash)
+HRESULT ThreadToken::TakeOff() const
 {
-    if (hash)
-        return Fail(ERROR_NOT_SUPPORTED, USHORT{0});
-    // The first frame that the unwinder shows is this function's.
-    Capture capture{std::uint64_t{framesToSkip} + 1, std::min<DWORD>(framesToCapture, 0xFFFF), frames, 0};
-    _Unwind_Backtrace(&AddFrame, &capture);
-    return capture.count;
+    threadHasIdentity = false;
+    return S_OK;
 }
+
+HRESULT ThreadToken::PutBack() const
+{
+    threadHasIdentity = true;
+    return S_OK;
+}
+
+} // namespace Platform

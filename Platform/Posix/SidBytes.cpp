@@ -48,23 +48,6 @@ std::size_t SidHash::operator()(const SidBytes& sid) const
     return std::hash<std::string_view>()({reinterpret_cast<const char*>(sid.data()), sid.size()});
 }
 
-bool IsValidSidAt(const void* sid)
-{
-    const auto* const bytes = static_cast<const std::uint8_t*>(sid);
-    return bytes && bytes[0] == 1 && bytes[1] <= MaxSubAuthorities;
-}
-
-std::size_t SidLengthAt(const void* sid)
-{
-    return headSize + 4 * std::size_t{static_cast<const std::uint8_t*>(sid)[1]};
-}
-
-SidBytes ReadSid(const void* sid)
-{
-    const auto* const bytes = static_cast<const std::uint8_t*>(sid);
-    return {bytes, bytes + SidLengthAt(sid)};
-}
-
 std::size_t SubAuthorityCount(const SidBytes& sid)
 {
     return sid[1];
@@ -98,7 +81,7 @@ bool TakeNumber(std::wstring_view& text, std::uint64_t limit, std::uint64_t& val
     return end > 0;
 }
 
-bool ParseSid(std::wstring_view text, SidBytes& sid)
+bool ReadSidText(std::wstring_view text, SidBytes& sid)
 {
     std::uint64_t number = 0;
     if (!text.starts_with(L"S-") && !text.starts_with(L"s-"))
@@ -121,7 +104,7 @@ bool ParseSid(std::wstring_view text, SidBytes& sid)
     return SubAuthorityCount(sid) > 0 && (text.empty() || text == L"-");
 }
 
-std::wstring FormatSid(const SidBytes& sid)
+std::wstring SidText(const SidBytes& sid)
 {
     const std::uint64_t authority = Authority(sid);
     wchar_t hexadecimal[15];

@@ -1,15 +1,13 @@
-// Security identifiers as bytes and as text. Internal to the layer; free of the system, because the stand-ins for tests
-// under Wine have it, too.
+// Security identifiers as bytes and as text. Internal to the platform; free of the system, because the stand-ins for
+// tests under Wine use it as well.
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
-#include <string>
+#include "Platform/Accounts.h"
+
 #include <string_view>
-#include <vector>
 
 // Revision (1), number of sub-authorities, 6 bytes of authority (big-endian), sub-authorities (32 bits, little-endian).
-using SidBytes = std::vector<std::uint8_t>;
+using SidBytes = Platform::Sid;
 
 inline constexpr std::size_t MaxSubAuthorities = 15;
 
@@ -17,11 +15,6 @@ struct SidHash
 {
     std::size_t operator()(const SidBytes& sid) const;
 };
-
-// By what its first two bytes say.
-bool IsValidSidAt(const void* sid);
-std::size_t SidLengthAt(const void* sid);
-SidBytes ReadSid(const void* sid);
 
 std::size_t SubAuthorityCount(const SidBytes& sid);
 std::uint32_t SubAuthority(const SidBytes& sid, std::size_t index);
@@ -33,8 +26,8 @@ bool TakeNumber(std::wstring_view& text, std::uint64_t limit, std::uint64_t& val
 
 // "S-1-5-21-1-2-3-1105"; an authority beyond 32 bits is hexadecimal. Numbers that are too big are read as the biggest.
 // A dash at the end does not count.
-bool ParseSid(std::wstring_view text, SidBytes& sid);
-std::wstring FormatSid(const SidBytes& sid);
+bool ReadSidText(std::wstring_view text, SidBytes& sid);
+std::wstring SidText(const SidBytes& sid);
 
 // S-1-5-21-a-b-c, without anything behind it.
 bool IsAccountDomain(const SidBytes& sid);

@@ -1,7 +1,7 @@
-// The system's message texts. Internal to the layer.
+// The system's message texts. Internal to the platform.
 #pragma once
 
-#include "Platform/Posix/Win32Types.h"
+#include "Platform/Types.h"
 
 // The text, without the period and line break that end each of them; null when there is none. Codes that wrap a Win32
 // error (0x8007....) have that error's text.

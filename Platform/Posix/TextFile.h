@@ -1,7 +1,7 @@
-// Reading of the text files that the layer works with. Internal to the layer.
+// Reading of the text files that the platform works with. Internal to the platform.
 #pragma once
 
-#include "Platform/Posix/Win32Types.h"
+#include "Platform/Types.h"
 
 #include <string>
 #include <string_view>
@@ -16,11 +16,9 @@ std::wstring DecodeText(std::string_view bytes);
 // Takes the first line off `text`. It ends at a carriage return, a line feed or both.
 std::wstring_view TakeLine(std::wstring_view& text);
 
-// Without the blanks around it. The end-of-file character of old editors is a blank, too.
+// Without the blanks around it. The end-of-file character of old editors is a blank as well.
 std::wstring_view Trim(std::wstring_view text);
 
-// By Unicode, whatever the process's locale is.
-wchar_t ToUpper(wchar_t c);
 bool EqualIgnoringCase(std::wstring_view a, std::wstring_view b);
 
 // Tells whoever watches the debugger output that a file is malformed.

@@ -1,6 +1,7 @@
+#include "Platform/LetterCase.h"
 #include "Platform/Posix/NativePath.h"
 #include "Platform/Posix/TextFile.h"
-#include "Platform/Posix/Win32Process.h"
+#include "Platform/Process.h"
 
 namespace
 {
@@ -32,12 +33,11 @@ std::wstring_view Trim(std::wstring_view text)
 
 bool EqualIgnoringCase(std::wstring_view a, std::wstring_view b)
 {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                      [](wchar_t x, wchar_t y) { return x == y || ToUpper(x) == ToUpper(y); });
+    return a.size() == b.size() && ToLowerCase(std::wstring(a)) == ToLowerCase(std::wstring(b));
 }
 
 void ReportMalformed(const std::string& path, unsigned line, std::wstring_view expected)
 {
     const std::wstring place = FromNativePath(path) + L'(' + std::to_wstring(line) + L"): expected ";
-    OutputDebugStringW((place + std::wstring(expected) + L'\n').c_str());
+    Platform::WriteDebugOutput((place + std::wstring(expected) + L'\n').c_str());
 }

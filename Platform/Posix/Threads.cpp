@@ -1,68 +1,112 @@
-#include "Platform/Posix/Failure.h"
-#include "Platform/Posix/Handles.h"
-#include "Platform/Posix/Win32Process.h"
-#include "Platform/Posix/Win32Threads.h"
+#include "Platform/Threads.h"
+
+#include <ctime>
+#include <dlfcn.h>
+#include <link.h>
+#include <new>
+#include <pthread.h>
+#include <thread>
+
+namespace Platform
+{
 
 namespace
 {
 
-// An identity to act under. There is only the process's own here; what counts is which token a thread has.
-struct Token
-{};
-
-class TokenHandle final : public HandleObject
+struct Task
 {
-public:
-    explicit TokenHandle(std::shared_ptr<const Token> token) : m_token(std::move(token)) {}
-    const std::shared_ptr<const Token>& Get() const { return m_token; }
-
-private:
-    std::shared_ptr<const Token> m_token;
+    void (*run)(void* body);
+    void* body;
+    void* module; // a loader's reference; null for the main program, which stays
 };
 
-thread_local std::shared_ptr<const Token> threadToken;
+void* Reference(void (*code)(void*))
+{
+    Dl_info info;
+    void* map = nullptr;
+    if (dladdr1(reinterpret_cast<const void*>(code), &info, &map, RTLD_DL_LINKMAP) == 0 || !map)
+        return nullptr;
+    const char* const name = static_cast<const link_map*>(map)->l_name;
+    if (!*name)
+        return nullptr;
+    void* const module = dlopen(name, RTLD_NOLOAD | RTLD_LAZY);
+    if (!module)
+        throw std::bad_alloc();
+    return module;
+}
+
+// Lies in the platform library, which stays loaded.
+void* RunTask(void* argument)
+{
+    const Task task = *std::unique_ptr<Task>(static_cast<Task*>(argument));
+    task.run(task.body);
+    if (task.module)
+        dlclose(task.module);
+    return nullptr;
+}
 
 } // namespace
 
-BOOL OpenThreadToken(HANDLE thread, DWORD access, BOOL /*openAsSelf*/, HANDLE* token)
-try {
-    if (thread != GetCurrentThread() || access != TOKEN_IMPERSONATE)
-        return Fail(ERROR_NOT_SUPPORTED);
-    if (!token)
-        return Fail(ERROR_INVALID_PARAMETER);
-    if (!threadToken)
-        return Fail(ERROR_NO_TOKEN);
-    *token = MakeHandle<TokenHandle>(threadToken);
-    return TRUE;
-} catch (...) {
-    return Fail(ExceptionCode());
-}
-
-BOOL SetThreadToken(HANDLE* thread, HANDLE token)
+std::chrono::nanoseconds SteadyNow()
 {
-    if (thread && *thread != GetCurrentThread())
-        return Fail(ERROR_NOT_SUPPORTED);
-    if (!token)
-        return RevertToSelf();
-    const TokenHandle* const handle = FromHandle<TokenHandle>(token);
-    if (!handle)
-        return Fail(ERROR_INVALID_HANDLE);
-    threadToken = handle->Get();
-    return TRUE;
+    return std::chrono::steady_clock::now().time_since_epoch();
 }
 
-BOOL ImpersonateSelf(SECURITY_IMPERSONATION_LEVEL level)
-try {
-    if (level != SecurityImpersonation)
-        return Fail(ERROR_NOT_SUPPORTED);
-    threadToken = std::make_shared<Token>();
-    return TRUE;
-} catch (...) {
-    return Fail(ExceptionCode());
-}
-
-BOOL RevertToSelf()
+// The coarse clock costs a few nanoseconds.
+std::uint32_t Ticks()
 {
-    threadToken = nullptr;
-    return TRUE;
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    return static_cast<std::uint32_t>(now.tv_sec * 1000 + now.tv_nsec / 1000000);
 }
+
+void SleepFor(std::chrono::milliseconds duration)
+{
+    std::this_thread::sleep_for(duration);
+}
+
+void Condition::NotifyAll()
+{
+    const std::lock_guard lock(m_inner);
+    m_condition.notify_all();
+}
+
+bool Condition::SleepInner(std::chrono::milliseconds timeout)
+{
+    std::unique_lock lock(m_inner, std::adopt_lock);
+    bool woken = true;
+    if (timeout == Forever)
+        m_condition.wait(lock);
+    else
+        woken = m_condition.wait_until(lock, std::chrono::steady_clock::now() + timeout) == std::cv_status::no_timeout;
+    lock.release(); // stays locked
+    return woken;
+}
+
+void WorkerThread::Start(Run run, void* body)
+{
+    auto task = std::make_unique<Task>(Task{run, body, Reference(run)});
+    if (pthread_create(&m_thread, nullptr, &RunTask, task.get()) != 0) {
+        if (task->module)
+            dlclose(task->module);
+        throw std::bad_alloc();
+    }
+    task.release(); // the thread's
+}
+
+bool WorkerThread::IsCurrent() const
+{
+    return pthread_equal(m_thread, pthread_self());
+}
+
+void WorkerThread::Join()
+{
+    pthread_join(m_thread, nullptr);
+}
+
+void WorkerThread::Detach()
+{
+    pthread_detach(m_thread);
+}
+
+} // namespace Platform

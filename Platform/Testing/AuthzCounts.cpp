@@ -1,46 +1,25 @@
 #include "Platform/Testing/AuthzCounts.h"
 
-#include "Platform/Win32.h"
-
 #ifdef _WIN32
 
 #include <stdexcept>
+#include <windows.h>
 
-namespace
+unsigned CountAuthzContexts()
 {
-
-unsigned CallStandIn(const char* name)
-{
-    const FARPROC count = GetProcAddress(LoadLibraryW(L"authz.dll"), name);
+    const FARPROC count = GetProcAddress(LoadLibraryW(L"authz.dll"), "AuthzTestLiveHandles");
     if (!count)
         throw std::runtime_error("the program needs the tests' authz.dll beside it");
     return static_cast<unsigned>(count());
 }
 
-} // namespace
-
-unsigned CountAuthzContexts()
-{
-    return CallStandIn("AuthzTestLiveContexts");
-}
-
-unsigned CountAuthzResourceManagers()
-{
-    return CallStandIn("AuthzTestLiveResourceManagers");
-}
-
 #else
 
-#include "Platform/Posix/AuthzCounts.h"
+#include "Platform/Posix/LiveContexts.h"
 
 unsigned CountAuthzContexts()
 {
-    return AuthzTestLiveContexts();
-}
-
-unsigned CountAuthzResourceManagers()
-{
-    return AuthzTestLiveResourceManagers();
+    return LiveClientContexts();
 }
 
 #endif

@@ -1,7 +1,6 @@
-// Authorization handles that are open, for tests that everything is freed.
+// Authorization contexts that are open, for tests that everything is freed.
 #pragma once
 
-// Handed out in this process and not freed. Any thread. On Windows the stand-in authz.dll (Platform/Testing/Windows)
-// counts; std::runtime_error when the process has another one or none.
+// What was handed out in this process and not freed. Any thread. On Windows the stand-in authz.dll
+// (Platform/Testing/Windows) counts; std::runtime_error when the process has another one or none.
 unsigned CountAuthzContexts();
-unsigned CountAuthzResourceManagers();

@@ -1,9 +1,9 @@
 #include "Platform/Testing/DebugOutput.h"
 
-#include "Platform/Win32.h"
-
 #include <mutex>
-#ifndef _WIN32
+#ifdef _WIN32
+#include <windows.h>
+#else
 #include "Platform/Posix/DebugOutputHook.h"
 #endif
 

@@ -6,6 +6,9 @@
 #include <array>
 #include <fstream>
 #include <map>
+#ifdef _WIN32
+#include <windows.h>
+#endif
 
 namespace
 {
@@ -139,7 +142,7 @@ std::string ModuleBytes(const std::vector<MessageText>& texts)
     std::string bytes;
     for (const MessageText& message : texts) {
         char head[32];
-        std::snprintf(head, sizeof(head), "0x%08X [0x%04X] ", message.id, unsigned{message.language});
+        std::snprintf(head, sizeof(head), "0x%08X [0x%04X] ", unsigned{message.id}, unsigned{message.language});
         bytes += head;
         for (const char c : Text::ToUtf8(message.text)) {
             const char* const escaped = c == '\r' ? "\\r" : c == '\n' ? "\\n" : c == '\t' ? "\\t" : "\\\\";

@@ -1,12 +1,37 @@
 #include "Platform/Testing/Process.h"
 
-#include "Platform/Win32.h"
+#include "Platform/Modules.h"
 
 #include <cstdlib>
+#include <filesystem>
+#include <memory>
+
+void* OpenModule(const char* path)
+{
+    auto module = std::make_unique<Platform::NativeModule>();
+    const bool loaded = Platform::NativeModule::Load(std::filesystem::path(path).wstring(), *module) >= 0;
+    return loaded ? module.release() : nullptr;
+}
+
+void (*FindExport(void* module, const char* name))(void)
+{
+    return reinterpret_cast<void (*)(void)>(static_cast<Platform::NativeModule*>(module)->Find(name));
+}
+
+void CloseModule(void* module)
+{
+    const std::unique_ptr<Platform::NativeModule> owner(static_cast<Platform::NativeModule*>(module));
+}
+
+int IsModuleAt(const void* address)
+{
+    return Platform::FindModule(address) != nullptr;
+}
 
 #ifdef _WIN32
 
-#include <memory>
+#include <windows.h>
+// The order counts.
 #include <tlhelp32.h>
 
 unsigned CountProcessThreads()
@@ -48,7 +73,6 @@ int RunInShell(const std::string& commandLine)
 
 #else
 
-#include <filesystem>
 #include <iterator>
 #include <sys/wait.h>
 

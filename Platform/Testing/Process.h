@@ -7,8 +7,17 @@
 // for a moment.
 unsigned CountProcessThreads();
 
-// The handles that the process has open; elsewhere than on Windows the file descriptors. For hosts in C, too.
+// The handles that the process has open; elsewhere than on Windows the file descriptors. Hosts in C call it as well.
 extern "C" unsigned CountProcessHandles();
+
+// Modules as a host in C loads and unloads them. `path` in the encoding of the system's file names.
+extern "C"
+{
+    void* OpenModule(const char* path); // null: failed
+    void (*FindExport(void* module, const char* name))(void);
+    void CloseModule(void* module);
+    int IsModuleAt(const void* address);
+}
 
 // Whether the Windows around it is Wine, which answers differently in places.
 bool RunsUnderWine();

@@ -1,6 +1,6 @@
 #include "Platform/Testing/TemporaryFolder.h"
 
-#include "Platform/Win32.h"
+#include "Platform/Process.h"
 
 #include <atomic>
 #include <random>
@@ -10,7 +10,7 @@ TemporaryFolder::TemporaryFolder()
 {
     static std::atomic<unsigned> count{0};
     do {
-        const std::string name = "kestrine-" + std::to_string(GetCurrentProcessId()) + '-' + std::to_string(++count) +
+        const std::string name = "kestrine-" + std::to_string(Platform::ProcessId()) + '-' + std::to_string(++count) +
                                  '-' + std::to_string(std::random_device{}());
         m_path = std::filesystem::temp_directory_path() / name;
     } while (!std::filesystem::create_directory(m_path));

@@ -1,4 +1,4 @@
-// A folder of a test's own that goes with the test.
+// A folder of a test's own that is removed with the test.
 #pragma once
 
 #include <filesystem>

@@ -1,5 +1,6 @@
 #include "Platform/Testing/TestRegistry.h"
 
+#include "Platform/Settings.h"
 #include "Platform/Text.h"
 
 #include <fstream>
@@ -18,6 +19,8 @@ void Require(bool done)
 } // namespace
 
 #ifdef _WIN32
+
+#include <windows.h>
 
 namespace
 {
@@ -53,13 +56,13 @@ TestRegistryKey::~TestRegistryKey()
     RegDeleteTreeW(HKEY_CURRENT_USER, ProcessKey().c_str());
 }
 
-void TestRegistryKey::Add(const std::wstring& name, const std::wstring& text, DWORD type)
+void TestRegistryKey::Add(const std::wstring& name, const std::wstring& text, Type type)
 {
     const UniqueKey key = Create(SubKey());
-    const DWORD number = type == REG_DWORD ? std::stoul(text) : 0;
-    const std::size_t size = type == REG_DWORD ? sizeof(number) : (text.size() + 1) * sizeof(wchar_t);
-    const void* const data = type == REG_DWORD ? static_cast<const void*>(&number) : text.c_str();
-    Require(RegSetValueExW(key.get(), name.c_str(), 0, type, static_cast<const BYTE*>(data),
+    const DWORD number = type == Number ? std::stoul(text) : 0;
+    const std::size_t size = type == Number ? sizeof(number) : (text.size() + 1) * sizeof(wchar_t);
+    const void* const data = type == Number ? static_cast<const void*>(&number) : text.c_str();
+    Require(RegSetValueExW(key.get(), name.c_str(), 0, static_cast<DWORD>(type), static_cast<const BYTE*>(data),
                            static_cast<DWORD>(size)) == ERROR_SUCCESS);
 }
 
@@ -69,19 +72,19 @@ TestRegistryKey::TestRegistryKey()
 {
     const std::filesystem::path file = m_folder.Path() / "registry";
     std::ofstream(file) << "[HKCU\\" + Text::ToUtf8(SubKey()) + "]\n";
-    Require(SetEnvironmentVariableW(L"KESTRINE_REGISTRY_FILE", file.wstring().c_str()));
+    Require(Platform::SetVariable(L"KESTRINE_REGISTRY_FILE", file.wstring().c_str()) >= 0);
 }
 
 TestRegistryKey::~TestRegistryKey()
 {
-    SetEnvironmentVariableW(L"KESTRINE_REGISTRY_FILE", nullptr);
+    Platform::SetVariable(L"KESTRINE_REGISTRY_FILE", nullptr);
 }
 
-void TestRegistryKey::Add(const std::wstring& name, const std::wstring& text, DWORD type)
+void TestRegistryKey::Add(const std::wstring& name, const std::wstring& text, Type type)
 {
-    const char* const typeName = type == REG_DWORD       ? " = REG_DWORD:"
-                                 : type == REG_EXPAND_SZ ? " = REG_EXPAND_SZ:"
-                                                         : " = REG_SZ:";
+    const char* const typeName = type == Number           ? " = REG_DWORD:"
+                                 : type == ExpandableText ? " = REG_EXPAND_SZ:"
+                                                          : " = REG_SZ:";
     std::ofstream file(m_folder.Path() / "registry", std::ios::app);
     file << (name.empty() ? "@" : Text::ToUtf8(name)) << typeName << Text::ToUtf8(text) << '\n';
     Require(static_cast<bool>(file.flush()));

@@ -2,7 +2,6 @@
 #pragma once
 
 #include "Platform/Testing/TemporaryFolder.h"
-#include "Platform/Win32.h"
 
 #include <string>
 
@@ -18,9 +17,15 @@ public:
 
     static const wchar_t* SubKey() { return L"Software\\KestrineTests"; }
 
-    // Adds a value; an empty name is the key's default value. `type`: REG_SZ, REG_EXPAND_SZ, or REG_DWORD with a
-    // decimal number as text. Keys that were opened before need not see it.
-    void Add(const std::wstring& name, const std::wstring& text, DWORD type = REG_SZ);
+    enum Type
+    {
+        PlainText = 1,
+        ExpandableText = 2,
+        Number = 4
+    };
+
+    // Adds a value; an empty name is the key's default value. A number is given as decimal text.
+    void Add(const std::wstring& name, const std::wstring& text, Type type = PlainText);
 
 private:
     TemporaryFolder m_folder;

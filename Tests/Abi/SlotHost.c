@@ -24,11 +24,11 @@ typedef struct Object
     const Slot* slots;
 } Object;
 
-/* The platform's loader, and the two host libraries. */
-void* LoadLibraryExW(const wchar_t* path, void* reserved, uint32_t flags);
-int32_t FreeLibrary(void* module);
-Slot GetProcAddress(void* module, const char* name);
-int32_t GetModuleHandleExW(uint32_t flags, const wchar_t* address, void** module);
+/* The platform's loader (Platform/Testing/Process.h), and the two host libraries. */
+void* OpenModule(const char* path);
+Slot FindExport(void* module, const char* name);
+void CloseModule(void* module);
+int IsModuleAt(const void* address);
 HResult KelnCreateNode(const wchar_t* name, const wchar_t* type, void** node);
 HResult KelnCloseNodeHandle(void* node);
 HResult KelnAddChild(void* parent, void* child);
@@ -254,26 +254,24 @@ static void DriveUpdateCycles(Object* module)
 
 int main(int argc, char** argv)
 {
-    const uint32_t fromAddress = 0x4, keepCount = 0x2;
     const int rounds = argc > 2 ? atoi(argv[2]) : 1;
     const unsigned kept = argc > 3 ? (unsigned)atoi(argv[3]) : 0;
     unsigned handles = 0;
-    wchar_t path[1024];
-    if (argc < 2 || mbstowcs(path, argv[1], 1024) >= 1024)
+    if (argc < 2)
         return fprintf(stderr, "usage: SlotHost MODULE [ROUNDS [KEPT]]\n"), 2;
     for (int round = 0; round < rounds && failures == 0; ++round) {
         Object *object = NULL, *again = NULL;
-        void *inside = NULL, *module = LoadLibraryExW(path, NULL, 0);
+        void* module = OpenModule(argv[1]);
         if (!module)
             return fprintf(stderr, "SlotHost: cannot load %s\n", argv[1]), 1;
-        HResult (*entry)(void*) = (HResult(*)(void*))GetProcAddress(module, "GetComponentsModuleObject");
+        HResult (*entry)(void*) = (HResult(*)(void*))FindExport(module, "GetComponentsModuleObject");
         EXPECT(entry && entry(&object) == OK && entry(&again) == OK && object == again);
         EXPECT(entry(NULL) == INVALID_ARGUMENT);
         CheckModuleObject(object);
         CheckClasses(object);
         DriveUpdateCycles(object);
-        EXPECT(FreeLibrary(module) != 0);
-        EXPECT(GetModuleHandleExW(fromAddress | keepCount, (const wchar_t*)(uintptr_t)entry, &inside) == 0);
+        CloseModule(module);
+        EXPECT(!IsModuleAt((const void*)(uintptr_t)entry));
         if (round == 0)
             handles = CountProcessHandles();
     }

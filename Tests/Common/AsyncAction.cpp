@@ -94,8 +94,6 @@ TEST(AsyncAction, ANewPeriodWakesAWaitInRealTime)
     CAsyncAction action(3600s, 0s, [&](CAsyncAction&) { ++count; });
     action.Trigger();
     ASSERT_TRUE(Eventually([&] { return count == 1; }));
-    ManualClock clock; // the wait in progress does not look at it
-    clock.Advance(1'000'000h);
     action.SetPeriod(1s);
     EXPECT_TRUE(Eventually([&] { return count == 2; }));
 }
@@ -146,6 +144,27 @@ TEST(AsyncAction, MayBeDestroyedByItsOwnRun)
     BOOL locked = TRUE;
     EXPECT_TRUE(Eventually([&] { return destroyed && ModuleObject::Instance().IsLocked(&locked) == S_OK && !locked; }))
         << "the worker holds the module to its end";
+}
+
+// Each run replaces its worker twice; the one in between waits for its turn until the same run destroys it.
+TEST(AsyncAction, WorkersThatReplaceEachOtherTakeTurns)
+{
+    std::unique_ptr<CAsyncAction> worker;
+    std::atomic<int> inside{0};
+    std::atomic<int> runs{0};
+    const CAsyncAction::Action action = [&](CAsyncAction&) {
+        EXPECT_EQ(++inside, 1);
+        for (int i = 0; i < 2 && runs < 100; ++i) {
+            auto next = std::make_unique<CAsyncAction>(0s, 0s, action, worker.get());
+            next->Trigger();
+            worker = std::move(next);
+        }
+        --inside;
+        ++runs;
+    };
+    worker = std::make_unique<CAsyncAction>(0s, 0s, action);
+    worker->Trigger();
+    EXPECT_TRUE(Eventually([&] { return runs > 100; }));
 }
 
 TEST_F(AsyncActionTest, ExceptionsCostOneRunAndALineEach)

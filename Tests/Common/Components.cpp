@@ -25,18 +25,39 @@ public:
         ComponentPtr<IComponentBase> base;
         s_wholeInFinalRelease = QueryInterface(IComponentBase::Iid, base.OutVoid()) == S_OK;
         ++s_finalReleases;
-        SetErrorInfo(0, nullptr);
+        Platform::ErrorInfo().LeaveOnThread();
+        if (s_keep)
+            s_kept = std::move(base);
+        if (s_throw)
+            throw std::bad_alloc();
     }
+    ~CSample() override { ++s_destroyed; }
     HRESULT Configure(IKelNode*) override { return S_OK; }
 
     static inline std::atomic<bool> s_wholeInFinalRelease = false;
     static inline std::atomic<int> s_finalReleases = 0;
+    static inline std::atomic<int> s_destroyed = 0;
+    static inline bool s_keep = false;
+    static inline bool s_throw = false;
+    static inline ComponentPtr<IComponentBase> s_kept;
 
 private:
     const HRESULT m_construct;
 };
 
 using Sample = CComponentObject<CSample>;
+// Answers every question for an interface with success, and with none.
+struct NothingBehind : FakeComponent<IAccessInfoConsumer>
+{
+    HRESULT QueryInterface(REFIID, void** out) override
+    {
+        *out = nullptr;
+        return S_OK;
+    }
+    HRESULT OnReportingSettingsUpdated(IKelNode*) override { return E_NOTIMPL; }
+    HRESULT OnAccessInfoUpdated(IKelNode*) override { return E_NOTIMPL; }
+};
+
 constexpr GUID SampleClass{0x12345678, 1, 2, {3}};
 
 } // namespace
@@ -48,15 +69,27 @@ TEST(ComponentObject, IsWholeInFinalReleaseAndKeepsTheCallersErrorInformation)
     EXPECT_EQ(Sample::CreateInstance(&created, E_ABORT), E_ABORT);
     ASSERT_EQ(created, nullptr);
     ASSERT_EQ(Sample::CreateInstance(&created), S_OK);
-    ComponentPtr<ICreateErrorInfo> info;
-    ComponentPtr<IErrorInfo> left;
-    ASSERT_EQ(CreateErrorInfo(info.Out()), S_OK);
-    ASSERT_EQ(info->QueryInterface(IID_IErrorInfo, left.OutVoid()), S_OK);
-    SetErrorInfo(0, left.Get());
+    Platform::ErrorInfo::Make(SampleClass, L"the caller's").LeaveOnThread();
     EXPECT_EQ(created->Release(), 0U);
     EXPECT_TRUE(CSample::s_wholeInFinalRelease);
     EXPECT_EQ(CSample::s_finalReleases, 1) << "a reference of the hook's own does not end the object again";
-    EXPECT_EQ(GetErrorInfo(0, left.Out()), S_OK);
+    EXPECT_TRUE(Platform::ErrorInfo::TakeFromThread());
+}
+
+TEST(ComponentObject, AReferenceStillHeldBehindFinalReleaseDelaysTheDestruction)
+{
+    const LogCapture log;
+    Sample* created = nullptr;
+    CSample::s_keep = CSample::s_throw = true;
+    ASSERT_EQ(Sample::CreateInstance(&created), S_OK);
+    EXPECT_EQ(created->Release(), 0U);
+    EXPECT_EQ(CSample::s_destroyed, 0);
+    EXPECT_EQ(CSample::s_kept->AddRef(), 2U);
+    EXPECT_EQ(CSample::s_kept->Release(), 1U);
+    CSample::s_kept.Reset();
+    EXPECT_EQ(CSample::s_destroyed, 1);
+    EXPECT_EQ(CSample::s_finalReleases, 1);
+    EXPECT_EQ(log.Count(L"| ERR  |", L"CComponentObject<class CSample>::CComponentObject: FinalRelease failed: "), 1U);
 }
 
 TEST(ModuleObject, CreatesRegisteredClassesOnAnyThread)
@@ -65,7 +98,7 @@ TEST(ModuleObject, CreatesRegisteredClassesOnAnyThread)
     void* out = &module;
     {
         const ComponentClassRegistration registration(SampleClass, &Sample::Create);
-        module.RegisterClass(SampleClass, [](REFIID, void**) { return E_UNEXPECTED; }); // the first one stays
+        const ComponentClassRegistration ignored(SampleClass, [](REFIID, void**) { return E_UNEXPECTED; });
         ComponentPtr<IConfigurableComponent> shared;
         ASSERT_EQ(module.CreateInstance(SampleClass, IConfigurableComponent::Iid, shared.OutVoid()), S_OK);
         std::vector<std::thread> threads;
@@ -122,10 +155,21 @@ TEST(AliveObjects, AreReportedOnDemandWithTypeAddressAndFourFrames)
 TEST(NamedInstances, AreRequiredOrOptional)
 {
     FakeConsumer consumer;
-    const NamedInstance named(L"Test.Consumer", &consumer);
+    const RegisteredInstance named(L"Test.Consumer", &consumer);
     EXPECT_EQ(GetNamedInstance<IAccessInfoConsumer>(L"Test.Consumer").Get(), &consumer);
     EXPECT_EQ(TryGetNamedInstance<IAccessInfoConsumer>(L"Test.Consumer").Get(), &consumer);
-    EXPECT_FALSE(TryGetNamedInstance<IAccessInfoConsumer>(L"Test.Absent"));
-    EXPECT_EQ(CodeOf([] { GetNamedInstance<IAccessInfoConsumer>(L"Test.Absent"); }), NotFound);
     EXPECT_EQ(CodeOf([] { TryGetNamedInstance<IAccessInfoSource>(L"Test.Consumer"); }), E_NOINTERFACE);
+    const LogCapture log;
+    EXPECT_FALSE(TryGetNamedInstance<IAccessInfoConsumer>(L"Test.Absent"));
+    EXPECT_EQ(log.Count(L""), 0U) << "its absence is an answer";
+    EXPECT_EQ(CodeOf([] { GetNamedInstance<IAccessInfoConsumer>(L"Test.Absent"); }), NotFound);
+    EXPECT_EQ(log.Count(L"| ERR  |", L"Named component 'Test.Absent' cannot be used: 0x80070490 "), 1U);
+    EXPECT_EQ(CodeOf([] { GetNamedInstance<IAccessInfoSource>(L"Test.Consumer"); }), E_NOINTERFACE);
+    EXPECT_EQ(log.Count(L"| ERR  |", L"Named component 'Test.Consumer' cannot be used: 0x80004002 "), 1U);
+
+    NothingBehind nothing;
+    const RegisteredInstance empty(L"Test.Empty", &nothing);
+    EXPECT_EQ(CodeOf([] { GetNamedInstance<IAccessInfoConsumer>(L"Test.Empty"); }), E_POINTER);
+    EXPECT_EQ(log.Count(L"| ERR  |", L"Named component 'Test.Empty' cannot be used: 0x80004003 "), 1U);
+    EXPECT_FALSE(TryGetNamedInstance<IAccessInfoConsumer>(L"Test.Empty"));
 }

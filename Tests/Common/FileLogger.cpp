@@ -1,16 +1,18 @@
 #include "Common/Diagnostics/FileLogger.h"
 
-#include "Common/Diagnostics/Banner.h"
 #include "Common/Diagnostics/ImpersonationRevertGuard.h"
 #include "Platform/Testing/DebugOutput.h"
+#include "Platform/Testing/ExclusiveFile.h"
 #include "Platform/Testing/Process.h"
 #include "Platform/Testing/TemporaryFolder.h"
+#include "Platform/Testing/ThreadIdentity.h"
 #include "Platform/Text.h"
 #include "Tests/Support/ManualClock.h"
 #include "Tests/Support/TestEnvironment.h"
 
 #include <fstream>
 #include <gtest/gtest.h>
+#include <optional>
 #include <regex>
 #include <thread>
 
@@ -19,10 +21,8 @@ namespace
 
 bool HasToken()
 {
-    HANDLE token = nullptr;
-    const bool found = OpenThreadToken(GetCurrentThread(), TOKEN_IMPERSONATE, TRUE, &token);
-    const UniqueHandle owner(token);
-    return found;
+    Platform::ThreadToken token;
+    return token.Open() == S_OK;
 }
 
 class FileLoggerTest : public testing::Test
@@ -153,12 +153,18 @@ TEST_F(FileLoggerTest, AfterAFailedOpenTheNextAttemptComesAnIntervalLater)
     EXPECT_EQ(Content(), L"written");
 }
 
+TEST_F(FileLoggerTest, APathThatCannotBeJoinedIsNamedAsItIsConfigured)
+{
+    const std::wstring path(300, L'p');
+    m_settings[L"Logger/Path"] = path;
+    FileLogger logger(m_loggerSettings, L"Test.log", L"");
+    EXPECT_EQ(TroubleOf(logger), L"FileLogger: cannot open log file '" + path + L"\\Test.log' (error: 0x800700ce)\n");
+}
+
 TEST_F(FileLoggerTest, ASharingViolationIsTriedAgain)
 {
     MakeFolder();
-    const std::wstring path = m_file.wstring();
-    UniqueHandle held(
-        CreateFileW(path.c_str(), FILE_APPEND_DATA, 0, nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    std::optional<ExclusiveFile> held(m_file);
     FileLogger logger(m_loggerSettings, L"Test.log", L"");
     const auto start = std::chrono::steady_clock::now();
     EXPECT_TRUE(TroubleOf(logger).ends_with(L"(error: 0x80070020)\n"));
@@ -192,16 +198,19 @@ TEST_F(FileLoggerTest, LinesOfSeveralThreadsDoNotMix)
 TEST_F(FileLoggerTest, OpensTheFileAsTheProcessWhoeverTheThreadWorksFor)
 {
     FileLogger logger(m_loggerSettings, L"Test.log", L"");
-    ASSERT_TRUE(ImpersonateSelf(SecurityImpersonation));
+    bool askedImpersonating = false;
+    m_settings.source->hook = [&] { askedImpersonating |= HasToken(); };
+    std::optional<ThreadIdentity> client(std::in_place);
     logger.Write(L"line", -1);
     EXPECT_EQ(Content(), L"line");
     EXPECT_FALSE(s_openedImpersonating);
+    EXPECT_FALSE(askedImpersonating);
     EXPECT_TRUE(HasToken()) << "put back";
     {
         const ImpersonationRevertGuard off(false);
         EXPECT_TRUE(HasToken());
     }
-    RevertToSelf();
+    client.reset();
     {
         const ImpersonationRevertGuard nothingToLift(true);
         EXPECT_FALSE(HasToken());
@@ -211,7 +220,7 @@ TEST_F(FileLoggerTest, OpensTheFileAsTheProcessWhoeverTheThreadWorksFor)
 
 TEST(Banner, NamesModuleVersionAndProcess)
 {
-    const std::wstring process = L"\\*{3} Process: .+ \\(Pid: " + std::to_wstring(GetCurrentProcessId()) + L"\\)\r\n";
+    const std::wstring process = L"\\*{3} Process: .+ \\(Pid: " + std::to_wstring(Platform::ProcessId()) + L"\\)\r\n";
     const std::wstring banner = BuildBanner({1, 2, 3, 4});
     EXPECT_TRUE(std::regex_match(
         banner,

@@ -1,4 +1,4 @@
-#include "Common/ErrorHandling/ErrorMessages.h"
+#include "Common/ErrorHandling/MessageModules.h"
 #include "Tests/Support/TestEnvironment.h"
 
 #include <gtest/gtest.h>

@@ -1,8 +1,9 @@
 #include "Common/Diagnostics/Log.h"
-#include "Common/Diagnostics/LogLineFormatter.h"
+#include "Common/Diagnostics/LogManager.h"
 #include "Common/Diagnostics/TraceScope.h"
 #include "Common/Foundation/ScopeGuard.h"
 #include "Platform/Testing/DebugOutput.h"
+#include "Platform/Testing/LastFailure.h"
 #include "Tests/Support/LogCapture.h"
 #include "Tests/Support/ManualClock.h"
 #include "Tests/Support/TestEnvironment.h"
@@ -22,7 +23,7 @@ const DataDirectory& NoDataDirectory()
 // Logs something itself and spoils the last error, as a log file that cannot be written may do.
 struct SpoilingLogger : ILogger
 {
-    void Write(const wchar_t*, int) noexcept override { SetLastError(ERROR_ACCESS_DENIED); }
+    void Write(const wchar_t*, int) noexcept override { SetLastFailure(5); }
 };
 
 struct ThrowsWhenPrinted
@@ -52,10 +53,9 @@ TEST(LogLine, ColumnsAreFixedAndTheTimeIsLocalWithSevenDecimals)
     };
     // 2020-02-29 12:34:56.7891234 UTC; the zone of the machine moves hours and minutes only.
     const std::uint64_t units = (13227453296ULL * 1000 + 789) * 10000 + 1234;
-    const FILETIME time{static_cast<DWORD>(units), static_cast<DWORD>(units >> 32)};
     for (const LineCase& each : cases) {
         const std::wstring line =
-            FormatLogLine({time, each.severity, 0x12345, 0xABC0007, each.source, each.indentation, L"text"});
+            FormatLogLine({units, each.severity, 0x12345, 0xABC0007, each.source, each.indentation, L"text"});
         EXPECT_EQ(line.substr(28), each.text);
         EXPECT_TRUE(std::regex_match(line.substr(0, 28), std::wregex(L"2020-0[23]-\\d\\d \\d\\d:\\d\\d:56\\.7891234 ")))
             << testing::PrintToString(line);
@@ -83,6 +83,24 @@ TEST(LogManager, SeverityFollowsTheSettings)
     EXPECT_EQ(highest(L"CRIT"), 1U);
     EXPECT_EQ(highest(L"ERR", 5000), 1U) << "not yet stale";
     EXPECT_EQ(highest(L"ERR", 1), 2U);
+}
+
+TEST(LogManager, ARefreshThatFailsKeepsTheOldValuesAndCounts)
+{
+    ManualClock clock;
+    TestSettings settings;
+    LogManager log(settings.store, &NoDataDirectory);
+    settings[L"Logger/MaxSeverity"] = L"DBG2";
+    settings[L"Logger/KeepOpenInterval"] = L"7";
+    EXPECT_TRUE(log.IsEnabled(LogSeverity::Dbg2));
+    settings.source->hook = [] { throw std::bad_alloc(); };
+    clock.Advance(std::chrono::seconds(6));
+    settings.source->questions = 0;
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_TRUE(log.IsEnabled(LogSeverity::Dbg2));
+        EXPECT_EQ(log.Settings().KeepOpenInterval(), 7U);
+    }
+    EXPECT_EQ(settings.source->questions, 1);
 }
 
 TEST(LogManager, FourLoggersAtMost)
@@ -113,12 +131,12 @@ TEST(LogStatement, KeepsTheLastErrorAlsoWhenTheSettingsAreRefreshed)
     LogManager::Instance().AddLogger(spoiler);
     for (const auto step : {std::chrono::milliseconds(0), std::chrono::milliseconds(6000)}) {
         clock.Advance(step);
-        SetLastError(1234);
+        SetLastFailure(1234);
         LOG_ERR(L"some error");
-        EXPECT_EQ(GetLastError(), 1234U);
+        EXPECT_EQ(LastFailure(), 1234);
         clock.Advance(step);
         LOG_AT(8, L"an off statement");
-        EXPECT_EQ(GetLastError(), 1234U);
+        EXPECT_EQ(LastFailure(), 1234);
     }
     LogManager::Instance().RemoveLogger(spoiler);
 }

@@ -1,3 +1,4 @@
+#include "Common/Nodes/Configuration.h"
 #include "Common/Nodes/KelNodePtr.h"
 #include "Common/Nodes/KelNodesEqual.h"
 #include "Common/Nodes/NodePath.h"
@@ -5,6 +6,7 @@
 #include "Host/Nodwell/TestControls.h"
 #include "Tests/Support/CodeOf.h"
 #include "Tests/Support/HostFakes.h"
+#include "Tests/Support/LogCapture.h"
 
 #include <gtest/gtest.h>
 
@@ -127,6 +129,19 @@ TEST(KelNodePtr, ReadsAndWritesText)
     EXPECT_EQ(CreateKelNode(nullptr, nullptr).GetAttributeNames(), Texts());
 }
 
+TEST(Configuration, NamesTheListItemThatCannotBeUsed)
+{
+    const LogCapture log;
+    const KelNodePtr item = CreateKelNode(nullptr, nullptr);
+    const auto read = [&] { return Configuration::RequiredString(item, L"NodePath"); };
+    EXPECT_EQ(CodeOf([&] { Configuration::ReadItem(L"TrackingItems", 2, read); }), NotFound);
+    EXPECT_EQ(log.Count(L"| ERR  |", L"Configuration key 'NodePath' cannot be used: 0x80070490 "), 1U);
+    EXPECT_EQ(log.Count(L"| ERR  |", L"Configuration item 'TrackingItems[2]' cannot be used: 0x80070490 "), 1U);
+    item.SetString(L"NodePath", L"x");
+    EXPECT_EQ(Configuration::ReadItem(L"TrackingItems", 2, read), L"x");
+    EXPECT_EQ(log.Count(L"| ERR  |"), 2U);
+}
+
 TEST(KelNodePtr, ReadsAndWritesLists)
 {
     const KelNodePtr node = CreateKelNode(nullptr, nullptr);
@@ -179,6 +194,12 @@ TEST(KelNodesEqual, ComparesWhatTheFlagsSay)
         const std::string row = std::string(each.a) + " | " + std::string(each.b);
         EXPECT_EQ(KelNodesEqual(ReadTree(each.a), ReadTree(each.b), each.flags), each.equal) << row << each.flags;
     }
+    const KelNodePtr lower = CreateKelNode(L"n", nullptr);
+    const KelNodePtr upper = CreateKelNode(L"n", nullptr);
+    lower.SetString(L"a", L"\u00E4\u0434");
+    upper.SetString(L"a", L"\u00C4\u0414");
+    EXPECT_TRUE(KelNodesEqual(lower, upper, KelIgnoreCase));
+    EXPECT_FALSE(KelNodesEqual(lower, upper, KelCompareAll));
     const KelNodePtr root = CreateKelNode(L"root", nullptr);
     const KelNodePtr inTree = Child(root, L"n");
     const KelNodePtr alone = CreateKelNode(L"n", nullptr);

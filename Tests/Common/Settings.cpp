@@ -1,8 +1,8 @@
-#include "Common/Diagnostics/DataDirectory.h"
-#include "Common/Diagnostics/EnvironmentSettingsSource.h"
-#include "Common/Diagnostics/IniSettingsSource.h"
-#include "Common/Diagnostics/SettingsSection.h"
 #include "Common/Foundation/Strings.h"
+#include "Common/Settings/DataDirectory.h"
+#include "Common/Settings/SettingsSection.h"
+#include "Common/Settings/SettingsSources.h"
+#include "Platform/Testing/LastFailure.h"
 #include "Platform/Testing/TemporaryFolder.h"
 #include "Platform/Testing/TestRegistry.h"
 #include "Tests/Support/CodeOf.h"
@@ -126,7 +126,7 @@ TEST(EnvironmentSettings, DefinedVariablesAnswerEvenWhenEmptyAndBeforeIniFiles)
     const ScopedVariable general(L"GS_General_Empty", L"");
     SettingsStore store;
     EXPECT_EQ(Ask(store, L"Logger", L"MaxSeverity"), L"WARN");
-    SetLastError(ERROR_ENVVAR_NOT_FOUND); // of an earlier question
+    SetLastFailure(203); // of an earlier question
     EXPECT_EQ(Ask(store, nullptr, L"Empty"), L"");
     EXPECT_EQ(Ask(store, L"General", L"Other"), L"fromini");
 }
@@ -188,8 +188,9 @@ TEST(DataDirectory, RegistryValuesRedirectPathPrefixes)
 {
     TestRegistryKey key;
     key.Add(L"Logs", L"D:\\logs");
-    key.Add(L"reports\\OLD", L"E:\\archive", REG_EXPAND_SZ);
-    key.Add(L"number", L"7", REG_DWORD);
+    key.Add(L"reports\\OLD", L"E:\\archive", TestRegistryKey::ExpandableText);
+    key.Add(L"number", L"7", TestRegistryKey::Number);
+    key.Add(L"\u00E4rger", L"F:\\a");
     TestSettings settings;
     settings[L"General/DataDirectoryPath"] = L"C:\\data";
     settings[L"General/DataDirectoryPathOverrideRegKey"] = std::wstring(L"HKCU\\") + TestRegistryKey::SubKey();

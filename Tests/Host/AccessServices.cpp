@@ -1,9 +1,9 @@
 // What the module asks about accounts: tokens, permissions and roles.
-#include "Host/Components/Accounts.h"
 #include "Host/Components/AuthTokenMgr.h"
 #include "Host/Components/PermissionsChecker.h"
-#include "Host/Components/SettingsGate.h"
-#include "Platform/Testing/AccountsFile.h"
+#include "Host/Components/RoleService.h"
+#include "Host/Components/SidTexts.h"
+#include "Platform/Testing/TestAccounts.h"
 #include "Tests/Host/NodwellFixture.h"
 
 #include <gmock/gmock.h>
@@ -41,7 +41,7 @@ protected:
         return tokens->MakeRequestToken(sid, services);
     }
 
-    AccountsFile accounts{"domain D = S-1-5-21-4-5-6\nuser D\\ann = 1001\nuser D\\bob = 1002\ngroup D\\staff = 1003\n"
+    TestAccounts accounts{"domain D = S-1-5-21-4-5-6\nuser D\\ann = 1001\nuser D\\bob = 1002\ngroup D\\staff = 1003\n"
                           "member D\\staff = D\\ann\n"};
     const ComponentPtr<Host::AuthTokenMgr> tokens =
         MakeComponent<Host::AuthTokenMgr>(std::chrono::duration<double>(3600), true);
@@ -104,7 +104,7 @@ TEST_F(AccessServices, TheGateGrantsRolesAndFailsInThreeForms)
 {
     const TemporaryFolder folder;
     const auto database = std::make_shared<Host::ReportingDatabase>(folder.Path() / "roles.db");
-    const auto gate = MakeComponent<Host::SettingsGate>(database);
+    const auto gate = MakeComponent<Host::RoleService>(database);
     const auto client = MakeComponent<Host::ServiceClient>(gate);
     ComponentPtr<IRequestService> service;
     EXPECT_EQ(client->GetService(L"Service.Other", 0, IRequestService::Iid, service.OutVoid()), NotFound);

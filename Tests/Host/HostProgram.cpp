@@ -1,8 +1,10 @@
 #include "Host/Program/JsonCursor.h"
 #include "Host/Program/Run.h"
 #include "Host/Support/Boundary.h"
+#include "Platform/Settings.h"
 #include "Platform/Testing/Process.h"
 #include "Platform/Testing/TemporaryFolder.h"
+#include "Platform/Text.h"
 #include "Tests/Host/NodwellFixture.h"
 
 #include <csignal>
@@ -112,6 +114,31 @@ TEST_F(HostProgram, TheSampleShowsItsStory)
     ASSERT_EQ(Run("roles " + Quoted(data / "reporting.db")), 0);
     EXPECT_THAT(output, AllOf(HasSubstr("BRIGHTMOOR\\t.nwosu      Browser  http://localhost/ReportServer      20"),
                               EndsWith("\n16 rows\n")));
+}
+
+TEST_F(HostProgram, TheSampleSettingsHideSecretsAndFilesAreNotForEverybody)
+{
+    const fs::path site = WriteSite([](auto& json) {
+        json["moduleSettings"] = nlohmann::json::object();
+        json["timeline"].erase(json["timeline"].begin() + 8, json["timeline"].end());
+    });
+    Platform::SetVariable(L"GLOBAL_SETTINGS_INI", (fs::path(KESTRINE_SAMPLES) / "Kestrine.ini").wstring().c_str());
+    const fs::path data = folder.Path() / "data";
+    const std::string arguments = " --data " + Quoted(data) + " --sql-trace " + Quoted(data / "trace.sql");
+    ASSERT_EQ(Run("run " + Quoted(site) + arguments), 0) << errors;
+    const fs::path logFile = data / "Logs" / fs::path(KESTRINE_MODULE).filename().replace_extension(".log");
+    const std::string log = Text::ToUtf8(Text::FromUtf16Le(ReadAll(logFile)));
+    const std::string beginnings[] = {"name=\"ReportServerPassword\" type=\"", "name=\"AuthTokenId\" type=\""};
+    for (const std::string& beginning : beginnings) {
+        std::size_t at = log.find(beginning);
+        EXPECT_NE(at, log.npos) << beginning;
+        for (; at != log.npos; at = log.find(beginning, at + 1))
+            EXPECT_EQ(log.substr(at + beginning.size(), 14), "text\">********") << beginning;
+    }
+    if (fs::path::preferred_separator != '/')
+        return;
+    for (const fs::path& made : {data, data / "Logs", logFile, data / "reporting.db", data / "trace.sql"})
+        EXPECT_EQ(fs::status(made).permissions() & fs::perms::others_all, fs::perms::none) << made;
 }
 
 TEST_F(HostProgram, LargeSitesRunToTheirEnd)

@@ -2,7 +2,8 @@
 R"({
   "site": "Stress",
   "configuration": { "name": "Configuration", "children": [
-    { "name": "RBAC", "attributes": { "IsInUse": true } }, { "name": "Viewers", "type": "Viewers" } ] },
+    { "name": "RBAC", "attributes": { "IsInUse": true } }, { "name": "OtherRBAC" }, { "name": "Viewers", "type": "Viewers" },
+    { "name": "Watchers", "type": "Viewers" } ] },
   "names": { "databaseConnectionManager": "Database", "reportingSettingsManager": "Settings" },
   "connectionSettings": [
     { "name": "remote", "attributes": { "Enabled": true, "ReportServerUrl": "http://198.51.100.20/",
@@ -10,7 +11,8 @@ R"({
     { "name": "local", "attributes": { "Enabled": false, "ReportServerUrl": "http://localhost/",
       "ReportServerUserName": "svc", "ReportServerPassword": { "binary": "01" } } } ],
   "accounts": { "computer": { "name": "HERE", "sid": "S-1-5-21-9-9-9" },
-    "domains": [ { "name": "D", "sid": "S-1-5-21-1-2-3" } ], "users": { ".\\console": 1001@USERS@ } },
+    "domains": [ { "name": "D", "sid": "S-1-5-21-1-2-3" } ], "users": { ".\\local": 1001@USERS@ },
+    "groups": { "D\\readers": { "rid": 1003, "members": ["D\\user41"] } } },
   "accessInfo": [ { "name": "Fixed", "items": [ { "account": "D\\fixed" } ] } ],
   "components": [
     { "name": "Updater", "class": "ReportAccessInfoUpdater", "config": { "DatabaseConnectionManager": "Database",
@@ -25,7 +27,9 @@ R"({
       "config": { "ReportAccessInfoUpdater": "Updater", "RequiredContainerPermission": "ViewReports",
         "UpdateIntervalS": 1, "ForceRefreshIntervalS": 1 },
       "children": [ { "name": "TrackingItems", "children": [ { "name": "Item", "type": "TrackingItem",
-        "attributes": { "NodePath": "\\Configuration\\Viewers", "Attribute": "Accounts" } } ] } ] },
+        "attributes": { "NodePath": "\\Configuration\\Viewers", "Attribute": "Accounts" } },
+        { "name": "Other", "type": "TrackingItem",
+          "attributes": { "NodePath": "\\Configuration\\Watchers", "Attribute": "Accounts" } } ] } ] },
     { "name": "Roles", "class": "SSRSRolesUpdater", "config": { "UpdateIntervalS": 1, "RetryIntervalS": 1 } } ],
   "timeline": []
 })"

@@ -1,6 +1,6 @@
 #include "Host/Nodwell/TestControls.h"
-#include "Platform/Testing/AccountsFile.h"
 #include "Platform/Testing/AuthzCounts.h"
+#include "Platform/Testing/TestAccounts.h"
 #include "Subsystems/ManagementService/Kestrine/AccountResolution.h"
 #include "Subsystems/ManagementService/Kestrine/AuthToken.h"
 #include "Subsystems/ManagementService/Kestrine/ReportAccessHelpers.h"
@@ -31,7 +31,7 @@ TEST(AuthTokens, TheCurrentTokenIsOptionalUnlessRequired)
     };
     expectNone("the host has no context manager");
     FakeRequestContextMgr manager;
-    const NamedInstance named(L"Core.RequestContextMgr", static_cast<IRequestContextMgr*>(&manager));
+    const RegisteredInstance named(L"Core.RequestContextMgr", static_cast<IRequestContextMgr*>(&manager));
     expectNone("a context without token");
     const KelNodePtr token = MakeToken(L"win:sid=S-1-5-18", L"x");
     FakeRequestContextMgr::t_token = &token;
@@ -39,6 +39,8 @@ TEST(AuthTokens, TheCurrentTokenIsOptionalUnlessRequired)
     FakeRequestContextMgr::t_token = nullptr;
     manager.noContext = true;
     expectNone("no context");
+    manager.handsOutNothing = true;
+    expectNone("success without a context manager");
 }
 
 TEST(AuthTokens, AreReadLenientlyAndShownInOneLine)
@@ -67,22 +69,25 @@ TEST(AuthTokens, AChainThatDoesNotEndFailsClearly)
 
 TEST(AuthTokens, MintingResolvesGroupsOnDemandAndFreesItsHandlesOnEveryPath)
 {
-    const AccountsFile accounts("computer = S-1-5-21-10-20-30\ndomain CORP = S-1-5-21-1-2-3\nuser CORP\\ann = 1105\n"
+    const TestAccounts accounts("computer = S-1-5-21-10-20-30\ndomain CORP = S-1-5-21-1-2-3\nuser CORP\\ann = 1105\n"
                                 "group CORP\\Readers = 1201\nmember CORP\\Readers = CORP\\ann\n");
     const CSid ann = LookupSidByName(L"CORP\\ann");
     EXPECT_EQ(CodeOf([&] { MakeAuthTokenBySid(ann, false); }), NotFound) << "no token manager";
     FakeTokenMgr manager;
-    const NamedInstance named(L"Security.AuthTokenMgr", &manager);
+    const RegisteredInstance named(L"Security.AuthTokenMgr", &manager);
     EXPECT_EQ(GetSubjectId(MakeAuthTokenBySid(ann, false)), L"win:sid=S-1-5-21-1-2-3-1105");
-    const DWORD withoutGroups = manager.groupBytes;
+    EXPECT_TRUE(manager.groups.empty());
     EXPECT_TRUE(MakeAuthTokenBySid(ann, true));
-    EXPECT_GT(manager.groupBytes, withoutGroups);
+    EXPECT_FALSE(manager.groups.empty());
     manager.failing = {L"S-1-5-21-1-2-3-1105"};
     EXPECT_EQ(CodeOf([&] { MakeAuthTokenBySid(ann, false); }), E_ACCESSDENIED);
+    manager.failing.clear();
+    manager.handsOutNothing = true;
+    EXPECT_EQ(CodeOf([&] { MakeAuthTokenBySid(ann, false); }), E_POINTER);
     CSid unknown;
     AuthIdHelpers::AuthIdToSid(L"win:sid=S-1-5-21-9-9-9-9", unknown);
     EXPECT_LT(CodeOf([&] { MakeAuthTokenBySid(unknown, true); }), 0);
-    EXPECT_EQ(CountAuthzContexts() + CountAuthzResourceManagers(), 0U);
+    EXPECT_EQ(CountAuthzContexts(), 0U);
 }
 
 TEST(AccessItems, HoldWhatTheCheckerGrantsTheOriginatingClient)
@@ -94,7 +99,7 @@ TEST(AccessItems, HoldWhatTheCheckerGrantsTheOriginatingClient)
     } cases[] = {
 #include "Tests/Kestrine/GrantedItems.inl"
     };
-    const AccountsFile accounts("computer = S-1-5-21-10-20-30\n");
+    const TestAccounts accounts("computer = S-1-5-21-10-20-30\n");
     FakePermissionsChecker checker;
     const auto item = [&](const KelNodePtr& token, const std::wstring& fallback = {}) {
         const KelNodePtr made = MakeAccessInfoForToken(token, L"ViewReports", fallback);
@@ -102,10 +107,15 @@ TEST(AccessItems, HoldWhatTheCheckerGrantsTheOriginatingClient)
     };
     const KelNodePtr client = MakeToken(L"id", L"unknown");
     EXPECT_EQ(CodeOf([&] { item(client); }), NotFound) << "no checker";
-    const NamedInstance named(L"Security.PermissionsChecker", &checker);
+    const RegisteredInstance named(L"Security.PermissionsChecker", &checker);
     EXPECT_EQ(item(client), L"<none>");
     checker.failing = {L"unknown"};
     EXPECT_EQ(CodeOf([&] { item(client); }), E_ACCESSDENIED);
+    checker.failing.clear();
+    checker.grants = {{L"unknown", {L"A"}}};
+    checker.handsOutNothing = true;
+    EXPECT_EQ(CodeOf([&] { item(client); }), E_POINTER) << "says that it lists containers, and lists none";
+    checker.handsOutNothing = false;
     for (const auto& each : cases) {
         checker.grants = {{each.name, each.granted}};
         const KelNodePtr token = MakeToken(each.id, each.name, {}, L"OnBehalfOfClient");

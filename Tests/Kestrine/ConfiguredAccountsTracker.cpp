@@ -1,6 +1,6 @@
 #include "Subsystems/ManagementService/Kestrine/ConfiguredAccountsTracker.h"
 
-#include "Platform/Testing/AccountsFile.h"
+#include "Platform/Testing/TestAccounts.h"
 #include "Tests/Support/ComponentTest.h"
 #include "Tests/Support/SecurityFakes.h"
 
@@ -26,8 +26,6 @@ protected:
         config.SetInt32(L"UpdateIntervalS", 120);
         config.AddChild(items);
         AddItem(L"TrackingItem", false);
-        for (std::size_t i = 0; i < server.subscriptions.size(); ++i)
-            server.subscriptions[i].id.Data1 = static_cast<std::uint32_t>(100 - i);
         tokens.names = {{Ann, L"CORP\\ann"}, {Bob, L"CORP\\bob"}};
     }
 
@@ -67,15 +65,16 @@ protected:
         AwaitRuns([&] { clock.Advance(120s + 1ms); });
     }
 
-    AccountsFile accounts{Entries};
+    TestAccounts accounts{Entries};
+    Gate gate; // for hooks: a worker may still call them when the test's own variables are gone
     FakeConfigServer server;
     FakeUpdater updater;
     FakePermissionsChecker checker;
     FakeTokenMgr tokens;
-    NamedInstance namedServer{L"ConfigServer.Proxy", &server};
-    NamedInstance namedUpdater{L"Test.Updater", &updater};
-    NamedInstance namedChecker{L"Security.PermissionsChecker", &checker};
-    NamedInstance namedTokens{L"Security.AuthTokenMgr", &tokens};
+    std::optional<RegisteredInstance> namedServer{std::in_place, L"ConfigServer.Proxy", &server};
+    RegisteredInstance namedUpdater{L"Test.Updater", &updater};
+    RegisteredInstance namedChecker{L"Security.PermissionsChecker", &checker};
+    RegisteredInstance namedTokens{L"Security.AuthTokenMgr", &tokens};
     KelNodePtr items = CreateKelNode(L"TrackingItems", nullptr);
 };
 
@@ -99,6 +98,10 @@ TEST_F(ConfiguredAccountsTrackerTest, SubscribesForEachItemAndUndoesItOnFailure)
                         L"attr='Accounts' type='' recursive=0"),
               1U);
     EXPECT_EQ(configurable->Configure(nullptr), E_POINTER);
+    items.AddChild(CreateKelNode(nullptr, L"TrackingItem"));
+    server.failingSubscribe = 0;
+    EXPECT_EQ(Configure(), NotFound);
+    EXPECT_EQ(log.Count(L"| ERR  |", L"Configuration item 'TrackingItems[3]' cannot be used: 0x80070490 "), 1U);
     config.RemoveChild(items);
     EXPECT_EQ(Configure(), NotFound);
 }
@@ -182,8 +185,7 @@ TEST_F(ConfiguredAccountsTrackerTest, TokensAndNamesAreKeptForTheRefreshInterval
     RunAgain();
     EXPECT_EQ(Viewers(), Texts{L"CORP\\ann(c1)"}) << "neither name nor token is old";
     const int asked = tokens.expiryAsked;
-    clock.Advance(1000s);
-    RunAgain();
+    AwaitRuns([&] { clock.Advance(1000s); });
     EXPECT_EQ(tokens.expiryAsked, asked) << "an old token is renewed without asking";
     EXPECT_EQ(Viewers(), Texts{L"CORP\\renamed(c2)"}) << "the name looked up stands in for the token's";
 }
@@ -222,7 +224,6 @@ TEST_F(ConfiguredAccountsTrackerTest, OneAccountsFailureLeavesTheOthersAlone)
 
 TEST_F(ConfiguredAccountsTrackerTest, StopEndsARunAtItsNextStepAndConfigureStartsAgain)
 {
-    Gate gate;
     checker.hook = [&](const std::wstring&) { gate.Pass(); };
     checker.grants = {{L"CORP\\ann", {}}, {L"CORP\\bob", {}}};
     Start(true);
@@ -243,7 +244,6 @@ TEST_F(ConfiguredAccountsTrackerTest, StopEndsARunAtItsNextStepAndConfigureStart
 
 TEST_F(ConfiguredAccountsTrackerTest, AReplacedRunGivesUpWithoutDeadlock)
 {
-    Gate gate;
     checker.grants = {{L"CORP\\ann", {}}};
     checker.hook = [&](const std::wstring&) { gate.Pass(); };
     Start(true);
@@ -256,4 +256,138 @@ TEST_F(ConfiguredAccountsTrackerTest, AReplacedRunGivesUpWithoutDeadlock)
     EXPECT_EQ(Viewers(), Texts()) << "what it was granted is not wanted any more";
     configurable.Reset();
     EXPECT_TRUE(server.live.empty());
+}
+
+TEST_F(ConfiguredAccountsTrackerTest, ReplacedItemsAccountsLeaveSoon)
+{
+    std::size_t subscription = 0;
+    for (const auto& [interval, delay] : {std::pair(120, 30s), std::pair(10, 10s), std::pair(0, 30s)}) {
+        config.SetInt32(L"UpdateIntervalS", 120);
+        ASSERT_EQ(Configure(), S_OK);
+        NotifyAndRun({L"CORP\\ann"}, subscription++);
+        config.SetInt32(L"UpdateIntervalS", interval);
+        ASSERT_EQ(Configure(), S_OK);
+        EXPECT_EQ(Notify({L"CORP\\bob"}, subscription - 1), S_OK) << "late news of the replaced item";
+        clock.LetTheWaiterLook();
+        clock.Advance(delay - 1ms);
+        clock.LetTheWaiterLook();
+        EXPECT_EQ(Viewers(), Texts{L"CORP\\ann"}) << "no gap for a server that reports a moment later";
+        clock.Advance(1ms);
+        ASSERT_TRUE(Eventually([&] { return Viewers().empty(); }));
+        ++subscription;
+    }
+}
+
+TEST_F(ConfiguredAccountsTrackerTest, ARightThatNewSettingsCannotConfirmEnds)
+{
+    const Texts both{L"CORP\\ann", L"CORP\\bob"};
+    checker.grants = {{L"CORP\\ann", {}}, {L"CORP\\bob", {}}};
+    Start(true);
+    NotifyAndRun(both);
+    std::size_t subscription = 0;
+    for (const bool groups : {true, false}) {
+        checker.failing.clear();
+        RunAgain();
+        checker.failing = {L"CORP\\ann"};
+        RunAgain();
+        EXPECT_EQ(Viewers(), both) << "a failure leaves what these settings granted";
+        if (!groups)
+            checker.requiredPermission = L"Other";
+        config.SetBool(L"ResolveUserGroups", true);
+        config.SetString(L"RequiredContainerPermission", checker.requiredPermission);
+        ASSERT_EQ(Configure(), S_OK);
+        clock.LetTheWaiterLook();
+        NotifyAndRun(both, ++subscription);
+        EXPECT_EQ(Viewers(), Texts{L"CORP\\bob"});
+    }
+}
+
+TEST_F(ConfiguredAccountsTrackerTest, TokensWithGroupsEndWithTheirConfiguration)
+{
+    config.SetBool(L"ResolveUserGroups", true);
+    checker.grants = {{L"CORP\\ann", {}}};
+    Start(true);
+    NotifyAndRun({L"CORP\\ann"});
+    for (const int minted : {1, 2}) {
+        EXPECT_EQ(tokens.minted[Ann], minted);
+        config.SetBool(L"ResolveUserGroups", false);
+        ASSERT_EQ(Configure(), S_OK);
+        clock.LetTheWaiterLook();
+        NotifyAndRun({L"CORP\\ann"}, static_cast<std::size_t>(minted));
+    }
+    EXPECT_EQ(tokens.minted[Ann], 2) << "the flag has not changed again";
+}
+
+TEST_F(ConfiguredAccountsTrackerTest, WhatAReplacedRunHasRemovedIsTold)
+{
+    std::atomic<int> asking{0};
+    std::atomic<bool> overlapped{false};
+    checker.grants = {{L"CORP\\ann", {}}, {L"CORP\\bob", {}}};
+    Start(true);
+    NotifyAndRun({L"CORP\\ann", L"CORP\\bob"});
+    checker.hook = [&](const std::wstring&) {
+        overlapped = ++asking > 1 || overlapped;
+        gate.Pass();
+        --asking;
+    };
+    ASSERT_EQ(Notify({L"CORP\\ann"}), S_OK);
+    ASSERT_TRUE(gate.WaitForArrivals(1));
+    EXPECT_EQ(Viewers(), Texts{L"CORP\\ann"});
+    server.subscriptions[1].hook = [&] { EXPECT_EQ(Notify({L"CORP\\ann"}, 1), S_OK); };
+    AwaitRuns(
+        [&] {
+            std::thread configuring([&] { EXPECT_EQ(Configure(), S_OK); });
+            EXPECT_TRUE(Eventually([&] { return server.subscriptions[0].References() == 1; }));
+            gate.Open();
+            configuring.join();
+        },
+        2);
+    EXPECT_EQ(updater.calls.size(), 2U);
+    EXPECT_EQ(Viewers(), Texts{L"CORP\\ann"});
+    configurable.Reset(); // its worker uses this test's variables
+    EXPECT_FALSE(overlapped);
+}
+
+TEST_F(ConfiguredAccountsTrackerTest, ARestartedServerMayUseIdentifiersAgain)
+{
+    for (FakeSubscription& subscription : server.subscriptions)
+        subscription.id = server.subscriptions[0].id;
+    Start();
+    server.subscriptions[1].hook = [&] {
+        EXPECT_EQ(Notify({L"CORP\\ann"}, 1), S_OK);
+        EXPECT_EQ(Notify({L"CORP\\bob"}, 0), S_OK);
+    };
+    server.subscriptions[1].activateResult = E_ABORT;
+    AwaitRuns([&] { EXPECT_EQ(Configure(), E_ABORT); });
+    EXPECT_EQ(Viewers(), Texts{L"CORP\\bob"}) << "what was in force goes on";
+    server.subscriptions[2].hook = [&] { EXPECT_EQ(Notify({L"CORP\\ann"}, 2), S_OK); };
+    AwaitRuns([&] { EXPECT_EQ(Configure(), S_OK); });
+    EXPECT_EQ(Viewers(), Texts{L"CORP\\ann"});
+    FakeSubscription another; // object for the same subscription
+    another.id = server.subscriptions[2].id;
+    AwaitRuns([&] { EXPECT_EQ(server.Notify(another, {}), S_OK); });
+    EXPECT_EQ(Viewers(), Texts());
+}
+
+TEST_F(ConfiguredAccountsTrackerTest, EverySubscriptionEndsWhereItWasMade)
+{
+    server.withoutSubscription = true;
+    EXPECT_EQ(Configure(), E_POINTER);
+    server.withoutSubscription = false;
+    AddItem(L"TrackingItem", false);
+    ASSERT_EQ(Configure(), S_OK);
+    FakeConfigServer successor;
+    namedServer.emplace(L"ConfigServer.Proxy", &successor);
+    ASSERT_EQ(Configure(), S_OK);
+    EXPECT_TRUE(server.live.empty());
+    EXPECT_TRUE(successor.unsubscribed.empty());
+    namedServer.reset();
+    successor.throwing = true;
+    FakeModifiedNodes nodes;
+    nodes.hook = [&] {
+        configurable.Reset();
+        EXPECT_EQ(successor.live.size(), 2U) << "the component outlives the notification in progress";
+    };
+    EXPECT_EQ(successor.sink->OnTriggered(&successor.subscriptions[0], 7, &nodes), S_OK);
+    EXPECT_TRUE(successor.live.empty());
 }

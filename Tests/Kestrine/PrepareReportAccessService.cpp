@@ -1,6 +1,6 @@
 #include "Subsystems/ManagementService/Kestrine/PrepareReportAccessService.h"
 
-#include "Platform/Testing/AccountsFile.h"
+#include "Platform/Testing/TestAccounts.h"
 #include "Tests/Support/ComponentTest.h"
 #include "Tests/Support/SecurityFakes.h"
 
@@ -23,7 +23,7 @@ protected:
         if (wait)
             request.SetBool(L"WaitForSync", true);
         FakeRequestContextMgr::t_token = &token;
-        IKelNode* response = nullptr;
+        IKelNode* response = config.Get(); // whatever stands there
         const HRESULT hr = As<IRequestService>()->ProcessRequest(request.Get(), &response);
         EXPECT_EQ(response, nullptr);
         FakeRequestContextMgr::t_token = nullptr;
@@ -31,13 +31,13 @@ protected:
     }
     HRESULT Request(const wchar_t* name, bool wait = false) { return Request(MakeToken(name, name), wait); }
 
-    const AccountsFile accounts{"computer = S-1-5-21-10-20-30\n"};
+    const TestAccounts accounts{"computer = S-1-5-21-10-20-30\n"};
     FakeRequestContextMgr contexts;
     FakePermissionsChecker checker;
     FakeUpdater updater;
-    NamedInstance namedContexts{L"Core.RequestContextMgr", static_cast<IRequestContextMgr*>(&contexts)};
-    NamedInstance namedChecker{L"Security.PermissionsChecker", &checker};
-    NamedInstance namedUpdater{L"Test.Updater", &updater};
+    RegisteredInstance namedContexts{L"Core.RequestContextMgr", static_cast<IRequestContextMgr*>(&contexts)};
+    RegisteredInstance namedChecker{L"Security.PermissionsChecker", &checker};
+    RegisteredInstance namedUpdater{L"Test.Updater", &updater};
 };
 
 } // namespace
@@ -115,6 +115,38 @@ TEST_F(PrepareReportAccessServiceTest, FailuresLeaveWhatWasKnown)
     EXPECT_EQ(As<IRequestService>()->ProcessRequest(config.Get(), nullptr), E_POINTER);
     EXPECT_EQ(configurable->Configure(CreateKelNode(nullptr, nullptr).Get()), NotFound);
     EXPECT_EQ(configurable->Configure(nullptr), E_POINTER);
+}
+
+TEST_F(PrepareReportAccessServiceTest, AnotherPermissionEndsWhatWasGrantedUnderTheEarlierOne)
+{
+    const auto configure = [&](const wchar_t* permission) {
+        updater.calls.clear();
+        checker.requiredPermission = permission;
+        config.SetString(L"RequiredContainerPermission", permission);
+        EXPECT_EQ(Configure(), S_OK);
+    };
+    checker.grants = {{L"ann", {}}, {L"bob", {}}};
+    EXPECT_EQ(Request(L"ann"), S_OK);
+    configure(L"ViewReports");
+    EXPECT_EQ(Viewers(), Texts{L"ann"}) << "the same permission changes nothing";
+    EXPECT_TRUE(updater.calls.empty());
+    updater.result = E_ABORT;
+    configure(L"Other");
+    EXPECT_EQ(Viewers(), Texts());
+    EXPECT_EQ(updater.calls, (decltype(updater.calls){{As<IAccessInfoSource>().Get(), false}}));
+    EXPECT_EQ(log.Count(L"| WARN |", L"Requesting an update without the dropped access info failed: 0x80004004 "), 1U);
+    configure(L"Third");
+    EXPECT_TRUE(updater.calls.empty()) << "nothing was dropped";
+
+    updater.result = S_OK;
+    checker.hook = [&](const std::wstring&) {
+        if (checker.requiredPermission == L"Third")
+            configure(L"Fourth"); // and this answer, under the replaced permission, grants
+        else
+            checker.grants.erase(L"bob");
+    };
+    EXPECT_EQ(Request(L"bob"), S_OK);
+    EXPECT_EQ(Viewers(), Texts()) << "asked again";
 }
 
 TEST_F(PrepareReportAccessServiceTest, TheCheckerIsAskedWithoutTheLock)

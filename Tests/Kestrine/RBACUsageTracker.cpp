@@ -23,15 +23,18 @@ protected:
         return status;
     }
 
-    HRESULT Report(const KelNodePtr& status) { return server.Notify(server.subscriptions[0], status); }
+    HRESULT Report(const KelNodePtr& status, std::size_t subscription = 0)
+    {
+        return server.Notify(server.subscriptions[subscription], status);
+    }
 
     const Texts everybody{L""};
     const Texts nobody;
 
     FakeConfigServer server;
     FakeUpdater updater;
-    NamedInstance namedServer{L"ConfigServer.Proxy", &server};
-    NamedInstance namedUpdater{L"Test.Updater", &updater};
+    std::optional<RegisteredInstance> namedServer{std::in_place, L"ConfigServer.Proxy", &server};
+    RegisteredInstance namedUpdater{L"Test.Updater", &updater};
 };
 
 } // namespace
@@ -145,4 +148,86 @@ TEST_F(RBACUsageTrackerTest, AFailedConfigurationIsUndone)
         EXPECT_EQ(configurable->Configure(incomplete.Get()), NotFound);
         EXPECT_EQ(log.Count(L"ERR", std::wstring(L"Configuration key '") + key + L"'"), 1U);
     }
+}
+
+TEST_F(RBACUsageTrackerTest, WhatTheReplacedNodeReportedEndsWithItsConfiguration)
+{
+    ASSERT_EQ(Configure(), S_OK);
+    EXPECT_EQ(Report(Status(false)), S_OK);
+    ASSERT_EQ(Configure(), S_OK);
+    EXPECT_EQ(Viewers(), nobody) << "the new node has not reported";
+    EXPECT_EQ(Report(Status(false)), S_OK);
+    EXPECT_EQ(Viewers(), nobody) << "late news of the replaced node";
+    EXPECT_EQ(updater.calls.size(), 0U);
+    ASSERT_EQ(Configure(), S_OK);
+    EXPECT_EQ(Report(Status(true), 2), S_OK);
+    EXPECT_EQ(updater.calls.size(), 1U) << "everybody was known before, two configurations ago";
+
+    // What it reports before the exchange is compared at the exchange.
+    server.subscriptions[3].hook = [&] {
+        EXPECT_EQ(Report(Status(false), 3), S_OK);
+        EXPECT_EQ(Viewers(), nobody) << "the earlier one is in force";
+    };
+    updater.result = E_ABORT;
+    ASSERT_EQ(Configure(), S_OK) << "the configuration stands, although the updater could not be asked";
+    EXPECT_EQ(Viewers(), everybody);
+    EXPECT_EQ(updater.calls.size(), 2U);
+    EXPECT_EQ(log.Count(L"| WARN |", L"UpdateAccessInfo failed: 0x80004004 "), 1U);
+    server.hook = [&](FakeSubscription& subscription) {
+        EXPECT_EQ(server.Notify(subscription, Status(false)), S_OK);
+        EXPECT_EQ(Report(Status(true), 3), E_ABORT);
+        EXPECT_EQ(Viewers(), nobody) << "each to its own, also before the subscription is handed out";
+    };
+    ASSERT_EQ(Configure(), S_OK);
+    EXPECT_EQ(Viewers(), everybody);
+    EXPECT_EQ(updater.calls.size(), 4U);
+}
+
+TEST_F(RBACUsageTrackerTest, AFailedConfigurationChangesNothingThatWasReported)
+{
+    ASSERT_EQ(Configure(), S_OK);
+    EXPECT_EQ(Report(Status(true)), S_OK);
+    server.subscriptions[1].id = server.subscriptions[0].id; // of a server that was restarted
+    server.subscriptions[1].activateResult = E_ABORT;
+    server.subscriptions[1].hook = [&] {
+        EXPECT_EQ(Report(Status(false), 0), S_OK);
+        EXPECT_EQ(Report(Status(true), 1), S_OK);
+    };
+    EXPECT_EQ(Configure(), E_ABORT);
+    EXPECT_EQ(Viewers(), everybody);
+    EXPECT_EQ(updater.calls.size(), 1U);
+    FakeSubscription another; // object for the same subscription
+    another.id = server.subscriptions[0].id;
+    EXPECT_EQ(server.Notify(another, Status(true)), S_OK);
+    EXPECT_EQ(Viewers(), nobody);
+}
+
+TEST_F(RBACUsageTrackerTest, SubscriptionsEndWhereTheyWereMade)
+{
+    ASSERT_EQ(Configure(), S_OK);
+    FakeConfigServer successor;
+    namedServer.emplace(L"ConfigServer.Proxy", &successor);
+    ASSERT_EQ(Configure(), S_OK);
+    EXPECT_TRUE(server.live.empty());
+    EXPECT_TRUE(successor.unsubscribed.empty());
+    namedServer.reset();
+    successor.throwing = true;
+    FakeModifiedNodes nodes;
+    nodes.hook = [&] {
+        configurable.Reset();
+        EXPECT_EQ(successor.live.size(), 1U) << "the component outlives the notification in progress";
+    };
+    EXPECT_EQ(successor.sink->OnTriggered(&successor.subscriptions[0], 7, &nodes), S_OK);
+    EXPECT_TRUE(successor.live.empty());
+}
+
+TEST_F(RBACUsageTrackerTest, SuccessWithoutAnObjectIsAFailure)
+{
+    server.withoutSubscription = true;
+    EXPECT_EQ(Configure(), E_POINTER);
+    server.withoutSubscription = false;
+    ASSERT_EQ(Configure(), S_OK);
+    FakeModifiedNodes nodes;
+    nodes.withoutEnumerator = true;
+    EXPECT_EQ(server.sink->OnTriggered(&server.subscriptions[0], 7, &nodes), E_POINTER);
 }

@@ -6,6 +6,8 @@ TEST_F(UpdaterFixture, BeforeSettingsArriveCyclesDoNothing)
     EXPECT_EQ(RunCycle(), HResultFromWin32(ERROR_INVALID_STATE)) << "not configured";
     EXPECT_EQ(updater->UpdateAccessInfo(nullptr, FALSE), S_OK) << "nothing to trigger yet";
     ASSERT_EQ(Configure(), S_OK);
+    clock.LetTheWaiterLook();
+    EXPECT_EQ(log.Count(L"ForceFullSync="), 0U) << "the first cycle comes with the interval";
     EXPECT_EQ(RunCycle(), S_OK);
     EXPECT_EQ(sourceA.asked, 0);
     EXPECT_TRUE(database.entries.empty());
@@ -41,7 +43,7 @@ TEST_F(UpdaterFixture, AnUnchangedListIsNotWrittenUntilTheForceIntervalHasPassed
     EXPECT_EQ(ListsOfNextCycle(), Lists()) << "counted from the last write";
 
     config.SetInt32(L"ForceUpdateIntervalS", 0);
-    ASSERT_EQ(ConfigureAgain(), S_OK);
+    ConfigureAgainAndSettle();
     clock.Advance(1000h);
     EXPECT_EQ(ListsOfNextCycle(), Lists()) << "never forced";
     sourceA.list.GetChildByIndex(0, true).SetStringList(L"ContainerId", {L"c1", L"c2"});
@@ -59,7 +61,7 @@ TEST_F(UpdaterFixture, LocalOnlyItemsStayForALocalReportServerOrOnDemand)
     EXPECT_EQ(consumer.lists.back(), withLocal);
 
     config.SetBool(L"DontFilterOutLocalAccounts", true);
-    ASSERT_EQ(ConfigureAgain(), S_OK);
+    ConfigureAgainAndSettle();
     Forget();
     DeliverAndSettle({MakeEntry(L"entry", true, L"http://198.51.100.21/")});
     EXPECT_EQ(consumer.lists, Lists(1, withLocal));
@@ -86,6 +88,79 @@ TEST_F(UpdaterFixture, OnlyAnotherEnabledEntryChangesAnything)
     EXPECT_EQ(ListsOfNextCycle(), Lists()) << "without an enabled entry writing stops";
     EXPECT_EQ(sourceA.asked, asked);
     EXPECT_EQ(settings.sink->OnModified(1, 0, nullptr), E_POINTER);
+}
+
+TEST_F(UpdaterFixture, AnotherConfigurationIsWrittenAtOnceWhateverTheIntervals)
+{
+    sourceB.list = MakeTestList({MakeTestItem(L"local", {}, true)});
+    config.SetInt32(L"ForceUpdateIntervalS", 0);
+    config.SetBool(L"DontFilterOutLocalAccounts", true);
+    Start();
+    config.SetBool(L"DontFilterOutLocalAccounts", false);
+    ConfigureAgainAndSettle();
+    EXPECT_EQ(consumer.lists.front(), (Texts{L"ann(c1)", L"bob"})) << "local accounts lose their rights";
+    EXPECT_TRUE(consumer.settings.empty()) << "they are the same";
+
+    sourceB.list = MakeTestList({});
+    EXPECT_EQ(ListsOfNextCycle(), Lists()) << "from here on the list stays the same";
+    FakeDatabase otherDatabase;
+    const RegisteredInstance named(L"Test.OtherDatabase", static_cast<IDatabaseConnectionManager*>(&otherDatabase));
+    FakeConsumer added;
+    const RegisteredInstance namedAdded(L"Test.Added", &added);
+    config.SetString(L"DatabaseConnectionManager", L"Test.OtherDatabase");
+    ConfigureAgainAndSettle({L"Test.Added"});
+    EXPECT_TRUE(database.statements.empty());
+    EXPECT_EQ(otherDatabase.entries.size(), 1U);
+    EXPECT_EQ(added.settings, otherDatabase.entries) << "the entry in use";
+    EXPECT_TRUE(consumer.settings.empty()) << "has it already";
+
+    config.SetString(L"DatabaseConnectionManager", L"Test.Database");
+    ConfigureAgainAndSettle({L"Test.Absent"}, NotFound);
+    EXPECT_FALSE(database.statements.empty()) << "what a failed configuration has stored is in force";
+    configurable.Reset();
+    updater.Reset();
+}
+
+TEST_F(UpdaterFixture, AnotherSettingsManagerEndsWhatTheEarlierOneHasDelivered)
+{
+    Start();
+    const auto entryInUse = database.entries.back();
+    const ComponentPtr<IReportingSettingsModifySink> lateSink = settings.sink;
+    FakeSettingsManager other;
+    const RegisteredInstance named(L"Test.OtherSettings", &other);
+    config.SetString(L"ReportingSettingsManager", L"Test.OtherSettings");
+    const KelNodePtr delivered = CreateKelNode(L"DBSettings", nullptr);
+    const KelNodePtr rejected = MakeEntry(L"other", true, L"http://198.51.100.30/");
+    delivered.AddChild(rejected);
+    other.deliveredInside = delivered;
+    other.result = E_ABORT;
+    ConfigureAgainAndSettle({}, E_ABORT);
+    EXPECT_EQ(database.entries.back(), entryInUse) << "a failed subscription changes nothing";
+    EXPECT_EQ(consumer.settings, (std::vector{rejected, entryInUse}));
+    DeliverAndSettle({MakeEntry(L"entry", true, L"http://198.51.100.31/")});
+
+    other.deliveredInside.Reset();
+    other.result = S_OK;
+    Forget();
+    EXPECT_EQ(ConfigureAgain(), S_OK);
+    EXPECT_EQ(RunCycle(), S_OK);
+    EXPECT_EQ(consumer.settings, std::vector<KelNodePtr>{KelNodePtr()}) << "none until the new manager delivers";
+    EXPECT_EQ(consumer.lists, Lists());
+    EXPECT_EQ(settings.subscriptions, 0);
+    EXPECT_EQ(lateSink->OnModified(1, 0, delivered.Get()), S_OK);
+    EXPECT_EQ(consumer.settings.size(), 1U) << "a late notification of the earlier manager counts for nothing";
+    Settle([&] { EXPECT_EQ(other.Deliver({MakeEntry(L"entry", true, L"http://198.51.100.32/")}), S_OK); });
+    EXPECT_EQ(database.entries.back().GetString(L"ReportServerUrl"), L"http://198.51.100.32/");
+    configurable.Reset();
+    updater.Reset();
+}
+
+TEST_F(UpdaterFixture, SettingsDeliveredWhileSubscribingStartTheFirstCycle)
+{
+    settings.deliveredInside = CreateKelNode(L"DBSettings", nullptr);
+    settings.deliveredInside.AddChild(MakeEntry(L"entry", true, L"http://198.51.100.20/"));
+    Settle([&] { EXPECT_EQ(Configure(), S_OK); });
+    EXPECT_EQ(consumer.lists.size(), 1U);
 }
 
 TEST_F(UpdaterFixture, AFailingSourceCostsItsOwnItemsOnly)
@@ -140,12 +215,59 @@ TEST_F(UpdaterFixture, AfterAFailureTheRetryIntervalAppliesAndTheNextGoodCycleWr
 
 TEST_F(UpdaterFixture, AFailingConsumerOfSettingsIsReportedToTheManager)
 {
+    FakeConsumer behind;
+    const RegisteredInstance named(L"Test.Behind", &behind);
+    config.SetStringList(L"RegisterAccessInfoConsumers", {L"Test.Consumer", L"Test.Behind"});
     Start();
     consumer.settingsResult = E_ABORT;
     EXPECT_EQ(Deliver(L"http://198.51.100.22/"), E_ABORT);
     EXPECT_EQ(log.Count(L"| ERR  |", L"ManagementService::CReportingSettingsModifySink::OnModified failed: "), 1U);
+    EXPECT_EQ(behind.settings.size(), 1U) << "of the start only";
+    sourceA.hook = [&] { EXPECT_EQ(behind.settings.size(), 2U) << "told before the list"; };
     EXPECT_EQ(RunCycle(), S_OK);
     EXPECT_EQ(database.entries.back().GetString(L"ReportServerUrl"), L"http://198.51.100.22/");
+    EXPECT_EQ(consumer.settings, std::vector<KelNodePtr>(2, database.entries.back()));
+    EXPECT_EQ(log.Count(L"| WARN |", L"Unable to update reporting settings of access info consumer=0x",
+                        L" failed: 0x80004004 "),
+              1U);
+    consumer.settingsResult = S_OK;
+    EXPECT_EQ(ListsOfNextCycle(), Lists()) << "the list is the same";
+    EXPECT_EQ(consumer.settings.size(), 1U);
+    EXPECT_EQ(ListsOfNextCycle(), Lists());
+    EXPECT_TRUE(consumer.settings.empty()) << "has accepted them";
+
+    consumer.settingsResult = E_ABORT;
+    EXPECT_EQ(settings.Deliver({}), E_ABORT);
+    EXPECT_EQ(RunCycle(), S_OK);
+    EXPECT_EQ(consumer.settings, std::vector<KelNodePtr>(2)) << "told again that there are none";
+    EXPECT_EQ(behind.settings.back(), KelNodePtr());
+    configurable.Reset();
+    updater.Reset();
+}
+
+TEST_F(UpdaterFixture, SuccessWithoutAnObjectIsAFailure)
+{
+    settings.handsOutNothing = true;
+    EXPECT_EQ(Configure(), E_POINTER);
+    EXPECT_EQ(Deliver(), S_OK);
+    EXPECT_TRUE(consumer.settings.empty()) << "no subscription, no notification";
+    settings.handsOutNothing = false;
+    config.SetInt32(L"RetryIntervalS", 0);
+    ASSERT_EQ(ConfigureAgain(), S_OK);
+    database.handsOutNothing = true;
+    EXPECT_EQ(Deliver(), S_OK);
+    EXPECT_EQ(RunCycle(), E_POINTER);
+}
+
+TEST_F(UpdaterFixture, AManagerThatThrowsDoesNotKeepTheUpdaterFromGoing)
+{
+    Start();
+    settings.throwsWhenUnsubscribing = true;
+    configurable.Reset();
+    updater.Reset();
+    EXPECT_EQ(log.Count(L"| ERR  |", L"Unsubscribing from the reporting settings manager failed: "), 1U);
+    EXPECT_EQ(Deliver(), S_OK) << "finds nobody";
+    settings.sink.Reset();
 }
 
 TEST_F(UpdaterFixture, RegisteringKeepsOrderAndDuplicates)
@@ -203,7 +325,6 @@ TEST_F(UpdaterFixture, ConfigureSaysWhichKeyIsWrong)
 
 TEST_F(UpdaterFixture, ConfiguringAgainDuringARunDoesNotDeadlockAndLeavesOneSubscription)
 {
-    Gate gate;
     sourceA.hook = [&] { gate.Pass(); };
     ASSERT_EQ(Configure(), S_OK);
     ASSERT_EQ(Deliver(), S_OK);
@@ -215,6 +336,8 @@ TEST_F(UpdaterFixture, ConfiguringAgainDuringARunDoesNotDeadlockAndLeavesOneSubs
     waiting.join();
     EXPECT_EQ(settings.subscriptions, 1);
     // The replaced worker's run waits for the lock that a configuration holds.
+    ASSERT_EQ(RunCycle(), S_OK);
+    clock.LetTheWaiterLook(); // no run is in progress: the next one is seen to begin
     const auto runs = [&] { return log.Count(L"Entering: CReportAccessInfoUpdater::UploadAccessInfo"); };
     settings.hook = [&, before = runs()] {
         EXPECT_EQ(updater->UpdateAccessInfo(nullptr, FALSE), S_OK);
@@ -229,7 +352,6 @@ TEST_F(UpdaterFixture, ConfiguringAgainDuringARunDoesNotDeadlockAndLeavesOneSubs
 
 TEST_F(UpdaterFixture, ReleaseWaitsForTheRunAndANotificationInProgressAndUnsubscribes)
 {
-    Gate gate;
     sourceA.hook = [&] { gate.Pass(); };
     ASSERT_EQ(Configure(), S_OK);
     ASSERT_EQ(Deliver(), S_OK);

@@ -71,7 +71,7 @@ protected:
     Texts TakeRequests() { return std::exchange(gate.requests, {}); }
 
     FakeSettingsGate gate;
-    NamedInstance named{L"Core.ServiceClient", static_cast<IServiceClient*>(&gate)};
+    RegisteredInstance named{L"Core.ServiceClient", static_cast<IServiceClient*>(&gate)};
     ComponentPtr<IAccessInfoConsumer> consumer = As<IAccessInfoConsumer>();
 };
 
@@ -177,6 +177,35 @@ TEST_F(SSRSRolesUpdaterTest, AMissingServiceEndsTheRun)
     ReportAndRun({L"a", L"b"});
     EXPECT_EQ(log.Count(L"| ERR  |", L"Executing AsyncAction failed: 0x80070005 "), 1U);
     EXPECT_EQ(gate.proxies, 1);
+    gate.serviceResult = S_OK;
+    gate.handsOutNothing = true;
+    RunAgain();
+    EXPECT_EQ(log.Count(L"| ERR  |", L"Executing AsyncAction failed: 0x80004003 "), 1U);
+}
+
+TEST_F(SSRSRolesUpdaterTest, RunsOfWorkersThatReplaceEachOtherTakeTurns)
+{
+    Start();
+    Texts accounts;
+    for (int i = 10; i < 40; ++i)
+        accounts.push_back(std::to_wstring(i));
+    std::vector<std::thread> configuring;
+    std::atomic<int> inside{0};
+    gate.hook = [&](const std::wstring& account) {
+        EXPECT_EQ(++inside, 1);
+        if (account != accounts.back()) {
+            configuring.emplace_back([&] { EXPECT_EQ(Configure(), S_OK); });
+            const std::size_t configured = configuring.size() + 1;
+            EXPECT_TRUE(Eventually([&] { return log.Count(L"Exiting: CSSRSRolesUpdater::Configure") >= configured; }));
+            EXPECT_EQ(Report({accounts[configuring.size()].c_str()}), S_OK);
+        }
+        --inside;
+    };
+    ASSERT_EQ(Report({accounts.front().c_str()}), S_OK);
+    EXPECT_TRUE(Eventually([&] { return log.Count(L"Exiting: Processing account") >= accounts.size(); }));
+    for (std::thread& each : configuring)
+        each.join();
+    EXPECT_EQ(TakeRequests(), accounts) << "each once";
 }
 
 TEST_F(SSRSRolesUpdaterTest, ReconfiguringAndReleasingDuringARunEndItWithoutDeadlock)
@@ -188,12 +217,13 @@ TEST_F(SSRSRolesUpdaterTest, ReconfiguringAndReleasingDuringARunEndItWithoutDead
     ASSERT_TRUE(passages[0].WaitForArrivals(1));
     std::thread configuring([&] { EXPECT_EQ(Configure(), S_OK); });
     // The new worker is in place, and the old one told to stop, before the old run goes on.
-    ASSERT_TRUE(Eventually([&] { return log.Count(L"Entering: AsyncAction thread") == 2; }));
+    ASSERT_TRUE(Eventually([&] { return log.Count(L"Exiting: CSSRSRolesUpdater::Configure") == 2; }));
     passages[0].Open();
     configuring.join();
+    ASSERT_TRUE(passages[1].WaitForArrivals(1)) << "the new worker takes up what the old one has left";
+    EXPECT_EQ(log.Count(L"Executing AsyncAction failed: 0x80004004 "), 1U) << "given up before the next account";
+    EXPECT_EQ(TakeRequests(), (Texts{L"a", L"z"}));
     EXPECT_EQ(configurable->Configure(nullptr), E_POINTER);
-    ASSERT_EQ(Report({L"b"}), S_OK);
-    ASSERT_TRUE(passages[1].WaitForArrivals(1));
     std::thread releasing([&] {
         consumer.Reset();
         configurable.Reset();
@@ -201,6 +231,22 @@ TEST_F(SSRSRolesUpdaterTest, ReconfiguringAndReleasingDuringARunEndItWithoutDead
     passages[1].Open();
     releasing.join();
     EXPECT_EQ(log.Count(L"Exiting: AsyncAction thread"), 2U);
+}
+
+TEST_F(SSRSRolesUpdaterTest, TheServiceMayConfigureTheComponentDuringARequest)
+{
+    Start();
+    int configured = 0;
+    gate.hook = [&](const std::wstring&) {
+        if (configured++ < 2) {
+            EXPECT_EQ(Configure(), S_OK);
+        }
+    };
+    EXPECT_EQ(Report({L"a", L"b", L"c"}), S_OK);
+    ASSERT_TRUE(Eventually([&] { return log.Count(L"Exiting: CSSRSRolesUpdater::UpdateAction") == 1; }));
+    EXPECT_EQ(log.Count(L"EXCEPTION at: CSSRSRolesUpdater::UpdateAction"), 2U)
+        << "two runs were replaced by themselves";
+    EXPECT_EQ(TakeRequests(), (Texts{L"a", L"b", L"c"}));
 }
 
 TEST(SettingsGate, TellsWhyAnAdjustmentFailed)
@@ -220,10 +266,10 @@ TEST(SettingsGate, TellsWhyAnAdjustmentFailed)
     EXPECT_EQ(failure(Answer(E_FAIL, L"0x80004005 No such role [0x1,0x2]")), L"0x80004005 No such role");
     EXPECT_EQ(failure(Answer(E_FAIL, L"plain words")), L"0x80004005 plain words");
     EXPECT_TRUE(failure(Answer(E_ABORT)).starts_with(L"0x80004004 "));
-    SetErrorInfo(0, RestoreErrorInfo(L"of an earlier call").Get());
+    RestoreErrorInfo(L"of an earlier call").LeaveOnThread();
     EXPECT_NE(failure(Answer(E_ABORT)), L"0x80004004 of an earlier call");
     EXPECT_EQ(failure([](const std::wstring& account, IKelNode** response) {
-                  SetErrorInfo(0, RestoreErrorInfo(L"5 times in vain").Get());
+                  RestoreErrorInfo(L"5 times in vain").LeaveOnThread();
                   return Answer(E_FAIL)(account, response);
               }),
               L"0x80004005 5 times in vain")

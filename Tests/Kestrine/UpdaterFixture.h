@@ -22,11 +22,11 @@ protected:
         ComponentTest::TearDown();
     }
 
-    // With the sources and consumers that it has.
-    HRESULT ConfigureAgain()
+    // With the sources that it has, and those consumers more.
+    HRESULT ConfigureAgain(const Texts& newConsumers = {})
     {
         config.SetStringList(L"RegisterAccessInfoSources", {});
-        config.SetStringList(L"RegisterAccessInfoConsumers", {});
+        config.SetStringList(L"RegisterAccessInfoConsumers", newConsumers);
         return Configure();
     }
 
@@ -38,14 +38,27 @@ protected:
         return settings.Deliver({MakeEntry(L"entry", true, url)});
     }
 
-    // Delivers settings whose enabled entry is a new one, and returns when the cycle that they trigger is over.
-    void DeliverAndSettle(const std::vector<KelNodePtr>& entries)
+    // Does what triggers a cycle, and returns when that cycle is over.
+    template <class Action>
+    void Settle(Action action)
     {
         const int asked = sourceB.asked;
-        ASSERT_EQ(settings.Deliver(entries), S_OK);
+        action();
         ASSERT_TRUE(Eventually([&] { return sourceB.asked > asked; }));
         ASSERT_EQ(RunCycle(), S_OK);
         clock.LetTheWaiterLook(); // the worker's run is over
+    }
+
+    // The settings' enabled entry is a new one.
+    void DeliverAndSettle(const std::vector<KelNodePtr>& entries)
+    {
+        Settle([&] { ASSERT_EQ(settings.Deliver(entries), S_OK); });
+    }
+
+    void ConfigureAgainAndSettle(const Texts& newConsumers = {}, HRESULT expected = S_OK)
+    {
+        Forget();
+        Settle([&] { ASSERT_EQ(ConfigureAgain(newConsumers), expected); });
     }
 
     // Configured, with a remote report server, and past the first cycle.
@@ -75,15 +88,16 @@ protected:
 
     using Lists = std::vector<Texts>;
 
+    Gate gate; // for hooks: a worker may still call them when the test's own variables are gone
     FakeSource sourceA;
     FakeSource sourceB;
     FakeConsumer consumer;
     FakeDatabase database;
     FakeSettingsManager settings;
-    NamedInstance namedA{L"Test.SourceA", &sourceA};
-    NamedInstance namedB{L"Test.SourceB", &sourceB};
-    NamedInstance namedConsumer{L"Test.Consumer", &consumer};
-    NamedInstance namedDatabase{L"Test.Database", static_cast<IDatabaseConnectionManager*>(&database)};
-    NamedInstance namedSettings{L"Test.Settings", &settings};
+    RegisteredInstance namedA{L"Test.SourceA", &sourceA};
+    RegisteredInstance namedB{L"Test.SourceB", &sourceB};
+    RegisteredInstance namedConsumer{L"Test.Consumer", &consumer};
+    RegisteredInstance namedDatabase{L"Test.Database", static_cast<IDatabaseConnectionManager*>(&database)};
+    RegisteredInstance namedSettings{L"Test.Settings", &settings};
     ComponentPtr<IAccessInfoUpdater> updater = As<IAccessInfoUpdater>();
 };

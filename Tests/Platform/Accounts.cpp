@@ -1,94 +1,63 @@
-#include "Common/Foundation/Handles.h"
-#include "Platform/Testing/AccountsFile.h"
+#include "Platform/Accounts.h"
+
+#include "Platform/Network.h"
 #include "Platform/Testing/AuthzCounts.h"
 #include "Platform/Testing/DebugOutput.h"
+#include "Platform/Testing/TestAccounts.h"
 #include "Tests/Platform/Recordings.h"
 
 #include <atomic>
-#include <cwchar>
 #include <gmock/gmock.h>
 #include <numeric>
 #include <set>
 #include <thread>
 
+using namespace Platform;
+
 namespace
 {
 
 // One that is not valid for a null text.
-std::shared_ptr<void> SidOf(const wchar_t* text)
+Sid SidOf(const wchar_t* text)
 {
-    static BYTE invalid[]{2, 1, 0, 0, 0, 0, 0, 5, 18, 0, 0, 0};
-    PSID sid = nullptr;
-    if (!text)
-        return {invalid, [](void*) {}};
-    EXPECT_TRUE(ConvertStringSidToSidW(text, &sid)) << text;
-    return {sid, &LocalFree};
+    Sid sid{2, 1, 0, 0, 0, 0, 0, 5, 18, 0, 0, 0};
+    EXPECT_TRUE(!text || ParseSid(text, sid)) << text;
+    return sid;
 }
 
-// Empty when it has none.
-std::wstring SidText(PSID sid)
+std::wstring TextOf(const Sid& sid)
 {
-    wchar_t* text = nullptr;
-    ConvertSidToStringSidW(sid, &text);
-    const UniqueLocalText owner(text);
-    return text ? text : L"";
+    std::wstring text;
+    EXPECT_EQ(FormatSid(sid, text), S_OK);
+    return text;
 }
 
 std::wstring ComputerName()
 {
-    wchar_t name[64] = L"";
-    DWORD size = 64;
-    EXPECT_TRUE(GetComputerNameExW(ComputerNameNetBIOS, name, &size));
+    std::wstring name;
+    EXPECT_EQ(GetLocalComputerName(name), S_OK);
     return name;
 }
 
-// Text: an account's name or SID. Asks for the sizes, offers too little and then enough. Returns the account's type, 0
-// when there is none, and stores "SID domain" or "domain\name".
-DWORD Find(const Row& row, wchar_t* text)
+// Text: an account's name or SID. Answers with the account's type, 0 when there is none, and "SID domain" or
+// "domain\name".
+Answer Find(const Row& row)
 {
-    const wchar_t* const account = row.texts[0];
-    const bool bySid = account && std::wstring_view(account).starts_with(L"S-1-");
-    const auto sid = SidOf(bySid ? account : nullptr);
-    SID_NAME_USE use{};
-    DWORD sizes[2]{};
-    wchar_t first[100];
-    wchar_t domain[100] = L"#";
-    const auto find = [&] {
-        return bySid ? LookupAccountSidW(nullptr, sid.get(), first, &sizes[0], domain, &sizes[1], &use)
-                     : LookupAccountNameW(L"", account, first, &sizes[0], domain, &sizes[1], &use);
-    };
-    if (ErrorOf([&] { EXPECT_FALSE(find()); }) != ERROR_INSUFFICIENT_BUFFER)
-        return 0;
-    for (DWORD& size : sizes) {
-        const DWORD needed = size--;
-        EXPECT_EQ(ErrorOf([&] { EXPECT_FALSE(find()); }), DWORD{ERROR_INSUFFICIENT_BUFFER});
-        EXPECT_EQ(size, needed);
-    }
-    EXPECT_EQ(*domain, L'#') << "written in part";
-    SetLastError(0);
-    EXPECT_TRUE(find());
-    EXPECT_EQ(sizes[1], std::wcslen(domain));
-    std::wcscpy(text,
-                bySid ? (domain + std::wstring(L"\\") + first).c_str() : (SidText(first) + L' ' + domain).c_str());
-    return use;
+    const std::wstring account = row.texts[0] ? row.texts[0] : L"S-1-";
+    const bool bySid = account.starts_with(L"S-1-");
+    AccountInfo found;
+    const HRESULT hr =
+        bySid ? LookUpAccountBySid({}, SidOf(row.texts[0]), found) : LookUpAccountByName({}, account, found);
+    if (hr < 0)
+        return Failed(hr);
+    EXPECT_EQ(found.name == account, !bySid);
+    return {static_cast<std::size_t>(found.type), 0,
+            bySid ? found.domain + L"\\" + found.name : TextOf(found.sid) + L' ' + found.domain};
 }
 
-DWORD TypeOf(const wchar_t* name)
+std::size_t TypeOf(const wchar_t* name)
 {
-    wchar_t text[300];
-    return Find({{name}, {}, {}}, text);
-}
-
-std::vector<BYTE> Information(AUTHZ_CLIENT_CONTEXT_HANDLE context, AUTHZ_CONTEXT_INFORMATION_CLASS which)
-{
-    DWORD size = 0;
-    EXPECT_FALSE(AuthzGetInformationFromContext(context, which, 0, &size, nullptr));
-    std::vector<BYTE> bytes(size);
-    EXPECT_FALSE(AuthzGetInformationFromContext(context, which, size - 1, &size, bytes.data()));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_INSUFFICIENT_BUFFER});
-    SetLastError(0);
-    EXPECT_TRUE(AuthzGetInformationFromContext(context, which, size, &size, bytes.data()));
-    return bytes;
+    return std::get<0>(Find({{name}, {}, {}}));
 }
 
 } // namespace
@@ -99,34 +68,32 @@ TEST(Sids, AreReadFromText)
     const std::vector<Row> rows{
 #include "Tests/Platform/RecordedSidTexts.inl"
     };
-    Expect(rows, [](const Row& row, wchar_t* buffer) {
-        PSID sid = nullptr;
-        const BOOL done = ConvertStringSidToSidW(row.texts[0], &sid);
-        const std::shared_ptr<void> owner(done ? sid : nullptr, &LocalFree);
-        std::wcscpy(buffer, done ? SidText(sid).c_str() : L"");
-        return done;
+    Expect(rows, [](const Row& row) -> Answer {
+        Sid sid;
+        if (!ParseSid(row.texts[0], sid))
+            return Failed(HResultFromWin32(ERROR_INVALID_SID));
+        std::wstring text;
+        const HRESULT hr = FormatSid(sid, text);
+        return {1, hr & 0xFFFF, text};
     });
 }
 
-// Numbers: the SID's bytes. The result is the length of a valid SID; error and text are the conversion's.
-TEST(Sids, HaveLengthAndTextAndAreCopiedWhole)
+// Numbers: the SID's bytes. The answer's number is the length of a valid SID.
+TEST(Sids, AreValidOrNotAndHaveAText)
 {
     const std::vector<Row> rows{
 #include "Tests/Platform/RecordedSids.inl"
     };
-    Expect(rows, [](const Row& row, wchar_t* buffer) {
-        std::vector<BYTE> bytes(row.numbers.begin(), row.numbers.end());
-        PSID sid = bytes.empty() ? nullptr : bytes.data();
+    Expect(rows, [](const Row& row) -> Answer {
+        Sid sid(row.numbers.begin(), row.numbers.end());
         if (!IsValidSid(sid))
-            return static_cast<DWORD>(SidText(sid).size());
-        const DWORD length = GetLengthSid(sid);
-        std::vector<BYTE> copy(length);
-        EXPECT_FALSE(CopySid(length - 1, copy.data(), sid));
-        EXPECT_TRUE(CopySid(length, copy.data(), sid));
-        EXPECT_EQ(copy, bytes);
-        SetLastError(0);
-        std::wcscpy(buffer, SidText(sid).c_str());
-        return length;
+            return Failed(HResultFromWin32(ERROR_INVALID_SID));
+        std::wstring text;
+        const HRESULT hr = FormatSid(sid, text);
+        const Answer answer{sid.size(), std::get<1>(Failed(hr)), text};
+        sid.push_back(0);
+        EXPECT_FALSE(IsValidSid(sid)) << "something stands behind it";
+        return answer;
     });
 }
 
@@ -136,30 +103,28 @@ TEST(Sids, AreOfOneDomainOrNot)
     const std::vector<Row> rows{
 #include "Tests/Platform/RecordedSidDomains.inl"
     };
-    Expect(rows, [](const Row& row, wchar_t* buffer) {
-        BOOL equal = 7;
-        const BOOL done = EqualDomainSid(SidOf(row.texts[0]).get(), SidOf(row.texts[1]).get(), &equal);
-        EXPECT_EQ(done, equal != 7);
-        std::wcscpy(buffer, equal ? L"equal" : L"different");
-        return done;
+    Expect(rows, [](const Row& row) -> Answer {
+        bool same = false;
+        const HRESULT hr = AreOfSameDomain(SidOf(row.texts[0]), SidOf(row.texts[1]), same);
+        return hr < 0 ? Failed(hr) : Answer{1, 0, same ? L"equal" : L"different"};
     });
 }
 
-// Text: a SID. Number: the type asked for.
-TEST(Sids, WellKnownOnesAreTold)
+TEST(Sids, TheServicesAreWellKnown)
 {
-    const std::vector<Row> rows{
-#include "Tests/Platform/WellKnownSids.inl"
-    };
-    Expect(rows, [](const Row& row, wchar_t* text) {
-        *text = 0;
-        return IsWellKnownSid(SidOf(row.texts[0]).get(), static_cast<WELL_KNOWN_SID_TYPE>(row.numbers[0]));
-    });
+    const std::pair<WellKnownSid, const wchar_t*> services[] = {{WellKnownSid::LocalSystem, L"S-1-5-18"},
+                                                                {WellKnownSid::LocalService, L"S-1-5-19"},
+                                                                {WellKnownSid::NetworkService, L"S-1-5-20"}};
+    for (const auto& [which, own] : services) {
+        for (const wchar_t* text :
+             {L"S-1-5-18", L"S-1-5-19", L"S-1-5-20", L"S-1-5-18-1", L"S-1-5-21-1-2-3-18", L"S-1-5-32-544"})
+            EXPECT_EQ(IsWellKnownSid(SidOf(text), which), std::wstring(text) == own) << testing::PrintToString(text);
+    }
 }
 
 TEST(Accounts, WellKnownOnesAreAlwaysThere)
 {
-    const AccountsFile none("");
+    const TestAccounts none("");
     const std::wstring computer = ComputerName();
     const std::vector<Row> rows{
 #include "Tests/Platform/RecordedAccountNames.inl"
@@ -169,7 +134,7 @@ TEST(Accounts, WellKnownOnesAreAlwaysThere)
 
 TEST(Accounts, AreFoundByNameAndBySid)
 {
-    const AccountsFile file(
+    const TestAccounts file(
 #include "Tests/Platform/AccountEntries.inl"
     );
     const std::wstring computer = ComputerName();
@@ -182,18 +147,18 @@ TEST(Accounts, AreFoundByNameAndBySid)
 TEST(Accounts, FollowTheFile)
 {
     const DebugOutputCapture output;
-    AccountsFile file("user .\\a = 1001\n");
-    EXPECT_EQ(TypeOf(L"a"), DWORD{SidTypeUser});
+    TestAccounts file("user .\\a = 1001\n");
+    EXPECT_EQ(TypeOf(L"a"), 1U);
     file.Write("user .\\b = 1001\n");
     EXPECT_EQ(TypeOf(L"a"), 0U);
-    AccountsFile("group .\\b = 1001\n");
-    EXPECT_EQ(TypeOf(L"b"), DWORD{SidTypeUser}) << "the file before";
+    TestAccounts("group .\\b = 1001\n");
+    EXPECT_EQ(TypeOf(L"b"), 1U) << "the file before";
     EXPECT_TRUE(output.Texts().empty());
 }
 
 TEST(Accounts, MalformedFileHasNone)
 {
-    AccountsFile file("");
+    TestAccounts file("");
     const char* const lines[]{
 #include "Tests/Platform/MalformedAccountEntries.inl"
     };
@@ -207,58 +172,47 @@ TEST(Accounts, MalformedFileHasNone)
 
 TEST(Accounts, ChangeWhileTheyAreLookedUp)
 {
-    AccountsFile file("");
+    TestAccounts file("");
     std::atomic<bool> done{false};
     std::thread reader([&done] {
         while (!done) {
-            DWORD size = 0;
-            SID_NAME_USE use{};
-            EXPECT_FALSE(LookupAccountNameW(nullptr, L"a", nullptr, &size, nullptr, &size, &use));
+            AccountInfo found;
+            const HRESULT hr = LookUpAccountByName({}, L"a", found);
+            EXPECT_TRUE(hr == S_OK || hr == HResultFromWin32(ERROR_NONE_MAPPED));
         }
     });
     for (int i = 0; i < 40; ++i) {
         file.Write(i % 2 ? "" : "user .\\a = 1001\n");
-        EXPECT_EQ(TypeOf(L"a"), i % 2 ? 0 : DWORD{SidTypeUser});
+        EXPECT_EQ(TypeOf(L"a"), i % 2 ? 0U : 1U);
     }
     done = true;
     reader.join();
 }
 
-// Text: an account's SID. Number: flags. The result is the number of its groups; the text is its SID and theirs,
-// sorted.
-TEST(Authz, ContextHasTheGroupsOfItsAccount)
+// Text: an account's SID. Number: whether groups are resolved. The answer's number is that of its groups; the text is
+// its SID and theirs, sorted.
+TEST(ClientContexts, HaveTheGroupsOfTheirAccount)
 {
-    const AccountsFile accounts(
+    const TestAccounts accounts(
 #include "Tests/Platform/AuthzEntries.inl"
     );
-    AUTHZ_RESOURCE_MANAGER_HANDLE manager = nullptr;
-    ASSERT_TRUE(AuthzInitializeResourceManager(AUTHZ_RM_FLAG_NO_AUDIT | AUTHZ_RM_FLAG_NO_CENTRAL_ACCESS_POLICIES,
-                                               nullptr, nullptr, nullptr, nullptr, &manager));
-    EXPECT_EQ(CountAuthzResourceManagers(), 1U);
     const std::vector<Row> rows{
 #include "Tests/Platform/AuthzContexts.inl"
     };
-    const auto call = [manager](const Row& row, wchar_t* text) -> DWORD {
-        AUTHZ_CLIENT_CONTEXT_HANDLE context = nullptr;
-        if (!AuthzInitializeContextFromSid(row.Number(0), SidOf(row.texts[0]).get(), manager, nullptr, LUID{}, nullptr,
-                                           &context))
-            return *text = 0;
-        EXPECT_EQ(CountAuthzContexts(), 1U);
-        std::vector<BYTE> user = Information(context, AuthzContextInfoUserSid);
-        std::vector<BYTE> groups = Information(context, AuthzContextInfoGroupsSids);
-        EXPECT_TRUE(AuthzFreeContext(context));
-        EXPECT_EQ(CountAuthzContexts(), 0U);
-        const auto* const list = reinterpret_cast<TOKEN_GROUPS*>(groups.data());
-        std::set<std::wstring> sids;
-        for (DWORD i = 0; i < list->GroupCount; ++i) {
-            EXPECT_TRUE(list->Groups[i].Attributes & SE_GROUP_ENABLED);
-            sids.insert(L' ' + SidText(list->Groups[i].Sid));
+    Expect(rows, [](const Row& row) -> Answer {
+        ClientContext context;
+        if (const HRESULT hr = ClientContext::Make(SidOf(row.texts[0]), row.numbers[0] != 0, context); hr < 0) {
+            EXPECT_FALSE(context.Get());
+            return Failed(hr);
         }
-        sids.insert(SidText(reinterpret_cast<TOKEN_USER*>(user.data())->User.Sid) + L':');
-        std::wcscpy(text, std::accumulate(sids.begin(), sids.end(), std::wstring()).c_str());
-        return list->GroupCount;
-    };
-    Expect(rows, call, [](const Row&, auto) { return true; });
-    EXPECT_TRUE(AuthzFreeResourceManager(manager));
-    EXPECT_EQ(CountAuthzResourceManagers(), 0U);
+        EXPECT_GE(CountAuthzContexts(), 1U);
+        Sid user;
+        std::vector<Sid> groups;
+        EXPECT_EQ(ReadClientContext(context.Get(), user, groups), S_OK);
+        std::set<std::wstring> sids{TextOf(user) + L':'};
+        for (const Sid& group : groups)
+            sids.insert(L' ' + TextOf(group));
+        return {groups.size(), 0, std::accumulate(sids.begin(), sids.end(), std::wstring())};
+    });
+    EXPECT_EQ(CountAuthzContexts(), 0U);
 }

@@ -1,87 +1,68 @@
-#include "Common/Foundation/Handles.h"
+#include "Platform/Modules.h"
+
 #include "Platform/Testing/TemporaryFolder.h"
-#include "Tests/Platform/ErrorOf.h"
+#include "Tests/Support/Waiting.h"
 
 #include <fstream>
 #include <gtest/gtest.h>
 
+using namespace Platform;
+
 namespace
 {
 
-constexpr DWORD asMessages = LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE;
-
-std::wstring FileName(HMODULE module)
+std::wstring TestModulePath()
 {
-    wchar_t buffer[1000];
-    return {buffer, GetModuleFileNameW(module, buffer, 1000)};
-}
-
-// Null, with ERROR_MOD_NOT_FOUND, when no module is there.
-HMODULE ModuleAt(const void* address)
-{
-    constexpr DWORD flags = GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
-    HMODULE module = GetModuleHandleW(nullptr);
-    const DWORD error = ErrorOf([&] { GetModuleHandleExW(flags, static_cast<LPCWSTR>(address), &module); });
-    EXPECT_EQ(error, module ? 0 : DWORD{ERROR_MOD_NOT_FOUND});
-    return module;
+    const std::wstring program = ModulePath(MainModule());
+    return program.substr(0, program.rfind(L'\\')) + L"\\PlatformTest.module";
 }
 
 } // namespace
 
-TEST(Modules, MainProgramIsFoundByNullAndByAddress)
+TEST(Modules, MainProgramIsFoundByAddress)
 {
-    HMODULE program = GetModuleHandleW(nullptr);
-    EXPECT_EQ(ModuleAt(reinterpret_cast<const void*>(&ModuleAt)), program);
-    EXPECT_EQ(ModuleAt(&program), nullptr);
-    const std::wstring name = FileName(nullptr);
-    EXPECT_EQ(FileName(program), name);
-    EXPECT_NE(name.find(L"\\PlatformTests"), std::wstring::npos);
-    const auto length = static_cast<DWORD>(name.size());
-    std::wstring buffer(length + 1, L'#');
-    for (const DWORD size : {DWORD{0}, DWORD{1}, length, length + 1}) {
-        SetLastError(7);
-        EXPECT_EQ(GetModuleFileNameW(nullptr, buffer.data(), size), std::min(size, length));
-        EXPECT_EQ(GetLastError(), size > length ? ERROR_SUCCESS : DWORD{ERROR_INSUFFICIENT_BUFFER});
-        EXPECT_TRUE(size < 2 || buffer.substr(0, size - 1) == name.substr(0, size - 1));
-    }
+    static const char anchor = 0;
+    const int onStack = 0;
+    EXPECT_EQ(FindModule(&anchor), MainModule());
+    EXPECT_EQ(FindModule(&onStack), nullptr);
+    EXPECT_NE(ModulePath(MainModule()).find(L"\\PlatformTests"), std::wstring::npos);
+    EXPECT_EQ(ModulePath(&onStack), L"");
 }
 
 TEST(Modules, LastReferenceUnloads)
 {
-    const std::wstring path = FileName(nullptr).substr(0, FileName(nullptr).rfind(L'\\')) + L"\\PlatformTest.module";
+    const std::wstring path = TestModulePath();
     for (int round = 0; round < 2; ++round) {
-        UniqueModule module(LoadLibraryExW(path.c_str(), nullptr, 0));
-        HMODULE handle = module.get();
-        UniqueModule again(LoadLibraryExW(path.c_str(), nullptr, 0));
-        EXPECT_EQ(again, module);
-        EXPECT_EQ(FileName(handle), path);
-        void* const address = reinterpret_cast<void*>(GetProcAddress(handle, "CountUnloadIn"));
+        NativeModule module;
+        NativeModule again;
+        ASSERT_EQ(NativeModule::Load(path, module), S_OK);
+        ASSERT_EQ(NativeModule::Load(path, again), S_OK);
+        void* const address = module.Find("CountUnloadIn");
         ASSERT_TRUE(address);
-        EXPECT_EQ(ModuleAt(address), handle);
-        EXPECT_FALSE(GetProcAddress(handle, "strlen")) << "belongs to another library";
+        EXPECT_EQ(again.Find("CountUnloadIn"), address);
+        EXPECT_EQ(module.Find("NoSuchExport"), nullptr);
+        EXPECT_EQ(ModulePath(FindModule(address)), path);
         int unloads = 0;
         reinterpret_cast<void (*)(int*)>(address)(&unloads);
-        again.reset();
+        again = NativeModule();
         EXPECT_EQ(unloads, 0);
-        module.reset();
+        module = NativeModule();
         EXPECT_EQ(unloads, 1);
-        EXPECT_EQ(ModuleAt(address), nullptr);
-        EXPECT_EQ(ErrorOf([&] { EXPECT_FALSE(FreeLibrary(handle)); }), DWORD{ERROR_MOD_NOT_FOUND});
+        EXPECT_EQ(FindModule(address), nullptr);
     }
 }
 
-TEST(Modules, LoadingSaysWhyItFailed)
+TEST(Modules, AThreadHoldsTheModuleThatItsBodyLiesIn)
 {
-    const TemporaryFolder folder;
-    std::ofstream(folder.Path() / "bad.dll") << std::string(5000, 'x');
-    std::ofstream(folder.Path() / "empty.dll");
-    for (const DWORD flags : {DWORD{0}, asMessages}) {
-        const auto error = [&](const char* name) {
-            const std::wstring path = (folder.Path() / name).wstring();
-            return ErrorOf([&] { LoadLibraryExW(path.c_str(), nullptr, flags); });
-        };
-        EXPECT_EQ(error("bad.dll"), DWORD{ERROR_BAD_EXE_FORMAT});
-        EXPECT_EQ(error("empty.dll"), DWORD{ERROR_BAD_EXE_FORMAT});
-        EXPECT_EQ(error("none/none.dll"), flags ? DWORD{ERROR_FILE_NOT_FOUND} : DWORD{ERROR_MOD_NOT_FOUND});
+    for (int round = 0; round < 100; ++round) {
+        NativeModule module;
+        ASSERT_EQ(NativeModule::Load(TestModulePath(), module), S_OK);
+        void* const address = module.Find("StartThread");
+        ASSERT_TRUE(address);
+        std::atomic<bool> started{false};
+        reinterpret_cast<void (*)(std::atomic<bool>*)>(address)(&started);
+        ASSERT_TRUE(Eventually([&] { return started.load(); }));
+        module = NativeModule();
+        ASSERT_TRUE(Eventually([&] { return FindModule(address) == nullptr; }));
     }
 }

@@ -1,95 +1,88 @@
-#include "Common/Foundation/Handles.h"
-#include "Tests/Platform/ErrorOf.h"
+#include "Platform/Process.h"
+
+#include "Platform/Network.h"
+#include "Platform/Testing/ThreadIdentity.h"
 
 #include <gtest/gtest.h>
-#include <string>
 #include <thread>
+
+using namespace Platform;
 
 namespace
 {
 
-// The calling thread's token, null when it has none.
-UniqueHandle OpenToken()
-{
-    HANDLE token = nullptr;
-    const DWORD error = ErrorOf([&] { OpenThreadToken(GetCurrentThread(), TOKEN_IMPERSONATE, TRUE, &token); });
-    EXPECT_EQ(error, token ? 0 : DWORD{ERROR_NO_TOKEN});
-    return UniqueHandle(token);
-}
-
-[[gnu::noinline]] USHORT Capture(DWORD skip, DWORD size, PVOID* frames, PVOID& caller)
+[[gnu::noinline]] unsigned Capture(unsigned skip, void** frames, unsigned size, void*& caller)
 {
     caller = __builtin_return_address(0);
-    return RtlCaptureStackBackTrace(skip, size, frames, nullptr);
+    return CaptureCallStack(skip, frames, size);
+}
+
+bool HasToken()
+{
+    ThreadToken token;
+    const HRESULT hr = token.Open();
+    EXPECT_TRUE(hr == S_OK || hr == S_FALSE);
+    return hr == S_OK;
 }
 
 } // namespace
 
-TEST(Process, ThreadsHaveTheirOwnIdentifierAndLastError)
+TEST(Process, IsNamedByItsCommandLineAndThreadsByTheirNumbers)
 {
-    const DWORD thread = GetCurrentThreadId();
-    SetLastError(1);
-    std::thread([thread] {
-        EXPECT_NE(GetCurrentThreadId(), thread);
-        EXPECT_NE(GetLastError(), 1U);
-        SetLastError(2);
-    }).join();
-    EXPECT_NE(GetLastError(), 2U);
-    EXPECT_NE(std::wstring(GetCommandLineW()).find(L"PlatformTests"), std::wstring::npos);
+    const std::uint32_t thread = ThreadId();
+    std::thread([thread] { EXPECT_NE(ThreadId(), thread); }).join();
+    EXPECT_EQ(ThreadId(), thread);
+    EXPECT_NE(CommandLine().find(L"PlatformTests"), std::wstring::npos);
 }
 
-TEST(Process, ComputerNameReportsTheSizeItNeeds)
+TEST(Process, ComputerHasANetBiosName)
 {
-    wchar_t name[16];
-    DWORD size = 0;
-    EXPECT_EQ(ErrorOf([&] { GetComputerNameExW(ComputerNameNetBIOS, nullptr, &size); }), DWORD{ERROR_MORE_DATA});
-    const DWORD needed = size--;
-    EXPECT_EQ(ErrorOf([&] { GetComputerNameExW(ComputerNameNetBIOS, name, &size); }), DWORD{ERROR_MORE_DATA});
-    EXPECT_EQ(size, needed);
-    ASSERT_TRUE(size <= 16 && GetComputerNameExW(ComputerNameNetBIOS, name, &size));
-    EXPECT_EQ(std::wstring(name).find_first_of(L"abcdefghijklmnopqrstuvwxyz."), std::wstring::npos);
-    EXPECT_EQ(size, needed - 1);
-}
-
-// Compared as a whole: a lower major version settles it.
-TEST(Process, SystemIsOfAVersionOrLater)
-{
-    constexpr DWORD types = VER_MAJORVERSION | VER_MINORVERSION;
-    OSVERSIONINFOEXW version{};
-    version.dwOSVersionInfoSize = sizeof(version);
-    version.dwMinorVersion = 9;
-    const ULONGLONG mask = VerSetConditionMask(VerSetConditionMask(0, VER_MINORVERSION, VER_GREATER_EQUAL),
-                                               VER_MAJORVERSION, VER_GREATER_EQUAL);
-    for (const DWORD major : {5U, 99U}) {
-        version.dwMajorVersion = major;
-        EXPECT_EQ(ErrorOf([&] { VerifyVersionInfoW(&version, types, mask); }),
-                  major == 5 ? 0 : DWORD{ERROR_OLD_WIN_VERSION});
-    }
+    std::wstring name;
+    EXPECT_EQ(GetLocalComputerName(name), S_OK);
+    EXPECT_TRUE(!name.empty() && name.size() <= 15);
+    EXPECT_EQ(name.find_first_of(L"abcdefghijklmnopqrstuvwxyz."), std::wstring::npos);
 }
 
 TEST(Process, StackStartsWithTheCallerSkipsAndLimits)
 {
-    PVOID frames[8]{};
-    PVOID caller = nullptr;
-    EXPECT_GE(Capture(0, 8, frames, caller), 2);
+    void* frames[8]{};
+    void* caller = nullptr;
+    EXPECT_GE(Capture(0, frames, 8, caller), 2U);
     EXPECT_EQ(frames[1], caller);
-    EXPECT_EQ(Capture(1, 1, frames, caller), 1);
+    EXPECT_EQ(Capture(1, frames, 1, caller), 1U);
     EXPECT_EQ(frames[0], caller);
-    EXPECT_EQ(Capture(10000, 8, frames, caller), 0);
+    EXPECT_EQ(Capture(10000, frames, 8, caller), 0U);
 }
 
-TEST(Process, ThreadTokensAreTakenOffAndPutBack)
+TEST(Process, IdentitiesOfThreadsAreTakenOffAndPutBack)
 {
-    EXPECT_FALSE(OpenToken());
-    ASSERT_TRUE(ImpersonateSelf(SecurityImpersonation));
-    UniqueHandle token = OpenToken();
-    std::thread([] { EXPECT_FALSE(OpenToken()); }).join();
-    EXPECT_TRUE(SetThreadToken(nullptr, nullptr));
-    EXPECT_FALSE(OpenToken());
-    EXPECT_TRUE(SetThreadToken(nullptr, token.get()));
-    token.reset();
-    EXPECT_TRUE(OpenToken()) << "the thread keeps its token";
-    EXPECT_TRUE(RevertToSelf());
-    EXPECT_FALSE(OpenToken());
-    EXPECT_FALSE(SetThreadToken(nullptr, INVALID_HANDLE_VALUE));
+    EXPECT_FALSE(HasToken());
+    {
+        const ThreadIdentity client;
+        ThreadToken token;
+        ASSERT_EQ(token.Open(), S_OK);
+        std::thread([] { EXPECT_FALSE(HasToken()); }).join();
+        EXPECT_EQ(token.TakeOff(), S_OK);
+        EXPECT_FALSE(HasToken());
+        EXPECT_EQ(token.PutBack(), S_OK);
+        EXPECT_TRUE(HasToken());
+    }
+    EXPECT_FALSE(HasToken());
+}
+
+TEST(CivilTime, IsGregorianAndLocal)
+{
+    constexpr std::uint64_t second = 10000000;
+    constexpr std::uint64_t day = 86400 * second;
+    constexpr std::uint64_t from1601To1970 = 116444736000000000;
+    // The zone's difference is at most a day: noon two days later is another day everywhere.
+    const CivilTime here = ToLocalTime(from1601To1970 + 951782400 * second);
+    const CivilTime later = ToLocalTime(from1601To1970 + 951782400 * second + day);
+    EXPECT_TRUE(here.year == 2000 && (here.month == 2 ? here.day == 28 || here.day == 29 : here.day == 1));
+    EXPECT_TRUE(later.year == 2000 && (here.day == 28 ? later.day == 29 : later.month == 3)) << "a leap year";
+    EXPECT_EQ(ToLocalTime(from1601To1970 + 12345 * second + 1230000).millisecond, 123U);
+    const CivilTime none = ToLocalTime(0x8000000000000000 + 2 * day);
+    EXPECT_EQ(none.year + none.month + none.day + none.hour, 0U);
+    const std::uint64_t now = SystemTime();
+    EXPECT_TRUE(now > from1601To1970 + 1'600'000'000 * second && ToLocalTime(now).year >= 2020);
 }

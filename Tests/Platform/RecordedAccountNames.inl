@@ -18,7 +18,6 @@
 {{L"BUILTIN"}, {}, {3, 0, L"S-1-5-32 BUILTIN"}},
 {{L"BUILTIN\\BUILTIN"}, {}, {3, 0, L"S-1-5-32 BUILTIN"}},
 {{L""}, {}, {3, 0, L"S-1-5-32 BUILTIN"}},
-{{nullptr}, {}, {3, 0, L"S-1-5-32 BUILTIN"}},
 {{L"BUILTIN\\"}, {}, {0, 1332, L""}},
 {{L"BUILTIN\\SYSTEM"}, {}, {0, 1332, L""}},
 {{L"NT AUTHORITY"}, {}, {0, 1332, L""}},

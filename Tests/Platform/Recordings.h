@@ -1,9 +1,9 @@
-// Tables of arguments with what the real functions answered: result, last error, text. A failing row shows the
+// Tables of arguments with what the system answers: a number, the system's error, a text. A failing row shows the
 // platform's own answer; a new row gets its answer from a run on Windows.
 #pragma once
 
 #include "Platform/Testing/Process.h"
-#include "Tests/Platform/ErrorOf.h"
+#include "Platform/Types.h"
 
 #include <gtest/gtest.h>
 #include <optional>
@@ -11,7 +11,7 @@
 #include <tuple>
 #include <vector>
 
-using Answer = std::tuple<unsigned long long, DWORD, std::wstring>;
+using Answer = std::tuple<std::size_t, DWORD, std::wstring>;
 
 struct Row
 {
@@ -19,24 +19,17 @@ struct Row
     std::vector<int> numbers;
     Answer answer;
     std::optional<Answer> wine = std::nullopt; // where it is not what Windows is documented to answer
-
-    DWORD Number(std::size_t i) const { return static_cast<DWORD>(numbers[i]); }
 };
 
-inline bool Succeeded(const Row&, unsigned long long result)
+inline Answer Failed(HRESULT hr)
 {
-    return result != 0;
+    return {0, static_cast<DWORD>(hr & 0xFFFF), L""};
 }
 
-// `call` gets a row and a buffer and returns the result; the text counts where `hasText` says so.
-template <class Call, class HasText = decltype(&Succeeded)>
-void Expect(const std::vector<Row>& rows, Call call, HasText hasText = &Succeeded)
+// `call` gets a row and returns the platform's answer.
+template <class Call>
+void Expect(const std::vector<Row>& rows, Call call)
 {
-    for (const Row& row : rows) {
-        std::wstring buffer(300, L'#');
-        unsigned long long result = 0;
-        const DWORD error = ErrorOf([&] { result = static_cast<unsigned long long>(call(row, buffer.data())); });
-        const Answer answer{result, error, hasText(row, result) ? buffer.c_str() : L""};
-        EXPECT_EQ(answer, row.wine && RunsUnderWine() ? *row.wine : row.answer) << "row " << &row - rows.data();
-    }
+    for (const Row& row : rows)
+        EXPECT_EQ(call(row), row.wine && RunsUnderWine() ? *row.wine : row.answer) << "row " << &row - rows.data();
 }

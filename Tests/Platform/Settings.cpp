@@ -1,8 +1,13 @@
+#include "Platform/Settings.h"
+
 #include "Platform/Testing/TemporaryFolder.h"
+#include "Platform/Testing/TestRegistry.h"
 #include "Platform/Text.h"
-#include "Tests/Platform/Recordings.h"
 
 #include <fstream>
+#include <gmock/gmock.h>
+
+using namespace Platform;
 
 namespace
 {
@@ -12,18 +17,12 @@ class Settings : public testing::Test
 protected:
     Settings()
     {
-        SetEnvironmentVariableW(L"KESTRINEFIVE", L"another spelling's");
-        SetEnvironmentVariableW(L"KestrineFive", L"alpha");
-        SetEnvironmentVariableW(L"KESTRINE_EMPTY", L"");
-        SetEnvironmentVariableW(L"KESTRINE_NESTED", L"<%KestrineFive%>");
-        SetEnvironmentVariableW(L"KESTRINE_GONE", L"x");
-        SetEnvironmentVariableW(L"KESTRINE_GONE", nullptr);
-    }
-
-    static std::wstring Value(const std::wstring& path)
-    {
-        wchar_t buffer[100];
-        return {buffer, GetPrivateProfileStringW(L"s", L"k", L"default", buffer, 100, path.c_str())};
+        SetVariable(L"KESTRINEFIVE", L"another spelling's");
+        SetVariable(L"KestrineFive", L"alpha");
+        SetVariable(L"KESTRINE_EMPTY", L"");
+        SetVariable(L"KESTRINE_NESTED", L"<%KestrineFive%>");
+        SetVariable(L"KESTRINE_GONE", L"x");
+        SetVariable(L"KESTRINE_GONE", nullptr);
     }
 
     TemporaryFolder m_folder;
@@ -32,86 +31,127 @@ protected:
 
 } // namespace
 
-// Texts: content, section, key, default. Numbers: size; 1 for a file in UTF-16LE with byte-order mark.
-TEST_F(Settings, IniFile)
+TEST_F(Settings, IniValues)
 {
-    const std::vector<Row> rows{
+    const struct
+    {
+        const wchar_t* content; // null: no file
+        const wchar_t* section;
+        const wchar_t* key;
+        const wchar_t* value;
+        bool utf16 = false; // with byte-order mark
+    } rows[] = {
 #include "Tests/Platform/RecordedIni.inl"
     };
-    const auto call = [this](const Row& row, wchar_t* buffer) {
+    for (const auto& row : rows) {
         std::filesystem::remove(m_file);
-        if (row.texts[0]) {
+        if (row.content) {
             std::string utf16 = "\xFF\xFE";
-            Text::AppendUtf16Le(row.texts[0], utf16);
-            std::ofstream(m_file, std::ios::binary) << (row.numbers[1] ? utf16 : Text::ToUtf8(row.texts[0]));
+            Text::AppendUtf16Le(row.content, utf16);
+            std::ofstream(m_file, std::ios::binary) << (row.utf16 ? utf16 : Text::ToUtf8(row.content));
         }
-        const std::wstring path = m_file.wstring();
-        return GetPrivateProfileStringW(row.texts[1], row.texts[2], row.texts[3], buffer, row.Number(0), path.c_str());
-    };
-    Expect(rows, call, [](const Row& row, auto) { return row.numbers[0] > 0; });
+        EXPECT_EQ(IniValue(m_file.wstring(), row.section, row.key), row.value)
+            << testing::PrintToString(row.content ? row.content : L"") << testing::PrintToString(row.key);
+    }
+    const std::wstring large(3000, L'x');
+    std::ofstream(m_file) << "[s]\nk=" << Text::ToUtf8(large) << '\n';
+    EXPECT_EQ(IniValue(m_file.wstring(), L"s", L"k"), large);
 }
 
-TEST_F(Settings, IniFileIsReadAnewByPathsWithBothSlashes)
+TEST_F(Settings, IniFilesAreReadAnewByPathsWithBothSlashes)
 {
     for (const wchar_t* value : {L"1", L"2"}) {
         std::ofstream(m_file) << "[s]\nk=" << Text::ToUtf8(value) << '\n';
         for (const wchar_t* name : {L"/file", L"\\file"})
-            EXPECT_EQ(Value(m_folder.Path().wstring() + name), value);
+            EXPECT_EQ(IniValue(m_folder.Path().wstring() + name, L"s", L"k"), value);
     }
-    EXPECT_EQ(Value(m_folder.Path().wstring()), L"default") << "a folder has no values";
+    EXPECT_EQ(IniValue(m_folder.Path().wstring(), L"s", L"k"), L"") << "a folder has no values";
     const auto old = std::filesystem::current_path();
     std::filesystem::current_path(m_folder.Path());
-    EXPECT_EQ(Value(L".\\file"), L"2");
-    EXPECT_EQ(Value(L"file"), L"default") << "not of the current folder";
+    EXPECT_EQ(IniValue(L".\\file", L"s", L"k"), L"2");
+    EXPECT_EQ(IniValue(L"file", L"s", L"k"), L"") << "not of the current folder";
     std::filesystem::current_path(old);
 }
 
-// Texts: value, decimal separator, thousands separator. Numbers: digits, leading zero, grouping, negative order, size.
-TEST_F(Settings, NumberFormat)
+TEST_F(Settings, EnvironmentVariables)
 {
-    const std::vector<Row> rows{
-#include "Tests/Platform/RecordedNumberFormat.inl"
+    const std::pair<const wchar_t*, const wchar_t*> values[] = {
+        {L"KestrineFive", L"alpha"},
+        {L"KESTRINE_EMPTY", L""},
+        {L"kestrine_nested", L"<%KestrineFive%>"},
+        {L"KESTRINE_GONE", nullptr},
+        {L"KESTRINE_NEVER", nullptr},
+        {L"", nullptr},
+        {L"=", nullptr},
+        {L"a=b", nullptr},
+        {L"KestrineFive=", nullptr},
+        {L" KestrineFive", nullptr},
+        {L"KestrineFiv", nullptr},
     };
-    const auto call = [](const Row& row, wchar_t* buffer) {
-        wchar_t* const marks[]{const_cast<LPWSTR>(row.texts[1]), const_cast<LPWSTR>(row.texts[2])};
-        const NUMBERFMTW format{row.Number(0), row.Number(1), row.Number(2), marks[0], marks[1], row.Number(3)};
-        return GetNumberFormatW(LOCALE_INVARIANT, 0, row.texts[0], &format, buffer, row.numbers[4]);
-    };
-    Expect(rows, call, [](const Row& row, auto result) { return result > 0 && row.numbers[4] > 0; });
+    for (const auto& [name, value] : values)
+        EXPECT_EQ(EnvironmentVariable(name), value ? std::optional<std::wstring>(value) : std::nullopt)
+            << testing::PrintToString(name);
+    const std::wstring large(1000, L'x');
+    SetVariable(L"KESTRINE_LARGE", large.c_str());
+    EXPECT_EQ(EnvironmentVariable(L"KESTRINE_LARGE"), large);
+    EXPECT_EQ(ExpandEnvironment(L"<%KESTRINE_LARGE%>"), L"<" + large + L">");
 }
 
-// Texts: directory, file.
-TEST_F(Settings, CombinedPath)
+TEST_F(Settings, VariablesInTextsAreExpanded)
 {
-    const std::vector<Row> rows{
-#include "Tests/Platform/RecordedPathCombine.inl"
+    const std::pair<const wchar_t*, const wchar_t*> rows[] = {
+        {L"", L""},
+        {L"plain", L"plain"},
+        {L"%KestrineFive%", L"alpha"},
+        {L"%kestrinefive%", L"alpha"},
+        {L"a%KestrineFive%b", L"aalphab"},
+        {L"%KestrineFive%%KestrineFive%", L"alphaalpha"},
+        {L"%KESTRINE_EMPTY%", L""},
+        {L"[%KESTRINE_EMPTY%]", L"[]"},
+        {L"%KESTRINE_GONE%", L"%KESTRINE_GONE%"},
+        {L"%KESTRINE_NEVER%x", L"%KESTRINE_NEVER%x"},
+        {L"%%", L"%%"},
+        {L"a%%b", L"a%%b"},
+        {L"%", L"%"},
+        {L"50%", L"50%"},
+        {L"%KestrineFive", L"%KestrineFive"},
+        {L"KestrineFive%", L"KestrineFive%"},
+        {L"%KestrineFive%%", L"alpha%"},
+        {L"%%KestrineFive%", L"%%KestrineFive%"},
+        {L"%%%KestrineFive%", L"%%alpha"},
+        {L"%KESTRINE_NEVER%KestrineFive%", L"%KESTRINE_NEVER%KestrineFive%"},
+        {L"100% of %KestrineFive%", L"100% of %KestrineFive%"},
+        {L"%KESTRINE_NESTED%", L"<%KestrineFive%>"},
+        {L"%Kestrine Five%", L"%Kestrine Five%"},
+        {L"% KestrineFive%", L"% KestrineFive%"},
+        {L"%=%", L"%=%"},
+        {L"a%%%%b", L"a%%%%b"},
+        {L"%KESTRINE_NEVER%%KestrineFive%", L"%KESTRINE_NEVER%alpha"},
     };
-    const auto call = [](const Row& row, wchar_t* path) {
-        return PathCombineW(path, row.texts[0], row.texts[1]) == path;
-    };
-    Expect(rows, call, [](const Row&, auto) { return true; });
+    for (const auto& [text, expanded] : rows)
+        EXPECT_EQ(ExpandEnvironment(text), expanded);
 }
 
-// Text: name. Number: size.
-TEST_F(Settings, EnvironmentVariable)
+TEST(Registry, TextsAreReadByTheKeysPath)
 {
-    const std::vector<Row> rows{
-#include "Tests/Platform/RecordedEnvironment.inl"
-    };
-    const auto call = [](const Row& row, wchar_t* buffer) {
-        return GetEnvironmentVariableW(row.texts[0], buffer, row.Number(0));
-    };
-    Expect(rows, call, [](const Row& row, auto result) { return result > 0 && result < row.Number(0); });
-}
-
-// Text: source. Number: size.
-TEST_F(Settings, ExpandedEnvironmentVariables)
-{
-    const std::vector<Row> rows{
-#include "Tests/Platform/RecordedExpand.inl"
-    };
-    const auto call = [](const Row& row, wchar_t* buffer) {
-        return ExpandEnvironmentStringsW(row.texts[0], buffer, row.Number(0));
-    };
-    Expect(rows, call, [](const Row& row, auto result) { return result <= row.Number(0); });
+    using testing::ElementsAre;
+    using testing::IsEmpty;
+    using testing::Pair;
+    {
+        TestRegistryKey registry;
+        registry.Add(L"", L"default");
+        registry.Add(L"Logs\\Sub", L" D:\\logs = x ");
+        registry.Add(L"Expand", L"%TEMP%\\x", TestRegistryKey::ExpandableText);
+        registry.Add(L"N", L"65", TestRegistryKey::Number);
+        const std::wstring large(400, L'n');
+        registry.Add(large.substr(0, 255), large);
+        const auto values = ElementsAre(Pair(L"", L"default"), Pair(L"Expand", L"%TEMP%\\x"),
+                                        Pair(L"Logs\\Sub", L" D:\\logs = x "), Pair(large.substr(0, 255), large));
+        EXPECT_THAT(RegistryTexts(RegistryRoot::CurrentUser, TestRegistryKey::SubKey()), values);
+        EXPECT_THAT(RegistryTexts(RegistryRoot::CurrentUser, L"SOFTWARE\\kestrinetests\\"), values);
+        for (const wchar_t* other : {L"Software/KestrineTests", L"Software\\KestrineTest"})
+            EXPECT_THAT(RegistryTexts(RegistryRoot::CurrentUser, other), IsEmpty());
+        EXPECT_THAT(RegistryTexts(RegistryRoot::LocalMachine, TestRegistryKey::SubKey()), IsEmpty());
+    }
+    EXPECT_THAT(RegistryTexts(RegistryRoot::CurrentUser, TestRegistryKey::SubKey()), IsEmpty());
 }

@@ -1,5 +1,7 @@
 #include "Platform/Text.h"
 
+#include "Platform/LetterCase.h"
+
 #include <gtest/gtest.h>
 
 namespace
@@ -41,4 +43,13 @@ TEST(Text, EveryLengthOfUtf8)
 {
     EXPECT_EQ(Text::ToUtf8(L"a\u007F\u0080\u07FF\u0800\uFFFF\U00010000\U0010FFFF"),
               "a\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF\xF0\x90\x80\x80\xF4\x8F\xBF\xBF");
+}
+
+TEST(LetterCase, IsThatOfTheLettersWhateverTheLanguage)
+{
+    EXPECT_EQ(ToLowerCase(L"AZ az@[`{09_"), L"az az@[`{09_");
+    EXPECT_EQ(ToLowerCase(L"A\u00C4\u00C9\u00D7\u00D8\u0104\u0178\u03A3\u0414\u0531\u1E00"),
+              L"a\u00E4\u00E9\u00D7\u00F8\u0105\u00FF\u03C3\u0434\u0561\u1E01");
+    const std::wstring alone = L"\u00DF\u03C2\u0130\u0131\u1E9E\u212A\u4E00"; // of no pair
+    EXPECT_EQ(ToLowerCase(alone), alone);
 }

@@ -9,7 +9,7 @@
 #include <gtest/gtest.h>
 #include <string>
 
-// Lives in the test's frame; who still holds a reference when it goes fails the test.
+// Lives in the test's frame; a reference that is still held when it is destroyed fails the test.
 template <class... I>
 class FakeComponent : public I...
 {
@@ -36,16 +36,16 @@ private:
 };
 
 // A component under a name while the scope lasts.
-class NamedInstance
+class RegisteredInstance
 {
 public:
-    NamedInstance(const std::wstring& name, IComponentBase* component) : m_name(name)
+    RegisteredInstance(const std::wstring& name, IComponentBase* component) : m_name(name)
     {
         EXPECT_EQ(HalvexRegisterInstance(name.c_str(), component), S_OK);
     }
-    ~NamedInstance() { HalvexUnregisterInstance(m_name.c_str()); }
-    NamedInstance(const NamedInstance&) = delete;
-    NamedInstance& operator=(const NamedInstance&) = delete;
+    ~RegisteredInstance() { HalvexUnregisterInstance(m_name.c_str()); }
+    RegisteredInstance(const RegisteredInstance&) = delete;
+    RegisteredInstance& operator=(const RegisteredInstance&) = delete;
 
 private:
     const std::wstring m_name;

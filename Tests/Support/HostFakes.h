@@ -10,6 +10,7 @@
 #include "Tests/Support/Waiting.h"
 
 #include <functional>
+#include <new>
 #include <optional>
 #include <vector>
 
@@ -98,7 +99,7 @@ struct FakeDatabase : FakeComponent<IDatabaseConnectionManager, IDatabaseConnect
     {
         EXPECT_EQ(mode, 1);
         entries.push_back(KelNodePtr::AddRef(entry));
-        if (result < 0)
+        if (result < 0 || handsOutNothing)
             return result;
         AddRef();
         *out = this;
@@ -116,6 +117,7 @@ struct FakeDatabase : FakeComponent<IDatabaseConnectionManager, IDatabaseConnect
     std::vector<KelNodePtr> entries;
     std::atomic<int> opened{0};
     HRESULT result = S_OK; // of opening
+    bool handsOutNothing = false;
     Texts statements;
     std::size_t failingStatement = 0; // counted from 1; 0: none
 };
@@ -131,37 +133,46 @@ struct FakeSettingsManager : FakeComponent<IReportingSettingsManager>
         EXPECT_EQ(settingsType, 1);
         if (hook)
             hook();
+        if (deliveredInside) {
+            EXPECT_EQ(newSink->OnModified(1, 0, deliveredInside.Get()), S_OK);
+        }
         if (result < 0)
             return result;
-        ++subscriptions;
         sink = ComponentPtr<IReportingSettingsModifySink>(newSink);
+        if (handsOutNothing)
+            return S_OK;
+        ++subscriptions;
         *subscription = CreateKelNode(L"subscription", nullptr).Detach();
         return S_OK;
     }
     HRESULT Unsubscribe(IKelNode* subscription) override
     {
         EXPECT_NE(subscription, nullptr);
+        if (throwsWhenUnsubscribing)
+            throw std::bad_alloc();
         if (--subscriptions == 0)
             sink.Reset();
         return E_FAIL; // nobody checks
     }
 
-    // The entries become the connection settings.
+    // The entries become the connection settings, in a tree that nobody keeps.
     HRESULT Deliver(const std::vector<KelNodePtr>& entries)
     {
+        const KelNodePtr root = CreateKelNode(L"Reporting", nullptr);
         const KelNodePtr settings = CreateKelNode(L"DBSettings", nullptr);
+        root.AddChild(settings);
         for (const KelNodePtr& entry : entries)
             settings.AddChild(entry);
-        const HRESULT hr = sink->OnModified(1, 0, settings.Get());
-        current = settings; // as long as the next ones have not been compared with these
-        return hr;
+        return sink->OnModified(1, 0, settings.Get());
     }
 
-    KelNodePtr current;
+    KelNodePtr deliveredInside; // in the call of Subscribe
     ComponentPtr<IReportingSettingsModifySink> sink;
     std::atomic<int> subscriptions{0};
     std::function<void()> hook;
     HRESULT result = S_OK;
+    bool handsOutNothing = false;
+    bool throwsWhenUnsubscribing = false;
 };
 
 inline KelNodePtr MakeEntry(const wchar_t* name, bool enabled, const wchar_t* url)
@@ -192,6 +203,8 @@ struct FakeSubscription : FakeComponent<IKelModifySubscription>
     HRESULT Activate() override
     {
         ++activated;
+        if (hook)
+            hook();
         return activateResult;
     }
     HRESULT UnusedSlot4() override { return E_NOTIMPL; }
@@ -203,6 +216,7 @@ struct FakeSubscription : FakeComponent<IKelModifySubscription>
 
     GUID id{};
     std::atomic<int> activated{0};
+    std::function<void()> hook; // of the activation
     HRESULT activateResult = S_OK;
     HRESULT idResult = S_OK;
 };
@@ -211,6 +225,10 @@ struct FakeModifiedNodes : FakeComponent<IKelNodeModifyEnum, IKelNodeIterator>
 {
     HRESULT GetEnumerator(IKelNodeIterator** out) override
     {
+        if (hook)
+            hook();
+        if (withoutEnumerator)
+            return S_OK;
         AddRef();
         *out = this;
         return S_OK;
@@ -237,11 +255,18 @@ struct FakeModifiedNodes : FakeComponent<IKelNodeModifyEnum, IKelNodeIterator>
 
     std::vector<KelNodePtr> entries;
     std::size_t next = 0;
+    std::function<void()> hook;
+    bool withoutEnumerator = false;
 };
 
 // Hands out the subscriptions that the test prepared, in order.
 struct FakeConfigServer : FakeComponent<IConfigServerProxy>
 {
+    FakeConfigServer()
+    {
+        for (std::size_t i = 0; i < subscriptions.size(); ++i)
+            subscriptions[i].id.Data1 = static_cast<std::uint32_t>(100 - i);
+    }
     HRESULT Subscribe(IKelNode* filter, IKelNode* request, IModifySubscriptionSink* newSink,
                       IKelModifySubscription** out) override
     {
@@ -250,7 +275,11 @@ struct FakeConfigServer : FakeComponent<IConfigServerProxy>
         sink = newSink;
         if (filters.size() == failingSubscribe)
             return E_ABORT;
+        if (withoutSubscription)
+            return S_OK;
         FakeSubscription& subscription = subscriptions.at(live.size() + unsubscribed.size());
+        if (hook)
+            hook(subscription);
         subscription.AddRef();
         *out = &subscription;
         live.push_back(&subscription);
@@ -260,6 +289,8 @@ struct FakeConfigServer : FakeComponent<IConfigServerProxy>
     {
         unsubscribed.push_back(subscription);
         std::erase(live, subscription);
+        if (throwing)
+            throw std::bad_alloc();
         return E_FAIL; // nobody checks
     }
     HRESULT Notify(FakeSubscription& subscription, const KelNodePtr& content)
@@ -269,11 +300,14 @@ struct FakeConfigServer : FakeComponent<IConfigServerProxy>
         return sink->OnTriggered(&subscription, 7, &nodes);
     }
 
-    std::vector<FakeSubscription> subscriptions = std::vector<FakeSubscription>(4);
+    std::vector<FakeSubscription> subscriptions = std::vector<FakeSubscription>(6);
     std::vector<KelNodePtr> filters;
     std::vector<KelNodePtr> requests;
     std::vector<IKelModifySubscription*> live;
     std::vector<IKelModifySubscription*> unsubscribed;
     IModifySubscriptionSink* sink = nullptr;
-    std::size_t failingSubscribe = 0; // counted from 1; 0: none
+    std::size_t failingSubscribe = 0;            // counted from 1; 0: none
+    std::function<void(FakeSubscription&)> hook; // before a subscription is handed out
+    bool withoutSubscription = false;
+    bool throwing = false; // when a subscription has been ended
 };

@@ -3,6 +3,7 @@
 #include "Host/Halvex/Registry.h"
 #include "Host/Nodwell/TestControls.h"
 #include "Interfaces/ComponentPtr.h"
+#include "Platform/ErrorInfo.h"
 #include "Platform/Testing/Process.h"
 
 #include <chrono>
@@ -39,8 +40,7 @@ class LeftoverCheck : public testing::EmptyTestEventListener
         while (CountProcessThreads() > m_threads && std::chrono::steady_clock::now() < deadline)
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         EXPECT_LE(CountProcessThreads(), m_threads) << "threads were left behind";
-        ComponentPtr<IErrorInfo> dropped;
-        GetErrorInfo(0, dropped.Out());
+        Platform::ErrorInfo::TakeFromThread();
     }
 
     std::uint64_t m_nodes = 0;

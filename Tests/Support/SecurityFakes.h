@@ -32,7 +32,7 @@ struct FakePermissionsChecker : FakeComponent<IPermissionsChecker>
     HRESULT GetAccessibleContainers(IKelNode* token, const wchar_t* permission, std::uint32_t* scope,
                                     IKelNode** containers) override
     {
-        EXPECT_STREQ(permission, L"ViewReports");
+        EXPECT_EQ(permission, requiredPermission);
         KelNodePtr client = KelNodePtr::AddRef(token);
         while (KelNodePtr next = client.GetChildByName(L"OnBehalfOfClient", false))
             client = next;
@@ -47,6 +47,8 @@ struct FakePermissionsChecker : FakeComponent<IPermissionsChecker>
         if (grant == grants.end())
             return S_OK;
         *scope = grant->second.empty() ? ContainerScopeAll : ContainerScopeListed;
+        if (handsOutNothing)
+            return S_OK;
         const KelNodePtr list = CreateKelNode(nullptr, nullptr);
         for (const std::wstring& container : grant->second) {
             const KelNodePtr child = CreateKelNode(nullptr, nullptr);
@@ -68,12 +70,18 @@ struct FakePermissionsChecker : FakeComponent<IPermissionsChecker>
     std::map<std::wstring, std::vector<std::wstring>> grants;
     std::set<std::wstring> failing;
     std::function<void(const std::wstring& name)> hook;
+    std::wstring requiredPermission = L"ViewReports";
     int asked = 0;
+    bool handsOutNothing = false;
 };
 
 // The token of the request that a thread serves.
 struct FakeRequestContextMgr : FakeComponent<IRequestContextMgr, IRequestContext>
 {
+    HRESULT QueryInterface(REFIID iid, void** out) override
+    {
+        return handsOutNothing ? S_OK : FakeComponent::QueryInterface(iid, out);
+    }
     HRESULT GetContext(std::uint32_t contextId, IRequestContext** out) override
     {
         EXPECT_EQ(contextId, 0U);
@@ -98,6 +106,7 @@ struct FakeRequestContextMgr : FakeComponent<IRequestContextMgr, IRequestContext
 
     static inline thread_local const KelNodePtr* t_token = nullptr; // borrowed
     bool noContext = false;
+    bool handsOutNothing = false; // for itself
 };
 
 // Mints tokens whose display name is the account's name, or its SID where the test says so.
@@ -107,14 +116,12 @@ struct FakeTokenMgr : FakeComponent<IAuthTokenMgr>
                           IKelNode** token) override
     {
         EXPECT_EQ(kind + r1 + r2, 2U);
-        BYTE buffer[256];
-        DWORD size = 0;
-        EXPECT_TRUE(AuthzGetInformationFromContext(static_cast<AUTHZ_CLIENT_CONTEXT_HANDLE>(context),
-                                                   AuthzContextInfoUserSid, sizeof(buffer), &size, buffer));
-        EXPECT_FALSE(AuthzGetInformationFromContext(static_cast<AUTHZ_CLIENT_CONTEXT_HANDLE>(context),
-                                                    AuthzContextInfoGroupsSids, 0, &groupBytes, nullptr));
-        const std::wstring sid = CSid(reinterpret_cast<TOKEN_USER*>(buffer)->User.Sid).StringForm();
+        Platform::Sid user;
+        EXPECT_EQ(Platform::ReadClientContext(context, user, groups), S_OK);
+        const std::wstring sid = CSid(user).StringForm();
         ++minted[sid];
+        if (handsOutNothing)
+            return S_OK;
         *token = MakeToken(L"win:sid=" + sid, names.contains(sid) ? names[sid] : L"win:sid=" + sid).Detach();
         return failing.contains(sid) ? E_ACCESSDENIED : S_OK;
     }
@@ -128,8 +135,9 @@ struct FakeTokenMgr : FakeComponent<IAuthTokenMgr>
     std::map<std::wstring, std::wstring> names; // by SID
     std::map<std::wstring, int> minted;
     std::set<std::wstring> failing;
-    DWORD groupBytes = 0; // of the context that was seen last
+    std::vector<Platform::Sid> groups; // of the context that was seen last
     bool expired = false;
+    bool handsOutNothing = false;
     int expiryAsked = 0;
 };
 
@@ -141,7 +149,7 @@ struct FakeSettingsGate : FakeComponent<IServiceClient, IRequestService>
         EXPECT_STREQ(name, L"Service.SettingsManagementGate");
         EXPECT_EQ(reserved, 0U);
         ++proxies;
-        return serviceResult < 0 ? serviceResult : QueryInterface(iid, out);
+        return serviceResult < 0 || handsOutNothing ? serviceResult : QueryInterface(iid, out);
     }
     HRESULT ProcessRequest(IKelNode* request, IKelNode** response) override
     {
@@ -168,5 +176,6 @@ struct FakeSettingsGate : FakeComponent<IServiceClient, IRequestService>
         return S_OK;
     };
     HRESULT serviceResult = S_OK;
+    bool handsOutNothing = false;
     std::atomic<int> proxies{0};
 };

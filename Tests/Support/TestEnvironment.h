@@ -1,8 +1,8 @@
 // Settings of the process for a test: environment variables that are put back, and settings stores of its own.
 #pragma once
 
-#include "Common/Diagnostics/SettingsStore.h"
-#include "Platform/Win32.h"
+#include "Common/Settings/SettingsStore.h"
+#include "Platform/Settings.h"
 
 #include <atomic>
 #include <functional>
@@ -14,9 +14,9 @@ class ScopedVariable
 public:
     ScopedVariable(const wchar_t* name, const std::wstring& value) : m_name(name)
     {
-        SetEnvironmentVariableW(name, value.c_str());
+        Platform::SetVariable(name, value.c_str());
     }
-    ~ScopedVariable() { SetEnvironmentVariableW(m_name, nullptr); }
+    ~ScopedVariable() { Platform::SetVariable(m_name, nullptr); }
     ScopedVariable(const ScopedVariable&) = delete;
     ScopedVariable& operator=(const ScopedVariable&) = delete;
 

@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 #include <thread>
 
-inline constexpr std::chrono::seconds WaitLimit{30};
+inline constexpr std::chrono::seconds WaitLimit{240};
 
 // True as soon as `condition` holds.
 template <class Condition>
@@ -31,7 +31,7 @@ public:
     void Pass()
     {
         ++m_arrived;
-        Eventually([this] { return m_open.load(); });
+        EXPECT_TRUE(Eventually([this] { return m_open.load(); }));
     }
 
     // Waits until so many have arrived.

@@ -1,17 +1,9 @@
 // While the library is loaded, the account look-ups of advapi32.dll are those of this library, for every module of the
 // process.
-#include "Platform/Posix/Win32Accounts.h"
-#include "Platform/Posix/Win32Modules.h"
-#include "Platform/Posix/Win32Process.h"
+#include "Platform/Testing/Windows/StandIn.h"
 
 #include <array>
 #include <cstring>
-
-extern "C"
-{
-    BOOL VirtualProtect(LPVOID address, SIZE_T size, DWORD protection, DWORD* oldProtection);
-    BOOL FlushInstructionCache(HANDLE process, LPCVOID address, SIZE_T size);
-}
 
 namespace
 {
@@ -38,9 +30,8 @@ private:
 
     void Write(const Code& code) const
     {
-        constexpr DWORD readWriteExecute = 0x40;
         DWORD protection = 0;
-        if (!VirtualProtect(m_entry, code.size(), readWriteExecute, &protection))
+        if (!VirtualProtect(m_entry, code.size(), PAGE_EXECUTE_READWRITE, &protection))
             return;
         std::memcpy(m_entry, code.data(), code.size());
         VirtualProtect(m_entry, code.size(), protection, &protection);
@@ -51,7 +42,7 @@ private:
     Code m_original;
 };
 
-const Redirection byName("LookupAccountNameW", reinterpret_cast<const void*>(&LookupAccountNameW));
-const Redirection bySid("LookupAccountSidW", reinterpret_cast<const void*>(&LookupAccountSidW));
+const Redirection byName("LookupAccountNameW", reinterpret_cast<const void*>(&StandInLookupAccountName));
+const Redirection bySid("LookupAccountSidW", reinterpret_cast<const void*>(&StandInLookupAccountSid));
 
 } // namespace

@@ -1,4 +1,4 @@
-// The sink that is told of changed reporting settings and forwards them to a callback of its creator.
+// The sink that is notified of changed reporting settings and forwards them to a callback of its creator.
 #pragma once
 
 #include "Common/Components/ComponentObject.h"

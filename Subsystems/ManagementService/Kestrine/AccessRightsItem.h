@@ -1,6 +1,7 @@
 // Access rights items and lists of them (Interfaces/AccessInfo.h).
 #pragma once
 
+#include "Common/ErrorHandling/HResult.h"
 #include "Common/Nodes/KelNodePtr.h"
 
 namespace AccessRights
@@ -16,6 +17,18 @@ KelNodePtr MakeList();
 
 // An item without attributes.
 KelNodePtr MakeItem();
+
+// What a source's GetAllowedViewers does: `append` adds its items to the caller's list, or to a new one, which the
+// caller gets when all went well. Throws HRX E_POINTER for a null pointer, and what `append` throws.
+template <class Append>
+void HandOut(IKelNode** accessInfo, Append append)
+{
+    CheckPointer(accessInfo);
+    KelNodePtr list = *accessInfo ? KelNodePtr::AddRef(*accessInfo) : MakeList();
+    append(list);
+    if (!*accessInfo)
+        *accessInfo = list.Detach();
+}
 
 } // namespace AccessRights
 

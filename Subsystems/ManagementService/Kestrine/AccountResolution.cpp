@@ -11,11 +11,6 @@ namespace
 constexpr std::wstring_view SidPrefix = L"win:sid=";
 constexpr std::wstring_view NamePrefix = L"win:name=";
 
-struct LocalFreeSid
-{
-    void operator()(void* sid) const { LocalFree(sid); }
-};
-
 // "DOMAIN\name" as "name@DOMAIN"; empty for a name of another form.
 std::wstring ToPrincipalName(const std::wstring& name)
 {
@@ -33,10 +28,9 @@ bool AuthIdHelpers::AuthIdToSid(const std::wstring& authId, CSid& sid)
     // Not every system refuses an empty SID text.
     if (!authId.starts_with(SidPrefix) || authId.size() == SidPrefix.size())
         return false;
-    PSID converted = nullptr;
-    if (!ConvertStringSidToSidW(authId.c_str() + SidPrefix.size(), &converted))
+    Platform::Sid converted;
+    if (!Platform::ParseSid(authId.substr(SidPrefix.size()), converted))
         return false;
-    const std::unique_ptr<void, LocalFreeSid> owner(converted);
     sid = CSid(converted);
     return true;
 }
@@ -49,7 +43,7 @@ bool ResolveAccountSid(const std::wstring& accountText, CSid& sid)
         sid =
             LookupSidByName(accountText.starts_with(NamePrefix) ? accountText.substr(NamePrefix.size()) : accountText);
         LOG_DBG(L"Name '" << accountText << L"' resolved to sid='" << sid.StringForm() << L"' with sid_type='"
-                          << sid.NameUse() << L"'");
+                          << static_cast<int>(sid.NameUse()) << L"'");
         return true;
     } catch (const HRX& e) {
         LOG_WARN(L"Resolving '" << accountText << L"' to sid" << L" failed: " << e);
@@ -60,48 +54,37 @@ bool ResolveAccountSid(const std::wstring& accountText, CSid& sid)
 CSid LookupSidByName(const std::wstring& accountName)
 {
     CSid found;
-    if (!found.LookupByName(accountName.c_str(), {})) {
-        const std::wstring principalName = ToPrincipalName(accountName);
-        if (GetLastError() != ERROR_NONE_MAPPED || principalName.empty() ||
-            !found.LookupByName(principalName.c_str(), {}))
-            ThrowLastError();
-    }
-    return CSid(found.Pointer());
+    HRESULT hr = found.LookupByName(accountName.c_str(), {});
+    const std::wstring principalName = ToPrincipalName(accountName);
+    if (hr == HResultFromWin32(ERROR_NONE_MAPPED) && !principalName.empty())
+        hr = found.LookupByName(principalName.c_str(), {});
+    CheckHResult(hr);
+    return CSid(found.Bytes());
 }
 
-std::wstring LookupAccountBySid(const std::wstring& system, const CSid& sid, SID_NAME_USE* nameUse)
+std::wstring LookupAccountBySid(const std::wstring& system, const CSid& sid, Platform::AccountType* nameUse)
 {
-    constexpr DWORD bufferSize = 512;
-    wchar_t name[bufferSize];
-    wchar_t domain[bufferSize];
-    DWORD nameSize = bufferSize;
-    DWORD domainSize = bufferSize;
-    SID_NAME_USE use = SidTypeInvalid;
-    if (!LookupAccountSidW(system.empty() ? nullptr : system.c_str(), sid.Pointer(), name, &nameSize, domain,
-                           &domainSize, &use))
-        ThrowLastError();
-    std::wstring account = domain;
-    if (*name) {
-        if (!account.empty())
-            account += L'\\';
-        account += name;
-    }
+    Platform::AccountInfo account;
+    CheckHResult(Platform::LookUpAccountBySid(system, sid.Bytes(), account));
     if (nameUse)
-        *nameUse = use;
-    return account;
+        *nameUse = account.type;
+    const bool both = !account.domain.empty() && !account.name.empty();
+    return account.domain + (both ? L"\\" : L"") + account.name;
 }
 
 bool IsWellKnownServiceSid(const CSid& sid)
 {
-    constexpr WELL_KNOWN_SID_TYPE types[]{WinLocalSystemSid, WinLocalServiceSid, WinNetworkServiceSid};
-    return std::any_of(std::begin(types), std::end(types),
-                       [&](WELL_KNOWN_SID_TYPE type) { return IsWellKnownSid(sid.Pointer(), type) != FALSE; });
+    constexpr Platform::WellKnownSid services[]{Platform::WellKnownSid::LocalSystem,
+                                                Platform::WellKnownSid::LocalService,
+                                                Platform::WellKnownSid::NetworkService};
+    return std::any_of(std::begin(services), std::end(services),
+                       [&](Platform::WellKnownSid service) { return Platform::IsWellKnownSid(sid.Bytes(), service); });
 }
 
-bool AdjustSidType(const CSid& sid, SID_NAME_USE& nameUse)
+bool AdjustSidType(const CSid& sid, Platform::AccountType& nameUse)
 {
-    if (nameUse != SidTypeUser || !IsWellKnownServiceSid(sid))
+    if (nameUse != Platform::AccountType::User || !IsWellKnownServiceSid(sid))
         return false;
-    nameUse = SidTypeWellKnownGroup;
+    nameUse = Platform::AccountType::WellKnownGroup;
     return true;
 }

@@ -20,10 +20,10 @@ CSid LookupSidByName(const std::wstring& accountName);
 
 // The account's current name, DOMAIN\name; the part that there is when one is missing. `system`: empty for the local
 // computer. Throws HRX.
-std::wstring LookupAccountBySid(const std::wstring& system, const CSid& sid, SID_NAME_USE* nameUse);
+std::wstring LookupAccountBySid(const std::wstring& system, const CSid& sid, Platform::AccountType* nameUse);
 
 // LocalSystem, LocalService or NetworkService.
 bool IsWellKnownServiceSid(const CSid& sid);
 
 // Makes a user of one of the three service accounts a well-known group. Returns whether it did.
-bool AdjustSidType(const CSid& sid, SID_NAME_USE& nameUse);
+bool AdjustSidType(const CSid& sid, Platform::AccountType& nameUse);

@@ -5,45 +5,12 @@
 #include "Interfaces/AuthTokens.h"
 #include "Interfaces/RequestContext.h"
 
-#include <memory>
-#include <type_traits>
-
 namespace
 {
 
 constexpr std::uint32_t ContextOfThisThread = 0;
 constexpr std::uint32_t TokenKind = 2;
 constexpr int LongestChain = 100;
-
-struct FreeResourceManager
-{
-    void operator()(AUTHZ_RESOURCE_MANAGER_HANDLE manager) const { AuthzFreeResourceManager(manager); }
-};
-struct FreeContext
-{
-    void operator()(AUTHZ_CLIENT_CONTEXT_HANDLE context) const { AuthzFreeContext(context); }
-};
-using UniqueResourceManager =
-    std::unique_ptr<std::remove_pointer_t<AUTHZ_RESOURCE_MANAGER_HANDLE>, FreeResourceManager>;
-using UniqueClientContext = std::unique_ptr<std::remove_pointer_t<AUTHZ_CLIENT_CONTEXT_HANDLE>, FreeContext>;
-
-UniqueResourceManager MakeResourceManager()
-{
-    AUTHZ_RESOURCE_MANAGER_HANDLE manager = nullptr;
-    if (!AuthzInitializeResourceManager(AUTHZ_RM_FLAG_NO_AUDIT | AUTHZ_RM_FLAG_NO_CENTRAL_ACCESS_POLICIES, nullptr,
-                                        nullptr, nullptr, nullptr, &manager))
-        ThrowLastError();
-    return UniqueResourceManager(manager);
-}
-
-UniqueClientContext MakeClientContext(const CSid& sid, bool resolveGroups, const UniqueResourceManager& manager)
-{
-    AUTHZ_CLIENT_CONTEXT_HANDLE context = nullptr;
-    if (!AuthzInitializeContextFromSid(resolveGroups ? 0 : AUTHZ_SKIP_TOKEN_GROUPS, sid.Pointer(), manager.get(),
-                                       nullptr, LUID{}, nullptr, &context))
-        ThrowLastError();
-    return UniqueClientContext(context);
-}
 
 std::wstring ReadText(const KelNodePtr& token, const wchar_t* name)
 {
@@ -121,11 +88,12 @@ std::wstring AuthTokenToString(const KelNodePtr& token)
 
 KelNodePtr MakeAuthTokenBySid(const CSid& sid, bool resolveGroups)
 {
-    const UniqueResourceManager resourceManager = MakeResourceManager();
-    const UniqueClientContext context = MakeClientContext(sid, resolveGroups, resourceManager);
+    Platform::ClientContext context;
+    CheckHResult(Platform::ClientContext::Make(sid.Bytes(), resolveGroups, context));
     const auto tokenManager = GetNamedInstance<IAuthTokenMgr>(L"Security.AuthTokenMgr");
     KelNodePtr token;
-    CheckHResult(tokenManager->MakeAuthToken(TokenKind, 0, 0, context.get(), token.Out()));
+    CheckHResult(tokenManager->MakeAuthToken(TokenKind, 0, 0, context.Get(), token.Out()));
+    CheckPointer(token.Get());
     return token;
 }
 

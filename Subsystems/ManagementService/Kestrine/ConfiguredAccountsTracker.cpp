@@ -8,7 +8,6 @@
 #include "Common/Nodes/Configuration.h"
 #include "Common/Nodes/KelNodeLog.h"
 #include "Common/Nodes/KelNodesEqual.h"
-#include "Common/Nodes/Subscriptions.h"
 #include "Subsystems/ManagementService/Kestrine/AccessRightsItem.h"
 #include "Subsystems/ManagementService/Kestrine/AccountResolution.h"
 #include "Subsystems/ManagementService/Kestrine/AuthToken.h"
@@ -22,6 +21,7 @@ namespace
 constexpr std::int32_t SubscribeOptions = 11;
 constexpr std::int64_t WholeSubtree = 0x7FFFFFFF;
 constexpr std::int64_t NodeAlone = 0;
+constexpr std::chrono::seconds ReplacementDelay{30}; // the server's time to report what the new items hold
 
 // Adds the values of the attribute on the node and, where asked for, on all nodes below it.
 template <class Attribute>
@@ -44,216 +44,197 @@ void CollectAccounts(const KelNodePtr& node, const Attribute& attribute, std::se
 void CConfiguredAccountsTracker::FinalRelease()
 {
     // The configuration server holds no reference to its sinks: the subscriptions must end before the object does.
-    Boundary(L"CConfiguredAccountsTracker::FinalRelease", [&] {
-        if (const auto proxy = TryGetNamedInstance<IConfigServerProxy>(ConfigServerProxyName))
-            Unsubscribe(*proxy, SubscriptionIds());
-    });
+    WatchPtr watch;
+    {
+        const MutexLock lock(m_lock);
+        watch = m_watch;
+    }
+    End(watch);
 }
 
 HRESULT CConfiguredAccountsTracker::Configure(IKelNode* config)
 {
-    // The old worker goes when the lock has been released: its run, which is waited for, may be waiting for it.
-    std::unique_ptr<CAsyncAction> worker;
+    // Destroyed when the lock has been released: its run, which is waited for, may be waiting for it.
+    std::unique_ptr<CAsyncAction> replacedWorker;
 
     return Operation(L"CConfiguredAccountsTracker::Configure", [&] {
         CheckPointer(config);
         const KelNodePtr configNode = KelNodePtr::AddRef(config);
         LOG_DBG(L"Config: " << configNode);
-        Settings settings;
+        const auto watch = std::make_shared<Watch>();
         {
             const MutexLock lock(m_lock);
-            settings = m_settings;
+            if (m_watch)
+                watch->settings = m_watch->settings;
         }
-        settings = ReadSettings(configNode, settings);
+        ReadSettings(configNode, watch->settings);
         const auto proxy = GetNamedInstance<IConfigServerProxy>(ConfigServerProxyName);
-
-        const std::vector<GUID> replaced = SubscriptionIds();
-        std::vector<GUID> added;
-        ScopeGuard undo([&] { Unsubscribe(*proxy, added); });
-        for (const KelNodePtr& item : Configuration::RequiredChild(configNode, L"TrackingItems").GetChildren()) {
-            if (item.GetNodeType() == L"TrackingItem")
-                Subscribe(*proxy, item, added);
-        }
-        // In place before the subscriptions start: the first notification triggers it.
-        worker = std::make_unique<CAsyncAction>(settings.updateInterval, settings.updateInterval,
-                                                [this](CAsyncAction& action) { UpdateAccessInfo(action); });
-        const auto exchange = [&] {
+        {
             const MutexLock lock(m_lock);
-            std::swap(m_settings, settings);
-            std::swap(m_worker, worker);
-        };
-        exchange();
-        ScopeGuard undoExchange([&] {
-            exchange();
-            TriggerWorker(); // its run has given up if there was one
-        });
-        Activate(added);
-        undoExchange.Disarm();
-        undo.Disarm();
-        if (worker)
-            worker->Stop();
-        Unsubscribe(*proxy, replaced);
+            m_watches.push_back(watch);
+        }
+        WatchPtr unwanted = watch;
+        const ScopeGuard end([&] { End(unwanted); });
+        const std::vector<KelNodePtr> items = Configuration::RequiredChild(configNode, L"TrackingItems").GetChildren();
+        for (std::size_t i = 0; i < items.size(); ++i) {
+            if (items[i].GetNodeType() == L"TrackingItem")
+                Configuration::ReadItem(L"TrackingItems", i, [&] { Subscribe(proxy, items[i], *watch); });
+        }
+        for (const auto& [id, item] : watch->items)
+            item.subscription.Activate();
+        unwanted = PutInForce(watch, replacedWorker);
+        if (replacedWorker)
+            replacedWorker->Stop();
     });
 }
 
-CConfiguredAccountsTracker::Settings CConfiguredAccountsTracker::ReadSettings(const KelNodePtr& config,
-                                                                              Settings settings)
+// Absent seconds keep the value that `settings` brings.
+void CConfiguredAccountsTracker::ReadSettings(const KelNodePtr& config, Settings& settings)
 {
-    Configuration::ReadSeconds(config, L"UpdateIntervalS", settings.updateInterval);
-    Configuration::ReadSeconds(config, L"ForceRefreshIntervalS", settings.forceRefreshInterval);
+    settings.updateInterval = Configuration::ReadSeconds(config, L"UpdateIntervalS", settings.updateInterval);
+    settings.forceRefreshInterval =
+        Configuration::ReadSeconds(config, L"ForceRefreshIntervalS", settings.forceRefreshInterval);
     settings.updaterName = Configuration::RequiredString(config, L"ReportAccessInfoUpdater");
     settings.requiredPermission = Configuration::OptionalString(config, L"RequiredContainerPermission");
     settings.resolveUserGroups = Configuration::ReadBool(config, L"ResolveUserGroups", false);
-    return settings;
 }
 
-void CConfiguredAccountsTracker::Subscribe(IConfigServerProxy& proxy, const KelNodePtr& item, std::vector<GUID>& added)
+void CConfiguredAccountsTracker::Subscribe(const ComponentPtr<IConfigServerProxy>& proxy, const KelNodePtr& config,
+                                           Watch& watch)
 {
-    const std::wstring path = Configuration::RequiredString(item, L"NodePath");
-    TrackingItem tracking;
-    tracking.attribute.name = Configuration::RequiredString(item, L"Attribute");
-    tracking.attribute.nodeType = Configuration::OptionalString(item, L"NodeType");
-    tracking.attribute.recursively = Configuration::ReadBool(item, L"Recursively", false);
+    const std::wstring path = Configuration::RequiredString(config, L"NodePath");
+    TrackedAttribute attribute;
+    attribute.name = Configuration::RequiredString(config, L"Attribute");
+    attribute.nodeType = Configuration::OptionalString(config, L"NodeType");
+    attribute.recursively = Configuration::ReadBool(config, L"Recursively", false);
 
-    const KelNodePtr filter = MakePathFilter(path, false, WholeSubtree);
-    if (!tracking.attribute.recursively)
-        SetMaxDepth(filter, NodeAlone);
-    CheckHResult(
-        proxy.Subscribe(filter.Get(), MakeSubscribeRequest(SubscribeOptions).Get(), this, tracking.subscription.Out()));
-    const ComponentPtr<IKelModifySubscription> subscription = tracking.subscription;
-    ScopeGuard unsubscribe([&] { proxy.Unsubscribe(subscription.Get()); });
-    GUID id{};
-    CheckHResult(subscription->GetId(&id));
-    LOG_DBG(L"New subscription: id=" << GuidText(id) << L" path='" << path << L"' attr='" << tracking.attribute.name
-                                     << L"' type='" << tracking.attribute.nodeType << L"' recursive="
-                                     << tracking.attribute.recursively);
+    Subscription subscription(proxy, MakePathFilter(path, false, attribute.recursively ? WholeSubtree : NodeAlone),
+                              MakeSubscribeRequest(SubscribeOptions), this);
+    const GUID id = subscription.Id();
+    LOG_DBG(L"New subscription: id=" << GuidText(id) << L" path='" << path << L"' attr='" << attribute.name
+                                     << L"' type='" << attribute.nodeType << L"' recursive=" << attribute.recursively);
+    TrackingItem item{std::move(subscription), std::move(attribute), {}};
+    const MutexLock lock(m_lock);
+    if (!watch.items.try_emplace(id, std::move(item)).second)
+        ThrowHResult(HResultFromWin32(ERROR_ALREADY_EXISTS));
+}
+
+// Returns the watch that is replaced, if any.
+CConfiguredAccountsTracker::WatchPtr
+CConfiguredAccountsTracker::PutInForce(const WatchPtr& watch, std::unique_ptr<CAsyncAction>& replacedWorker)
+{
+    const Settings& settings = watch->settings;
+    const MutexLock lock(m_lock);
+    std::chrono::seconds firstDelay = settings.updateInterval;
+    if (m_worker && (firstDelay == firstDelay.zero() || firstDelay > ReplacementDelay))
+        firstDelay = ReplacementDelay;
+    replacedWorker = std::make_unique<CAsyncAction>(
+        settings.updateInterval, firstDelay, [this](CAsyncAction& action) { UpdateAccessInfo(action); },
+        m_worker.get());
+    std::swap(m_worker, replacedWorker);
+    if (m_watch) {
+        const bool otherGroups = m_watch->settings.resolveUserGroups != settings.resolveUserGroups;
+        const bool otherPermission = m_watch->settings.requiredPermission != settings.requiredPermission;
+        for (auto& [sid, record] : m_accountRecords) {
+            if (otherGroups)
+                record.token.Reset();
+            record.outdated = record.outdated || otherGroups || otherPermission;
+        }
+    }
+    if (std::any_of(watch->items.begin(), watch->items.end(), [](const auto& i) { return !i.second.accounts.empty(); }))
+        m_worker->Trigger();
+    return std::exchange(m_watch, watch);
+}
+
+// Forgets the watch, which may be none, and ends its subscriptions. The lock is not held while the server, which waits
+// for notifications in progress, is called.
+void CConfiguredAccountsTracker::End(const WatchPtr& watch)
+{
+    if (!watch)
+        return;
     {
         const MutexLock lock(m_lock);
-        if (!m_trackingItems.try_emplace(id, std::move(tracking)).second)
-            ThrowHResult(HResultFromWin32(ERROR_ALREADY_EXISTS));
+        std::erase(m_watches, watch);
     }
-    unsubscribe.Disarm();
-    added.push_back(id);
+    for (auto& [id, item] : watch->items)
+        item.subscription.End();
 }
 
-void CConfiguredAccountsTracker::Activate(const std::vector<GUID>& added)
-{
-    std::vector<GUID> ids = added;
-    std::sort(ids.begin(), ids.end(), GuidLess());
-    for (const GUID& id : ids) {
-        ComponentPtr<IKelModifySubscription> subscription;
-        {
-            const MutexLock lock(m_lock);
-            if (const auto item = m_trackingItems.find(id); item != m_trackingItems.end())
-                subscription = item->second.subscription;
-        }
-        if (subscription) // none: another configuration has come meanwhile
-            CheckHResult(subscription->Activate());
-    }
-}
-
-// Ends subscriptions and forgets what they have collected. The lock is not held while the proxy, which waits for
-// notifications in progress, is called.
-void CConfiguredAccountsTracker::Unsubscribe(IConfigServerProxy& proxy, const std::vector<GUID>& ids)
-{
-    for (const GUID& id : ids) {
-        ComponentPtr<IKelModifySubscription> subscription;
-        {
-            const MutexLock lock(m_lock);
-            const auto item = m_trackingItems.find(id);
-            if (item == m_trackingItems.end())
-                continue;
-            subscription = std::move(item->second.subscription);
-            m_trackingItems.erase(item);
-        }
-        proxy.Unsubscribe(subscription.Get());
-    }
-}
-
-std::vector<GUID> CConfiguredAccountsTracker::SubscriptionIds()
+// The newest item that a notification belongs to, with its watch; null when there is none. A server may use identifiers
+// again after a restart.
+std::pair<CConfiguredAccountsTracker::WatchPtr, CConfiguredAccountsTracker::TrackingItem*>
+CConfiguredAccountsTracker::FindItem(const IKelModifySubscription* subscription, const GUID& id)
 {
     const MutexLock lock(m_lock);
-    std::vector<GUID> ids;
-    for (const auto& [id, item] : m_trackingItems)
-        ids.push_back(id);
-    return ids;
+    std::pair<WatchPtr, TrackingItem*> same;
+    std::pair<WatchPtr, TrackingItem*> sameId;
+    for (const WatchPtr& watch : m_watches) {
+        for (auto& [itemId, item] : watch->items) {
+            if (item.subscription.Is(subscription))
+                same = {watch, &item};
+            else if (itemId == id)
+                sameId = {watch, &item};
+        }
+    }
+    return same.second ? same : sameId;
 }
 
 HRESULT CConfiguredAccountsTracker::OnTriggered(IKelModifySubscription* subscription, std::int32_t,
                                                 IKelNodeModifyEnum* modifiedNodes)
 {
+    const ComponentPtr<IModifySubscriptionSink> self(this); // may be the last reference when the call ends
     return Operation(L"CConfiguredAccountsTracker::OnTriggered", [&] {
         CheckPointer(subscription);
         CheckPointer(modifiedNodes);
         GUID id{};
         CheckHResult(subscription->GetId(&id));
         LOG_DBG(L"Subscription triggered: " << GuidText(id));
-        {
-            const MutexLock lock(m_lock);
-            if (!m_trackingItems.contains(id))
-                return;
-        }
+        const auto [watch, item] = FindItem(subscription, id);
+        if (!item)
+            return;
         bool changed = false;
-        ForEachModifiedNode(modifiedNodes, [&](const ModifiedNode& record) {
+        ForEachModifiedNode(modifiedNodes, [&, item = item](const ModifiedNode& record) {
             LOG_DBG(L"ModifyMask: " << record.changesMask);
-            changed |= OnDataUpdated(id, record.node);
+            changed |= OnDataUpdated(*item, record.node);
         });
         if (!changed)
             return;
         LOG_DBG(L"Data updated");
-        TriggerWorker();
+        const MutexLock lock(m_lock);
+        if (watch == m_watch) // what a coming configuration collects counts when it is put in force
+            m_worker->Trigger();
     });
 }
 
-void CConfiguredAccountsTracker::TriggerWorker()
-{
-    const MutexLock lock(m_lock);
-    if (m_worker)
-        m_worker->Trigger();
-}
-
 // Returns whether the texts that the item collects have changed. A record without node holds none.
-bool CConfiguredAccountsTracker::OnDataUpdated(const GUID& id, const KelNodePtr& node)
+bool CConfiguredAccountsTracker::OnDataUpdated(TrackingItem& item, const KelNodePtr& node)
 {
     TRACE_SCOPE(L"CConfiguredAccountsTracker::OnDataUpdated");
     LOG_DBG2(L"Data: " << node);
-    TrackedAttribute attribute;
-    {
-        const MutexLock lock(m_lock);
-        const auto item = m_trackingItems.find(id);
-        if (item == m_trackingItems.end())
-            return false;
-        attribute = item->second.attribute;
-    }
     std::set<std::wstring> accounts;
     if (node)
-        CollectAccounts(node, attribute, accounts);
+        CollectAccounts(node, item.attribute, accounts);
 
     const MutexLock lock(m_lock);
-    const auto item = m_trackingItems.find(id);
-    if (item == m_trackingItems.end() || item->second.accounts == accounts)
+    if (item.accounts == accounts)
         return false;
-    item->second.accounts = std::move(accounts);
+    item.accounts = std::move(accounts);
     return true;
 }
 
 HRESULT CConfiguredAccountsTracker::GetAllowedViewers(IKelNode** accessInfo)
 {
     return Operation(L"CConfiguredAccountsTracker::GetAllowedViewers", [&] {
-        CheckPointer(accessInfo);
-        KelNodePtr result = *accessInfo ? KelNodePtr::AddRef(*accessInfo) : AccessRights::MakeList();
-        {
+        AccessRights::HandOut(accessInfo, [&](const KelNodePtr& list) {
             const MutexLock lock(m_lock);
             for (const auto& entry : m_accountRecords) {
                 const KelNodePtr& item = entry.second.accessItem;
                 if (!item)
                     continue;
                 LOG_DBG(L"Adding access info: " << item);
-                result.AddChild(item.Clone(KelnWholeTree));
+                list.AddChild(item.Clone(KelnWholeTree));
             }
-        }
-        if (!*accessInfo)
-            *accessInfo = result.Detach();
+        });
     });
 }
 
@@ -267,26 +248,26 @@ HRESULT CConfiguredAccountsTracker::Stop()
 
 HRESULT CConfiguredAccountsTracker::UpdateAccessInfo(const CAsyncAction& run)
 {
-    constexpr const wchar_t* name = L"CConfiguredAccountsTracker::UpdateAccessInfo";
-    DropErrorInfo();
-    try {
-        TRACE_SCOPE(name);
-        Settings settings;
+    const auto update = [&] {
+        WatchPtr watch;
         {
             const MutexLock lock(m_lock);
-            settings = m_settings;
+            CheckCurrent(run);
+            watch = m_watch;
         }
         ResolveNames(run);
-        const bool recordsChanged = RebuildAccountRecords(run);
-        const bool itemsChanged = UpdateAccountRecords(run, settings);
-        if (recordsChanged || itemsChanged)
-            CheckHResult(GetNamedInstance<IAccessInfoUpdater>(settings.updaterName)->UpdateAccessInfo(nullptr, FALSE));
-        return S_OK;
-    } catch (const HRX& e) {
-        // An abort is no error: it was asked for.
-        return FailOperation(name, e, SourceLocation::Current(),
-                             e.Code() == E_ABORT ? LogSeverity::Dbg : LogSeverity::Err);
-    }
+        RebuildAccountRecords(run);
+        UpdateAccountRecords(run, watch->settings);
+        {
+            const MutexLock lock(m_lock);
+            CheckCurrent(run);
+            if (!std::exchange(m_changed, false))
+                return;
+        }
+        CheckHResult(
+            GetNamedInstance<IAccessInfoUpdater>(watch->settings.updaterName)->UpdateAccessInfo(nullptr, FALSE));
+    };
+    return Operation(L"CConfiguredAccountsTracker::UpdateAccessInfo", update, LogSeverity::Dbg);
 }
 
 // Throws E_ABORT when the run's worker has been stopped or replaced: what it has found out is not wanted any more.
@@ -301,7 +282,7 @@ void CConfiguredAccountsTracker::ResolveNames(const CAsyncAction& run)
     ResolvedNames names;
     {
         const MutexLock lock(m_lock);
-        for (const auto& [id, item] : m_trackingItems) {
+        for (const auto& [id, item] : m_watch->items) {
             for (const std::wstring& text : item.accounts) {
                 const auto known = m_resolvedNames.find(text);
                 names.try_emplace(text, known == m_resolvedNames.end() ? CSid() : known->second);
@@ -320,36 +301,32 @@ void CConfiguredAccountsTracker::ResolveNames(const CAsyncAction& run)
     m_resolvedNames = std::move(names);
 }
 
-// One record for each SID that a text has resolved to. Returns whether records came or went.
-bool CConfiguredAccountsTracker::RebuildAccountRecords(const CAsyncAction& run)
+// One record for each SID that a text has resolved to.
+void CConfiguredAccountsTracker::RebuildAccountRecords(const CAsyncAction& run)
 {
     const MutexLock lock(m_lock);
     CheckCurrent(run);
-    bool changed = false;
     AccountRecords records;
     for (const auto& [text, sid] : m_resolvedNames) {
         if (!sid.IsValid() || records.contains(sid.StringForm()))
             continue;
         const auto known = m_accountRecords.find(sid.StringForm());
-        changed |= known == m_accountRecords.end();
+        m_changed |= known == m_accountRecords.end();
         AccountRecord& record = records[sid.StringForm()];
         if (known != m_accountRecords.end())
             record = known->second;
         else
             record.sid = sid;
     }
-    changed |= records.size() != m_accountRecords.size();
+    m_changed |= records.size() != m_accountRecords.size();
     m_accountRecords = std::move(records);
-    return changed;
 }
 
-// Returns whether any access item has changed.
-bool CConfiguredAccountsTracker::UpdateAccountRecords(const CAsyncAction& run, const Settings& settings)
+void CConfiguredAccountsTracker::UpdateAccountRecords(const CAsyncAction& run, const Settings& settings)
 {
-    bool changed = false;
     MutexLock lock(m_lock);
     CheckCurrent(run);
-    // From key to key: while the lock is not held, a configuration that comes and fails may replace the table.
+    // From key to key: the lock does not guard an iterator while it is not held.
     for (auto entry = m_accountRecords.begin(); entry != m_accountRecords.end();) {
         const std::wstring key = entry->first;
         AccountRecord record = entry->second;
@@ -359,18 +336,15 @@ bool CConfiguredAccountsTracker::UpdateAccountRecords(const CAsyncAction& run, c
         CheckCurrent(run);
         entry = m_accountRecords.find(key);
         if (updated && entry != m_accountRecords.end()) {
-            const KelNodePtr& before = entry->second.accessItem;
-            const KelNodePtr& now = record.accessItem;
-            changed = changed || static_cast<bool>(before) != static_cast<bool>(now) ||
-                      (before && !KelNodesEqual(before, now, KelCompareAll));
+            m_changed = m_changed || !KelNodesEqualOrNone(entry->second.accessItem, record.accessItem, KelCompareAll);
             entry->second = std::move(record);
         }
         entry = m_accountRecords.upper_bound(key);
     }
-    return changed;
 }
 
-// Renews what is due. Returns whether anything was; what was renewed before a failure stays renewed.
+// Renews what is due. Returns whether anything was; what was renewed before a failure stays renewed. A failure costs
+// the item only when it was granted under settings that have been replaced.
 bool CConfiguredAccountsTracker::UpdateAccountAccessItem(AccountRecord& record, const Settings& settings)
 {
     bool updated = false;
@@ -381,11 +355,12 @@ bool CConfiguredAccountsTracker::UpdateAccountAccessItem(AccountRecord& record, 
             record.accountName = LookupAccountBySid({}, record.sid, &record.nameUse);
             record.nameLookedUp = now;
             AdjustSidType(record.sid, record.nameUse);
-            LOG_DBG(L"Updated: AccountName='" << record.accountName << L"' sid_type=" << record.nameUse);
+            LOG_DBG(L"Updated: AccountName='" << record.accountName << L"' sid_type="
+                                              << static_cast<int>(record.nameUse));
             updated = true;
         }
-        if (record.nameUse != SidTypeUser) {
-            LOG_DBG(L"Skipping: sid_type=" << record.nameUse);
+        if (record.nameUse != Platform::AccountType::User) {
+            LOG_DBG(L"Skipping: sid_type=" << static_cast<int>(record.nameUse));
             return updated;
         }
         if (!settings.requiredPermission.empty()) {
@@ -397,10 +372,14 @@ bool CConfiguredAccountsTracker::UpdateAccountAccessItem(AccountRecord& record, 
         }
         record.accessItem = QueryAccess(record, settings.requiredPermission);
         record.accessQueried = now;
+        record.outdated = false;
         return true;
     } catch (const HRX& e) {
-        LOG_WARN(L"UpdateAccountAccessItem for '" << record.sid.StringForm() << L"'" << L" failed: " << e);
-        return updated;
+        LOG_WARN(L"UpdateAccountAccessItem for '" << record.sid.StringForm() << L"' failed: " << e);
+        if (!std::exchange(record.outdated, false))
+            return updated;
+        record.accessItem.Reset();
+        return true;
     }
 }
 

@@ -1,10 +1,10 @@
 // What happens when the module is loaded and unloaded, and its one export. Static objects are made in the order in
 // which they stand here and go in reverse.
-#include "Common/Diagnostics/Banner.h"
 #include "Common/Diagnostics/FileLogger.h"
 #include "Common/Diagnostics/Log.h"
 #include "Common/ErrorHandling/ErrorText.h"
 #include "Common/ErrorHandling/MessageModules.h"
+#include "Common/Foundation/Singleton.h"
 #include "Common/Nodes/HiddenAttributes.h"
 #include "Subsystems/ManagementService/Kestrine/ConfiguredAccountsTracker.h"
 #include "Subsystems/ManagementService/Kestrine/PrepareReportAccessService.h"
@@ -12,19 +12,28 @@
 #include "Subsystems/ManagementService/Kestrine/ReportAccessInfoUpdater.h"
 #include "Subsystems/ManagementService/Kestrine/SSRSRolesUpdater.h"
 
+#include <new>
+
 namespace
 {
 
+// What there is no memory for while the module is loaded is made on first use; the log output, which nobody uses by
+// name, when the host asks for the module object.
+template <class Make>
+bool MakeIfMemoryAllows(Make make) noexcept
+try {
+    make();
+    return true;
+} catch (const std::bad_alloc&) {
+    return false;
+}
+
 // The module-wide objects exist before the host's first call.
-struct ModuleWideObjects
-{
-    ModuleWideObjects()
-    {
-        LogManager::Instance();
-        ModuleObject::Instance();
-        DbgAliveObjectsTracker::Instance();
-    }
-} g_moduleWideObjects;
+const bool g_moduleWideObjects = MakeIfMemoryAllows([] {
+    LogManager::Instance();
+    ModuleObject::Instance();
+    DbgAliveObjectsTracker::Instance();
+});
 
 template <class T>
 struct Registration : ComponentClassRegistration
@@ -51,28 +60,26 @@ public:
 
 private:
     FileLogger m_logger;
-} g_logOutput;
+};
+const bool g_logOutput = MakeIfMemoryAllows([] { Singleton<LogOutput>::Instance(); });
 
 // Made with the log in place, since making them may fail: the module then works without them.
-struct LoggedObjects
-{
-    LoggedObjects()
-    {
-        MessageModules::Instance();
-        try {
-            HiddenAttributes::Instance();
-        } catch (const HRX& e) {
-            LOG_ERR(L"Reading setting 'HiddenNodeTypeAttrs' failed: "
-                    << e
-                    << L"; nodes are not shown in the log until it is "
-                       L"mended");
-        }
+const bool g_loggedObjects = MakeIfMemoryAllows([] {
+    MessageModules::Instance();
+    try {
+        HiddenAttributes::Instance();
+    } catch (const HRX& e) {
+        LOG_ERR(L"Reading setting 'HiddenNodeTypeAttrs' failed: " << e
+                                                                  << L"; nodes are not shown in the log until it is "
+                                                                     L"mended");
     }
-} g_loggedObjects;
+});
 
 } // namespace
 
 extern "C" HRESULT GetComponentsModuleObject(void** out)
 {
+    if (!g_logOutput)
+        MakeIfMemoryAllows([] { Singleton<LogOutput>::Instance(); });
     return ModuleObject::Instance().QueryInterface(IComponentsModule::Iid, out);
 }

@@ -2,6 +2,7 @@
 
 #include "Common/Components/NamedInstance.h"
 #include "Common/Diagnostics/Log.h"
+#include "Common/ErrorHandling/ErrorText.h"
 #include "Common/ErrorHandling/Operation.h"
 #include "Common/Nodes/Configuration.h"
 #include "Common/Nodes/KelNodeLog.h"
@@ -9,6 +10,8 @@
 #include "Subsystems/ManagementService/Kestrine/AccessRightsItem.h"
 #include "Subsystems/ManagementService/Kestrine/AuthToken.h"
 #include "Subsystems/ManagementService/Kestrine/ReportAccessHelpers.h"
+
+#include <algorithm>
 
 HRESULT CPrepareReportAccessService::Configure(IKelNode* config)
 {
@@ -18,10 +21,33 @@ HRESULT CPrepareReportAccessService::Configure(IKelNode* config)
         Settings settings = CopySettings();
         settings.updaterName = Configuration::RequiredString(configNode, L"ReportAccessInfoUpdater");
         settings.requiredPermission = Configuration::RequiredString(configNode, L"RequiredContainerPermission");
-        Configuration::ReadSeconds(configNode, L"ExpirationTimeoutS", settings.expirationTimeout);
-        const MutexLock lock(m_lock);
-        m_settings = std::move(settings);
+        settings.expirationTimeout =
+            Configuration::ReadSeconds(configNode, L"ExpirationTimeoutS", settings.expirationTimeout);
+        if (Replace(settings))
+            RequestUpdate(settings.updaterName);
     });
+}
+
+// Returns whether rights were dropped: none stays that was granted under another permission.
+bool CPrepareReportAccessService::Replace(const Settings& settings)
+{
+    std::map<std::wstring, ClientInfo> dropped; // destroyed without the lock
+    const MutexLock lock(m_lock);
+    if (settings.requiredPermission != m_settings.requiredPermission)
+        dropped.swap(m_clients);
+    m_settings = settings;
+    return std::any_of(dropped.begin(), dropped.end(),
+                       [](const auto& each) { return static_cast<bool>(each.second.accessInfo); });
+}
+
+// The settings are in force already: without the updater, its own interval brings the table in line.
+void CPrepareReportAccessService::RequestUpdate(const std::wstring& updaterName)
+{
+    try {
+        CheckHResult(GetNamedInstance<IAccessInfoUpdater>(updaterName)->UpdateAccessInfo(this, FALSE));
+    } catch (const HRX& e) {
+        LOG_WARN(L"Requesting an update without the dropped access info failed: " << e);
+    }
 }
 
 CPrepareReportAccessService::Settings CPrepareReportAccessService::CopySettings()
@@ -35,57 +61,66 @@ HRESULT CPrepareReportAccessService::ProcessRequest(IKelNode* request, IKelNode*
     return Operation(L"CPrepareReportAccessService::ProcessRequest", [&] {
         CheckPointer(request);
         CheckPointer(response);
+        *response = nullptr;
         const KelNodePtr token = GetCurrentAuthToken(false);
         LOG_DBG(L"AuthToken: " << token);
         if (token) {
             bool wait = false;
             KelNodePtr::AddRef(request).TryGetBool(L"WaitForSync", wait);
-            const Settings settings = CopySettings();
-            const bool changed = UpdateClientInfo(token, settings.requiredPermission);
-            if (changed || wait)
-                CheckHResult(GetNamedInstance<IAccessInfoUpdater>(settings.updaterName)->UpdateAccessInfo(this, wait));
+            const bool changed = UpdateClientInfo(token);
+            if (changed || wait) {
+                const auto updater = GetNamedInstance<IAccessInfoUpdater>(CopySettings().updaterName);
+                CheckHResult(updater->UpdateAccessInfo(this, wait));
+            }
         }
-        *response = nullptr;
     });
 }
 
 // Returns whether the client's access info has changed.
-bool CPrepareReportAccessService::UpdateClientInfo(const KelNodePtr& token, const std::wstring& requiredPermission)
+bool CPrepareReportAccessService::UpdateClientInfo(const KelNodePtr& token)
 {
-    const KelNodePtr accessInfo = MakeAccessInfoForToken(token, requiredPermission, {});
-    const std::wstring key = GetSubjectId(GetOriginatingClient(token));
-    constexpr std::uint32_t contentInAnyOrder = KelIgnoreIdentity | KelCompareNames | KelIgnoreChildOrder;
+    for (;;) {
+        const std::wstring permission = CopySettings().requiredPermission;
+        const KelNodePtr accessInfo = MakeAccessInfoForToken(token, permission, {});
+        const std::wstring key = GetSubjectId(GetOriginatingClient(token));
 
-    const MutexLock lock(m_lock);
+        const MutexLock lock(m_lock);
+        // An answer for a permission that was replaced while the checker was asked counts for nothing.
+        if (permission == m_settings.requiredPermission)
+            return Store(key, ClientInfo{SteadyClock::now(), accessInfo, token});
+    }
+}
+
+// Returns whether the client's access info has changed.
+bool CPrepareReportAccessService::Store(const std::wstring& key, ClientInfo info)
+{
+    constexpr std::uint32_t contentInAnyOrder = KelIgnoreIdentity | KelCompareNames | KelIgnoreChildOrder;
     const auto known = m_clients.find(key);
     const KelNodePtr stored = known == m_clients.end() ? KelNodePtr() : known->second.accessInfo;
-    const bool changed = accessInfo && stored ? !KelNodesEqual(accessInfo, stored, contentInAnyOrder)
-                                              : static_cast<bool>(accessInfo) != static_cast<bool>(stored);
-    m_clients.insert_or_assign(key, ClientInfo{SteadyClock::now(), accessInfo, token});
+    const bool changed = !KelNodesEqualOrNone(info.accessInfo, stored, contentInAnyOrder);
+    m_clients.insert_or_assign(key, std::move(info));
     return changed;
 }
 
 HRESULT CPrepareReportAccessService::GetAllowedViewers(IKelNode** accessInfo)
 {
     return Operation(L"CPrepareReportAccessService::GetAllowedViewers", [&] {
-        CheckPointer(accessInfo);
-        const MutexLock lock(m_lock);
-        KelNodePtr result = *accessInfo ? KelNodePtr::AddRef(*accessInfo) : AccessRights::MakeList();
-        const SteadyTime now = SteadyClock::now();
-        for (auto client = m_clients.begin(); client != m_clients.end();) {
-            const std::wstring& key = client->first;
-            const ClientInfo& info = client->second;
-            if (now - info.lastSeen > m_settings.expirationTimeout) {
-                LOG_DBG(L"Removing expired client info for: '" << key << L"'");
-                client = m_clients.erase(client);
-                continue;
+        AccessRights::HandOut(accessInfo, [&](const KelNodePtr& list) {
+            const MutexLock lock(m_lock);
+            const SteadyTime now = SteadyClock::now();
+            for (auto client = m_clients.begin(); client != m_clients.end();) {
+                const std::wstring& key = client->first;
+                const ClientInfo& info = client->second;
+                if (now - info.lastSeen > m_settings.expirationTimeout) {
+                    LOG_DBG(L"Removing expired client info for: '" << key << L"'");
+                    client = m_clients.erase(client);
+                    continue;
+                }
+                LOG_DBG(L"Adding access info for '" << key << L"':" << info.accessInfo);
+                if (info.accessInfo)
+                    list.AddChild(info.accessInfo.Clone(KelnWholeTree));
+                ++client;
             }
-            LOG_DBG(L"Adding access info for '" << key << L"':" << info.accessInfo);
-            if (info.accessInfo)
-                result.AddChild(info.accessInfo.Clone(KelnWholeTree));
-            ++client;
-        }
-        if (!*accessInfo)
-            *accessInfo = result.Detach();
+        });
     });
 }

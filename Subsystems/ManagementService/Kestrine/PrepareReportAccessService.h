@@ -43,7 +43,10 @@ private:
     };
 
     Settings CopySettings();
-    bool UpdateClientInfo(const KelNodePtr& token, const std::wstring& requiredPermission);
+    bool Replace(const Settings& settings);
+    void RequestUpdate(const std::wstring& updaterName);
+    bool UpdateClientInfo(const KelNodePtr& token);
+    bool Store(const std::wstring& key, ClientInfo info) REQUIRES(m_lock);
 
     Mutex m_lock;
     Settings m_settings GUARDED_BY(m_lock);

@@ -3,7 +3,7 @@
 #include "Common/Components/NamedInstance.h"
 #include "Common/Diagnostics/Log.h"
 #include "Common/ErrorHandling/ErrorText.h"
-#include "Common/Helpers/LocalComputer.h"
+#include "Common/Helpers/HostUtils.h"
 #include "Interfaces/PermissionsChecker.h"
 #include "Subsystems/ManagementService/Kestrine/AccessRightsItem.h"
 #include "Subsystems/ManagementService/Kestrine/AccountResolution.h"
@@ -74,10 +74,9 @@ KelNodePtr MakeFullAccessItem(const std::wstring& logonName, const CSid& sid)
 bool IsALocalComputerUser(const CSid& sid)
 {
     try {
-        BOOL equal = FALSE;
-        if (!EqualDomainSid(sid.Pointer(), GetLocalComputerSid().Pointer(), &equal))
-            ThrowLastError();
-        return equal != FALSE;
+        bool same = false;
+        CheckHResult(Platform::AreOfSameDomain(sid.Bytes(), GetLocalComputerSid().Bytes(), same));
+        return same;
     } catch (const HRX& e) {
         LOG_INFO(L"IsALocalComputerUser('" << sid.StringForm() << L"')" << L" failed: " << e);
         return false;

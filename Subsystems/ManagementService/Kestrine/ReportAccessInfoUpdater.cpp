@@ -4,18 +4,15 @@
 #include "Common/Diagnostics/Log.h"
 #include "Common/ErrorHandling/ErrorText.h"
 #include "Common/ErrorHandling/Operation.h"
+#include "Common/Foundation/ScopeGuard.h"
 #include "Common/Foundation/Strings.h"
 #include "Common/Helpers/HostUtils.h"
 #include "Common/Helpers/Url.h"
 #include "Common/Nodes/Configuration.h"
 #include "Common/Nodes/KelNodeLog.h"
 #include "Common/Nodes/KelNodesEqual.h"
-#include "Subsystems/ManagementService/Common/ReportingSettingsModifySink.h"
 #include "Subsystems/ManagementService/Kestrine/AccessRightsItem.h"
 #include "Subsystems/ManagementService/Kestrine/AccessRightsTableWriter.h"
-
-#include <mutex>
-#include <shared_mutex>
 
 namespace
 {
@@ -48,38 +45,29 @@ KelNodePtr FindEnabledEntry(const KelNodePtr& connectionSettings)
     return {};
 }
 
+KelNodePtr FindRoot(const KelNodePtr& node)
+{
+    KelNodePtr root = node;
+    while (KelNodePtr parent = root ? root.GetParent() : KelNodePtr())
+        root = std::move(parent);
+    return root;
+}
+
 } // namespace
-
-CReportAccessInfoUpdater::SettingsSubscription::SettingsSubscription(ComponentPtr<IReportingSettingsManager> manager,
-                                                                     IReportingSettingsModifySink* sink)
-    : m_manager(std::move(manager))
-{
-    CheckHResult(m_manager->Subscribe(ConnectionSettingsType, sink, m_handle.Out()));
-}
-
-CReportAccessInfoUpdater::SettingsSubscription::~SettingsSubscription()
-{
-    if (m_manager && m_handle)
-        m_manager->Unsubscribe(m_handle.Get());
-}
 
 void CReportAccessInfoUpdater::FinalRelease()
 {
-    Boundary(L"CReportAccessInfoUpdater::FinalRelease", [&] {
-        // The old one ends with this block.
-        const SettingsSubscription ended = std::move(m_settingsSubscription);
-    });
-    // A notification that is still running is waited for; later ones find no updater.
-    const std::unique_lock cut(m_sinkLink->lock);
-    m_sinkLink->updater = nullptr;
+    // The object stays: a cycle or a notification in progress may be looking at it.
+    if (m_subscription)
+        m_subscription->End();
 }
 
 HRESULT CReportAccessInfoUpdater::Configure(IKelNode* config)
 {
-    // What this configuration replaces goes when the lock has been released: the old worker's run and a notification in
-    // progress, which are waited for, may be waiting for that lock.
+    // What this configuration replaces is destroyed when the lock has been released: the old worker's run and a
+    // notification in progress, which are waited for, may be waiting for that lock.
     std::unique_ptr<CAsyncAction> replacedWorker;
-    SettingsSubscription replacedSubscription;
+    std::unique_ptr<Subscription> replacedSubscription;
 
     return Operation(L"CReportAccessInfoUpdater::Configure", [&] {
         CheckPointer(config);
@@ -88,47 +76,62 @@ HRESULT CReportAccessInfoUpdater::Configure(IKelNode* config)
         LOG_DBG(L"Config: " << configNode);
         m_config = configNode;
 
-        std::chrono::seconds updateInterval = m_updateInterval;
-        std::chrono::seconds retryInterval = m_retryInterval;
-        Configuration::ReadSeconds(m_config, L"UpdateIntervalS", updateInterval);
-        m_updateInterval = updateInterval;
-        Configuration::ReadSeconds(m_config, L"RetryIntervalS", retryInterval);
-        m_retryInterval = retryInterval;
-        Configuration::ReadSeconds(m_config, L"ForceUpdateIntervalS", m_forceUpdateInterval);
-        m_keepLocalAccounts = Configuration::ReadBool(m_config, L"DontFilterOutLocalAccounts", false);
+        // What is stored from here on is in force even when a later step fails: the next cycle writes by it.
+        m_previousAccessInfo.Reset();
+        ScopeGuard triggering([this] { TriggerWorker(); });
 
-        const ComponentPtr<IReportingSettingsModifySink> sink = MakeSink();
+        ReadSettings();
         m_connectionManager = GetNamedInstance<IDatabaseConnectionManager>(
             Configuration::RequiredString(m_config, L"DatabaseConnectionManager"));
-        m_settingsManager = GetNamedInstance<IReportingSettingsManager>(
+        const auto settingsManager = GetNamedInstance<IReportingSettingsManager>(
             Configuration::RequiredString(m_config, L"ReportingSettingsManager"));
         RegisterConfiguredSources();
         AddConfiguredConsumers();
+        Subscribe(settingsManager, replacedSubscription);
 
-        replacedSubscription = SettingsSubscription(m_settingsManager, sink.Get());
-        std::swap(replacedSubscription, m_settingsSubscription);
-
-        auto worker =
-            std::make_unique<CAsyncAction>(updateInterval, updateInterval, [this](CAsyncAction&) { UpdateAction(); });
+        auto worker = std::make_unique<CAsyncAction>(m_updateInterval, m_updateInterval,
+                                                     [this](CAsyncAction&) { UpdateAction(); });
         const MutexLock workerLock(m_workerLock);
         replacedWorker = std::exchange(m_worker, std::move(worker));
+        if (!replacedWorker && !m_connection.entry)
+            triggering.Disarm(); // nothing to write yet: the first cycle comes with the interval
     });
 }
 
-ComponentPtr<IReportingSettingsModifySink> CReportAccessInfoUpdater::MakeSink()
+void CReportAccessInfoUpdater::ReadSettings()
 {
-    using Sink = CComponentObject<ManagementService::CReportingSettingsModifySink>;
-    Sink* created = nullptr;
-    CheckHResult(Sink::CreateInstance(
-        &created, [link = m_sinkLink](std::int32_t settingsType, std::int32_t, const KelNodePtr& settings) {
-            const std::shared_lock lock(link->lock);
-            if (link->updater)
-                link->updater->OnCommonDBSettingsUpdated(settingsType, settings);
-        }));
-    const auto object = ComponentPtr<Sink>::Attach(created);
-    ComponentPtr<IReportingSettingsModifySink> sink;
-    CheckHResult(object->QueryInterface(IReportingSettingsModifySink::Iid, sink.OutVoid()));
-    return sink;
+    std::chrono::seconds updateInterval = m_updateInterval;
+    std::chrono::seconds retryInterval = m_retryInterval;
+    updateInterval = Configuration::ReadSeconds(m_config, L"UpdateIntervalS", updateInterval);
+    m_updateInterval = updateInterval;
+    retryInterval = Configuration::ReadSeconds(m_config, L"RetryIntervalS", retryInterval);
+    m_retryInterval = retryInterval;
+    m_forceUpdateInterval = Configuration::ReadSeconds(m_config, L"ForceUpdateIntervalS", m_forceUpdateInterval);
+    m_keepLocalAccounts = Configuration::ReadBool(m_config, L"DontFilterOutLocalAccounts", false);
+}
+
+// Puts a subscription with the manager in force. What another manager has delivered is dropped. A failure leaves
+// everything as it was. `replaced` receives the subscription that is not in force.
+void CReportAccessInfoUpdater::Subscribe(const ComponentPtr<IReportingSettingsManager>& manager,
+                                         std::unique_ptr<Subscription>& replaced)
+{
+    auto subscription = std::make_unique<Subscription>(manager);
+    Connection earlier = m_connection;
+    if (m_subscription && m_subscription->Manager() != manager)
+        m_connection = {};
+    // In force before it begins: the manager may deliver settings inside.
+    replaced = std::exchange(m_subscription, std::move(subscription));
+    try {
+        m_subscription->Begin(
+            ConnectionSettingsType,
+            [this, from = m_subscription.get()](std::int32_t settingsType, std::int32_t, const KelNodePtr& settings) {
+                OnCommonDBSettingsUpdated(*from, settingsType, settings);
+            });
+    } catch (...) {
+        std::swap(m_subscription, replaced);
+        m_connection = std::move(earlier);
+        throw;
+    }
 }
 
 void CReportAccessInfoUpdater::RegisterConfiguredSources()
@@ -140,7 +143,7 @@ void CReportAccessInfoUpdater::RegisterConfiguredSources()
 void CReportAccessInfoUpdater::AddConfiguredConsumers()
 {
     for (const std::wstring& name : Configuration::OptionalStrings(m_config, L"RegisterAccessInfoConsumers"))
-        m_consumers.push_back(GetNamedInstance<IAccessInfoConsumer>(name));
+        m_consumers.push_back({GetNamedInstance<IAccessInfoConsumer>(name)});
 }
 
 HRESULT CReportAccessInfoUpdater::RegisterAccessInfoSource(IAccessInfoSource* source)
@@ -197,7 +200,8 @@ void CReportAccessInfoUpdater::UploadAccessInfo(bool forceFullSync)
     LOG_DBG(L"ForceFullSync=" << forceFullSync);
     const RecursiveMutexLock lock(m_lock);
     UpdateLocality();
-    if (!m_connectionSettings)
+    TellSettingsWhereDue();
+    if (!m_connection.entry)
         return;
     KelNodePtr accessInfo = GatherAccessInfo();
     if (IsRewriteRequired(forceFullSync, accessInfo))
@@ -210,19 +214,18 @@ void CReportAccessInfoUpdater::UploadAccessInfo(bool forceFullSync)
 void CReportAccessInfoUpdater::UpdateLocality()
 {
     for (int attempt = 0; attempt < LocalityAttempts; ++attempt) {
-        if (m_keepLocalAccounts || m_localityKnown || !m_connectionSettings)
+        if (m_keepLocalAccounts || m_connection.isLocal || !m_connection.entry)
             return;
         LOG_DBG(L"Updating IsLocalSSRS status");
-        const KelNodePtr entry = m_connectionSettings;
+        const KelNodePtr entry = m_connection.entry;
         bool isLocal = false;
         {
             const RecursiveMutexUnlock unlocked(m_lock);
             isLocal = IsLocalSSRS(entry);
         }
-        if (m_connectionSettings == entry) {
+        if (m_connection.entry == entry) {
             LOG_DBG(L"IsLocalSSRS=" << isLocal);
-            m_reportServerIsLocal = isLocal;
-            m_localityKnown = true;
+            m_connection.isLocal = isLocal;
         }
     }
 }
@@ -267,38 +270,65 @@ KelNodePtr CReportAccessInfoUpdater::Rewrite(const KelNodePtr& accessInfo)
 {
     LOG_DBG(L"Processing AccessRights: " << accessInfo);
     KelNodePtr written = accessInfo;
-    if (!m_keepLocalAccounts && !m_reportServerIsLocal) {
+    if (!m_keepLocalAccounts && !m_connection.isLocal.value_or(false)) {
         LOG_DBG(L"Removing local-only account items");
         written = RemoveLocalOnlyItems(accessInfo);
     }
-    for (const ComponentPtr<IAccessInfoConsumer>& consumer : m_consumers)
-        CheckHResult(consumer->OnAccessInfoUpdated(written.Get()));
+    for (const Consumer& each : m_consumers)
+        CheckHResult(each.consumer->OnAccessInfoUpdated(written.Get()));
     LOG_DBG(L"Populating access rights table");
     ComponentPtr<IDatabaseConnection> connection;
-    CheckHResult(m_connectionManager->OpenConnection(m_connectionSettings.Get(), ConnectionMode, connection.Out()));
+    CheckHResult(m_connectionManager->OpenConnection(m_connection.entry.Get(), ConnectionMode, connection.Out()));
+    CheckPointer(connection.Get());
     WriteAccessRights(connection, m_config, written);
     m_lastTableWrite = SteadyClock::now();
     return written;
 }
 
-void CReportAccessInfoUpdater::OnCommonDBSettingsUpdated(std::int32_t settingsType,
+void CReportAccessInfoUpdater::OnCommonDBSettingsUpdated(const Subscription& from, std::int32_t settingsType,
                                                          const KelNodePtr& connectionSettings)
 {
     TRACE_SCOPE(L"CReportAccessInfoUpdater::OnCommonDBSettingsUpdated");
     LOG_DBG(L"SettingsType=" << settingsType);
     LOG_DBG(L"ConnectionSettings=" << connectionSettings);
     const RecursiveMutexLock lock(m_lock);
+    if (&from != m_subscription.get())
+        return; // a late notification of a subscription that has been replaced
     const KelNodePtr chosen = FindEnabledEntry(connectionSettings);
-    const bool bothNone = !chosen && !m_connectionSettings;
-    if (bothNone || (chosen && m_connectionSettings && KelNodesEqual(m_connectionSettings, chosen, KelCompareAll)))
+    if (KelNodesEqualOrNone(m_connection.entry, chosen, KelCompareAll))
         return;
-    m_connectionSettings = chosen;
+    m_connection = {chosen, FindRoot(chosen), {}};
     m_previousAccessInfo.Reset();
-    m_reportServerIsLocal = false;
-    m_localityKnown = false;
-    for (const ComponentPtr<IAccessInfoConsumer>& consumer : m_consumers)
-        CheckHResult(consumer->OnReportingSettingsUpdated(chosen.Get()));
+    for (std::size_t i = 0; i < m_consumers.size(); ++i)
+        CheckHResult(TellSettings(i));
     TriggerWorker();
+}
+
+// Tells one consumer the entry in use and notes whether it has accepted it.
+HRESULT CReportAccessInfoUpdater::TellSettings(std::size_t consumer)
+{
+    // Copies: the consumer may configure this component, which adds consumers.
+    const KelNodePtr entry = m_connection.entry;
+    const ComponentPtr<IAccessInfoConsumer> told = m_consumers[consumer].consumer;
+    m_consumers[consumer].told.reset();
+    const HRESULT hr = told->OnReportingSettingsUpdated(entry.Get());
+    if (hr >= 0)
+        m_consumers[consumer].told = entry;
+    return hr;
+}
+
+// Tells the entry in use to consumers that refused it, that were added since, or whose settings were dropped. One that
+// refuses again does not keep revocations from the table.
+void CReportAccessInfoUpdater::TellSettingsWhereDue()
+{
+    for (std::size_t i = 0; i < m_consumers.size(); ++i) {
+        if (m_consumers[i].told == m_connection.entry)
+            continue;
+        const void* consumer = m_consumers[i].consumer.Get();
+        if (const HRES result = RecordHResult(TellSettings(i)); result.Failed())
+            LOG_WARN(L"Unable to update reporting settings of access info consumer=" << Strings::Hex(consumer)
+                                                                                     << L" failed: " << result);
+    }
 }
 
 void CReportAccessInfoUpdater::TriggerWorker()

@@ -10,10 +10,11 @@
 #include "Interfaces/ComponentPtr.h"
 #include "Interfaces/ConfigurableComponent.h"
 #include "Interfaces/ReportingDatabase.h"
-#include "Interfaces/ReportingSettings.h"
+#include "Subsystems/ManagementService/Common/ReportingSettingsSubscription.h"
 
 #include <atomic>
 #include <memory>
+#include <optional>
 
 // One recursive lock serialises everything: a cycle holds it throughout, also while it calls sources and consumers, and
 // leaves it only for the look-up whether the report server is this computer. `UpdateAccessInfo` without waiting takes
@@ -33,42 +34,36 @@ public:
     HRESULT UpdateAccessInfo(IAccessInfoSource* source, BOOL wait) override;
 
 private:
-    // A subscription with the reporting settings manager; unsubscribes when it goes.
-    class SettingsSubscription
-    {
-    public:
-        SettingsSubscription() = default;
-        SettingsSubscription(ComponentPtr<IReportingSettingsManager> manager, IReportingSettingsModifySink* sink);
-        SettingsSubscription(SettingsSubscription&& other) noexcept { *this = std::move(other); }
-        SettingsSubscription& operator=(SettingsSubscription&& other) noexcept
-        {
-            std::swap(m_manager, other.m_manager);
-            std::swap(m_handle, other.m_handle);
-            return *this;
-        }
-        ~SettingsSubscription();
+    using Subscription = ManagementService::ReportingSettingsSubscription;
 
-    private:
-        ComponentPtr<IReportingSettingsManager> m_manager;
-        KelNodePtr m_handle;
+    // What the settings manager has delivered.
+    struct Connection
+    {
+        KelNodePtr entry; // the enabled one; none until the first notification
+        KelNodePtr root;  // of the entry's tree, without which the entry would lose its path
+        // Whether the entry's report server is this computer; nothing until it has been found out.
+        std::optional<bool> isLocal;
     };
 
-    // What the sink's callback holds instead of a reference: the updater, until its release.
-    struct SinkLink
+    struct Consumer
     {
-        explicit SinkLink(CReportAccessInfoUpdater* owner) : updater(owner) {}
-
-        Native::SharedMutex lock; // shared by notifications, exclusive for cutting the link
-        CReportAccessInfoUpdater* updater;
+        ComponentPtr<IAccessInfoConsumer> consumer;
+        // The entry that it accepted last, none at first; nothing when it refused the last one.
+        std::optional<KelNodePtr> told{KelNodePtr()};
     };
 
     HRESULT UpdateAction();
     void UploadAccessInfo(bool forceFullSync);
-    void OnCommonDBSettingsUpdated(std::int32_t settingsType, const KelNodePtr& connectionSettings);
+    void OnCommonDBSettingsUpdated(const Subscription& from, std::int32_t settingsType,
+                                   const KelNodePtr& connectionSettings);
 
-    ComponentPtr<IReportingSettingsModifySink> MakeSink();
+    void ReadSettings() REQUIRES(m_lock);
     void RegisterConfiguredSources() REQUIRES(m_lock);
     void AddConfiguredConsumers() REQUIRES(m_lock);
+    void Subscribe(const ComponentPtr<IReportingSettingsManager>& manager, std::unique_ptr<Subscription>& replaced)
+        REQUIRES(m_lock);
+    HRESULT TellSettings(std::size_t consumer) REQUIRES(m_lock);
+    void TellSettingsWhereDue() REQUIRES(m_lock);
     void UpdateLocality() REQUIRES(m_lock);
     KelNodePtr GatherAccessInfo() REQUIRES(m_lock);
     bool IsRewriteRequired(bool forceFullSync, const KelNodePtr& accessInfo) REQUIRES(m_lock);
@@ -83,20 +78,19 @@ private:
     KelNodePtr m_config GUARDED_BY(m_lock);
     std::chrono::seconds m_forceUpdateInterval GUARDED_BY(m_lock){3600}; // 0: never forced
     bool m_keepLocalAccounts GUARDED_BY(m_lock) = false;
-    ComponentPtr<IReportingSettingsManager> m_settingsManager GUARDED_BY(m_lock);
     ComponentPtr<IDatabaseConnectionManager> m_connectionManager GUARDED_BY(m_lock);
-    KelNodePtr m_connectionSettings GUARDED_BY(m_lock); // the enabled entry; none until the first notification
-    bool m_reportServerIsLocal GUARDED_BY(m_lock) = false;
-    bool m_localityKnown GUARDED_BY(m_lock) = false; // for the current connection settings
+    Connection m_connection GUARDED_BY(m_lock);
     std::vector<ComponentPtr<IAccessInfoSource>> m_sources GUARDED_BY(m_lock);
-    std::vector<ComponentPtr<IAccessInfoConsumer>> m_consumers GUARDED_BY(m_lock);
-    KelNodePtr m_previousAccessInfo GUARDED_BY(m_lock); // as stored at the end of the latest complete cycle
+    std::vector<Consumer> m_consumers GUARDED_BY(m_lock); // only appended to
+    // As stored at the end of the latest complete cycle; none makes the next cycle write.
+    KelNodePtr m_previousAccessInfo GUARDED_BY(m_lock);
     SteadyTime m_lastTableWrite GUARDED_BY(m_lock){};
 
-    // Of Configure, under m_lock, and of FinalRelease, when nobody else has a reference.
-    SettingsSubscription m_settingsSubscription;
-    const std::shared_ptr<SinkLink> m_sinkLink = std::make_shared<SinkLink>(this);
+    // The one in force: notifications of others are ignored. Changed by Configure, under m_lock; FinalRelease ends it
+    // without the lock, when nobody else has a reference.
+    std::unique_ptr<Subscription> m_subscription;
 
-    Mutex m_workerLock;                                              // held for single calls of the worker only
-    std::unique_ptr<CAsyncAction> m_worker GUARDED_BY(m_workerLock); // last member: its run ends before the rest goes
+    Mutex m_workerLock; // held for single calls of the worker only
+    std::unique_ptr<CAsyncAction>
+        m_worker GUARDED_BY(m_workerLock); // last member: its run ends before the rest is destroyed
 };

@@ -13,18 +13,22 @@
 
 HRESULT CSSRSRolesUpdater::Configure(IKelNode* config)
 {
-    // The old worker goes when the lock has been released: its run, which is waited for, may be waiting for it.
+    // Destroyed when the lock has been released: its run, which is waited for, may be waiting for it.
     std::unique_ptr<CAsyncAction> replacedWorker;
 
     return Operation(L"CSSRSRolesUpdater::Configure", [&] {
         const RecursiveMutexLock lock(m_lock);
         CheckPointer(config);
         const KelNodePtr configNode = KelNodePtr::AddRef(config);
-        Configuration::ReadSeconds(configNode, L"UpdateIntervalS", m_updateInterval);
-        Configuration::ReadSeconds(configNode, L"RetryIntervalS", m_retryInterval);
-        auto worker = std::make_unique<CAsyncAction>(m_updateInterval, m_updateInterval,
-                                                     [this](CAsyncAction& action) { UpdateAction(action); });
+        m_updateInterval = Configuration::ReadSeconds(configNode, L"UpdateIntervalS", m_updateInterval);
+        m_retryInterval = Configuration::ReadSeconds(configNode, L"RetryIntervalS", m_retryInterval);
+        auto worker = std::make_unique<CAsyncAction>(
+            m_updateInterval, m_updateInterval, [this](CAsyncAction& action) { UpdateAction(action); }, m_worker.get());
         replacedWorker = std::exchange(m_worker, std::move(worker));
+        if (replacedWorker) {
+            replacedWorker->Stop(); // its run gives up before its next account
+            m_worker->Trigger();    // and what it has left is taken up
+        }
     });
 }
 
@@ -45,8 +49,7 @@ bool CSSRSRolesUpdater::UpdateRequestTemplate(const KelNodePtr& settings)
 {
     KelNodePtr made = MakeRequestTemplate(settings);
     const RecursiveMutexLock lock(m_lock);
-    const bool changed = made && m_requestTemplate ? !KelNodesEqual(made, m_requestTemplate, KelCompareAll)
-                                                   : static_cast<bool>(made) != static_cast<bool>(m_requestTemplate);
+    const bool changed = !KelNodesEqualOrNone(made, m_requestTemplate, KelCompareAll);
     if (changed)
         m_requestTemplate = std::move(made);
     return changed;
@@ -73,14 +76,22 @@ HRESULT CSSRSRolesUpdater::OnAccessInfoUpdated(IKelNode* accessInfo)
     });
 }
 
+// Throws E_ABORT when the worker has been replaced or is to stop. A replaced one may be gone: the service may have
+// configured this component during the last request.
+void CSSRSRolesUpdater::CheckCurrent(const CAsyncAction& action)
+{
+    const RecursiveMutexLock lock(m_lock);
+    if (m_worker.get() != &action || action.IsStopRequested())
+        ThrowHResult(E_ABORT);
+}
+
 // Throws HRX: E_ABORT when a stop is requested, the host's failure when there is no service to send to.
 void CSSRSRolesUpdater::UpdateAction(CAsyncAction& action)
 {
     TRACE_SCOPE(L"CSSRSRolesUpdater::UpdateAction");
     ComponentPtr<IRequestService> proxy;
     for (const AccountPtr& record : CollectUnprocessed()) {
-        if (action.IsStopRequested())
-            ThrowHResult(E_ABORT);
+        CheckCurrent(action);
         if (!proxy)
             proxy = CreateSettingsGateProxy();
         ProcessAccount(*proxy, *record);
@@ -118,7 +129,7 @@ void CSSRSRolesUpdater::ProcessAccount(IRequestService& proxy, AccountRecord& re
         record.processed = true;
         record.lastAttempt = SteadyClock::now();
     } catch (const HRX& e) {
-        LOG_WARN(L"Adding 'Browser' role for account '" << record.name << L"'" << L" failed: " << e);
+        LOG_WARN(L"Adding 'Browser' role for account '" << record.name << L"' failed: " << e);
         record.processed = false;
         record.lastAttempt = SteadyClock::now();
     }

@@ -41,6 +41,7 @@ private:
     using AccountPtr = std::shared_ptr<AccountRecord>;
 
     void UpdateAction(CAsyncAction& action);
+    void CheckCurrent(const CAsyncAction& action);
     std::vector<AccountPtr> CollectUnprocessed();
     void ProcessAccount(IRequestService& proxy, AccountRecord& record);
     KelNodePtr TemplateIfDue(const AccountRecord& record);
@@ -51,5 +52,5 @@ private:
     std::chrono::seconds m_retryInterval GUARDED_BY(m_lock){600};
     KelNodePtr m_requestTemplate GUARDED_BY(m_lock); // none until usable settings arrive
     std::map<std::wstring, AccountPtr> m_accounts GUARDED_BY(m_lock);
-    std::unique_ptr<CAsyncAction> m_worker GUARDED_BY(m_lock); // last member: its run ends before the rest goes
+    std::unique_ptr<CAsyncAction> m_worker GUARDED_BY(m_lock); // last member: its run ends before the rest is destroyed
 };

@@ -19,6 +19,7 @@ ComponentPtr<IRequestService> CreateSettingsGateProxy()
     const auto client = GetNamedInstance<IServiceClient>(L"Core.ServiceClient");
     ComponentPtr<IRequestService> proxy;
     CheckHResult(client->GetService(L"Service.SettingsManagementGate", 0, IRequestService::Iid, proxy.OutVoid()));
+    CheckPointer(proxy.Get());
     return proxy;
 }
 
@@ -63,6 +64,6 @@ HRES ReadAdjustResult(const KelNodePtr& response)
     std::wstring serialized;
     if (!result.Failed() || !response.TryGetString(L"ErrorSerialized", serialized))
         return result;
-    SetErrorInfo(0, RestoreErrorInfo(serialized).Get());
+    RestoreErrorInfo(serialized).LeaveOnThread();
     return RecordHResult(code);
 }

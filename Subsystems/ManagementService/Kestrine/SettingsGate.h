@@ -18,6 +18,6 @@ KelNodePtr MakeRequestTemplate(const KelNodePtr& settings);
 // where it gives one. The template is not changed. May take long.
 void RequestRole(IRequestService& proxy, const KelNodePtr& requestTemplate, const std::wstring& accountName);
 
-// The result of an adjustment, with the error information that goes with a failure. A response without a result is a
+// The result of an adjustment, with the error information of a failure. A response without a result is a
 // success.
 HRES ReadAdjustResult(const KelNodePtr& response);

@@ -1,14 +1,22 @@
 // A module for the tests of modules to load and unload.
+#include "Platform/Threads.h"
+
+#include <atomic>
+#include <chrono>
+#include <thread>
 
 namespace
 {
 
 struct UnloadCounter
 {
-    ~UnloadCounter() { ++*counter; }
+    ~UnloadCounter()
+    {
+        if (counter)
+            ++*counter;
+    }
 
-    int unseen = 0;
-    int* counter = &unseen;
+    int* counter = nullptr;
 } unloadCounter;
 
 } // namespace
@@ -16,4 +24,13 @@ struct UnloadCounter
 extern "C" void CountUnloadIn(int* counter)
 {
     unloadCounter.counter = counter;
+}
+
+// Nobody waits for the thread, which goes on in the module's code behind `started`.
+extern "C" void StartThread(std::atomic<bool>* started)
+{
+    Platform::WorkerThread([started] {
+        *started = true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }).Detach();
 }

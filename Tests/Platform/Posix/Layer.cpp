@@ -1,11 +1,17 @@
-#include "Common/Foundation/Handles.h"
+#include "Platform/Files.h"
+#include "Platform/Modules.h"
+#include "Platform/Process.h"
+#include "Platform/Settings.h"
 #include "Platform/Testing/DebugOutput.h"
 #include "Platform/Testing/TemporaryFolder.h"
-#include "Tests/Platform/ErrorOf.h"
 
+#include <csignal>
 #include <ctime>
+#include <fcntl.h>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 
 namespace
 {
@@ -32,62 +38,137 @@ void Expect(const std::vector<FileRow>& rows, Read read)
     }
 }
 
+Platform::AppendFile OpenLog(const std::filesystem::path& path)
+{
+    Platform::AppendFile file;
+    EXPECT_EQ(Platform::AppendFile::Open(path.wstring(), file), S_OK);
+    return file;
+}
+
+bool IsPending(int signal)
+{
+    sigset_t pending;
+    return sigpending(&pending) == 0 && sigismember(&pending, signal) == 1;
+}
+
+bool IsBlocked(int signal)
+{
+    sigset_t blocked;
+    return pthread_sigmask(SIG_BLOCK, nullptr, &blocked) == 0 && sigismember(&blocked, signal) == 1;
+}
+
+// The largest size of files that the process may write.
+class FileSizeLimit
+{
+public:
+    explicit FileSizeLimit(rlim_t size)
+    {
+        getrlimit(RLIMIT_FSIZE, &m_before);
+        const rlimit limit{size, m_before.rlim_max};
+        EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+    }
+    ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &m_before); }
+
+private:
+    rlimit m_before{};
+};
+
 } // namespace
 
-// The answer is message 1, or the last error of the load.
-TEST(Layer, MessageModules)
+// The answer is message 1, or the error of the load.
+TEST(Posix, MessageModules)
 {
     const std::vector<FileRow> rows{
 #include "Tests/Platform/Posix/MessageModules.inl"
     };
     Expect(rows, [](const wchar_t* path) {
-        wchar_t* text = nullptr;
-        const UniqueModule module(LoadLibraryExW(path, nullptr, 0x22));
-        if (!module)
-            return std::to_wstring(GetLastError());
-        FormatMessageW(0x0B00, module.get(), 1, 0, reinterpret_cast<LPWSTR>(&text), 0, nullptr);
-        const UniqueLocalText owner(text);
-        return std::wstring(text ? text : L"");
+        Platform::MessageModule module;
+        const HRESULT hr = Platform::MessageModule::Load(path, module);
+        return hr < 0 ? std::to_wstring(hr & 0xFFFF) : module.Find(1).value_or(L"");
     });
 }
 
-// The answer is value "v" of HKLM\Software\X.
-TEST(Layer, RegistryFiles)
+// The answer is value "v" of HKLM\\Software\\X.
+TEST(Posix, RegistryFiles)
 {
     const std::vector<FileRow> rows{
 #include "Tests/Platform/Posix/RegistryFiles.inl"
     };
-    const auto read = [](const wchar_t* path) -> std::wstring {
-        SetEnvironmentVariableW(L"KESTRINE_REGISTRY_FILE", path);
-        HKEY key = nullptr;
-        RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"Software\\X", 0, KEY_READ, &key);
-        const UniqueRegistryKey owner(key);
-        wchar_t data[50] = L"";
-        DWORD size = sizeof(data);
-        if (!key || RegQueryValueExW(key, L"v", nullptr, nullptr, reinterpret_cast<BYTE*>(data), &size) != 0)
-            return key ? L"no value" : L"no key";
-        return data;
+    const auto read = [](const wchar_t* path) {
+        Platform::SetVariable(L"KESTRINE_REGISTRY_FILE", path);
+        auto texts = Platform::RegistryTexts(Platform::RegistryRoot::LocalMachine, L"Software\\X");
+        return texts.empty() ? L"no text" : texts.begin()->second;
     };
     Expect(rows, read);
-    Expect({{"[HKLM\\Software\\X]\n", L"no key"}}, [read](const wchar_t*) { return read(nullptr); });
+    Expect({{"[HKLM\\Software\\X]\nv = REG_SZ:1\n", L"no text"}}, [read](const wchar_t*) { return read(nullptr); });
 }
 
-TEST(Layer, FullDiskIsReported)
+TEST(Posix, FullDiskIsReported)
 {
-    const UniqueHandle full(CreateFileW(L"\\dev\\full", FILE_APPEND_DATA, 7, nullptr, OPEN_ALWAYS, 0x80, nullptr));
-    DWORD written = 1;
-    EXPECT_EQ(ErrorOf([&] { EXPECT_FALSE(WriteFile(full.get(), "x", 1, &written, nullptr)); }), ERROR_DISK_FULL);
-    EXPECT_EQ(written, 0U);
+    EXPECT_EQ(OpenLog("/dev/full").Write("x"), HResultFromWin32(ERROR_DISK_FULL));
 }
 
-TEST(Layer, LocalTimeFollowsTheZoneOfTheEnvironment)
+TEST(Posix, ABrokenPipeIsAFailureAndNoSignal)
 {
-    SetEnvironmentVariableW(L"TZ", L"XST-5:30");
+    const TemporaryFolder folder;
+    const std::filesystem::path pipe = folder.Path() / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    const int reader = open(pipe.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    const Platform::AppendFile file = OpenLog(pipe);
+    close(reader);
+    EXPECT_EQ(file.Write("line"), HResultFromWin32(ERROR_NO_DATA));
+    EXPECT_FALSE(IsPending(SIGPIPE) || IsBlocked(SIGPIPE));
+}
+
+TEST(Posix, ALineThatDoesNotFitIsTakenBackAndEndsNobody)
+{
+    const TemporaryFolder folder;
+    const std::filesystem::path path = folder.Path() / "log";
+    const Platform::AppendFile file = OpenLog(path);
+    ASSERT_EQ(file.Write("abcd"), S_OK);
+    const auto failAtTheLimit = [&](rlim_t limit) {
+        const FileSizeLimit scope(limit);
+        return file.Write("efgh");
+    };
+    EXPECT_EQ(failAtTheLimit(7), HResultFromWin32(ERROR_FILE_TOO_LARGE)) << "three bytes fit";
+    EXPECT_EQ(std::filesystem::file_size(path), 4U);
+    EXPECT_FALSE(IsPending(SIGXFSZ) || IsBlocked(SIGXFSZ));
+    ASSERT_EQ(file.Write("ij"), S_OK);
+    std::ifstream content(path);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(content), {}), "abcdij");
+
+    // A signal that somebody else has raised stays for them.
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGXFSZ);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    pthread_kill(pthread_self(), SIGXFSZ);
+    failAtTheLimit(6);
+    EXPECT_TRUE(IsPending(SIGXFSZ) && IsBlocked(SIGXFSZ));
+    const timespec atOnce{};
+    EXPECT_EQ(sigtimedwait(&signals, nullptr, &atOnce), SIGXFSZ);
+}
+
+TEST(Posix, FilesAndFoldersAreForOwnerAndGroup)
+{
+    const TemporaryFolder folder;
+    umask(0);
+    EXPECT_EQ(Platform::CreateFolder((folder.Path() / "sub").wstring()), S_OK);
+    EXPECT_TRUE(OpenLog(folder.Path() / "sub" / "log"));
+    const auto mode = [&](const char* name) {
+        return int(std::filesystem::status(folder.Path() / name).permissions());
+    };
+    EXPECT_EQ(mode("sub"), 0750);
+    EXPECT_EQ(mode("sub/log"), 0640);
+}
+
+TEST(Posix, LocalTimeFollowsTheZoneOfTheEnvironment)
+{
+    Platform::SetVariable(L"TZ", L"XST-5:30");
     tzset();
-    const FILETIME utc{10, 0};
-    FILETIME local{};
-    EXPECT_TRUE(FileTimeToLocalFileTime(&utc, &local));
-    SetEnvironmentVariableW(L"TZ", nullptr);
+    const Platform::CivilTime local = Platform::ToLocalTime(10);
+    Platform::SetVariable(L"TZ", nullptr);
     tzset();
-    EXPECT_EQ((ULONGLONG{local.dwHighDateTime} << 32) | local.dwLowDateTime, 10 + 19800 * 10000000ULL);
+    EXPECT_EQ(local.year, 1601U);
+    EXPECT_EQ(local.hour * 60 + local.minute, 330U);
 }

@@ -1,0 +1,45 @@
+#include "Host/Components/SidTexts.h"
+
+#include "Host/Support/Boundary.h"
+#include "Platform/Network.h"
+
+#include <algorithm>
+
+namespace Host
+{
+
+std::wstring SidText(const Platform::Sid& sid)
+{
+    std::wstring text;
+    if (const HRESULT hr = Platform::FormatSid(sid, text); FAILED(hr))
+        throw Failure{hr, L"an account's SID is not valid"};
+    return text;
+}
+
+bool IsSidText(const std::wstring& text)
+{
+    Platform::Sid sid;
+    return Platform::ParseSid(text, sid) && SidText(sid) == text;
+}
+
+bool IsDomainSidText(const std::wstring& text)
+{
+    return text.starts_with(L"S-1-5-21-") && std::count(text.begin(), text.end(), L'-') == 6 && IsSidText(text);
+}
+
+std::optional<std::wstring> LookUpAccountName(const Platform::Sid& sid)
+{
+    Platform::AccountInfo account;
+    if (FAILED(Platform::LookUpAccountBySid({}, sid, account)))
+        return std::nullopt;
+    return account.domain.empty() ? account.name : account.domain + L'\\' + account.name;
+}
+
+std::wstring ComputerName()
+{
+    std::wstring name;
+    Platform::GetLocalComputerName(name);
+    return name;
+}
+
+} // namespace Host

@@ -1,0 +1,137 @@
+#include "Platform/Network.h"
+
+#include "Platform/Posix/TextFile.h"
+#include "Platform/Text.h"
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <climits>
+#include <cstring>
+#include <ifaddrs.h>
+#include <memory>
+#include <net/if.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <unistd.h>
+
+namespace Platform
+{
+
+namespace
+{
+
+void Append(const sockaddr* address, std::vector<NetworkAddress>& addresses)
+{
+    if (!address)
+        return;
+    NetworkAddress appended{};
+    if (address->sa_family == AF_INET) {
+        const auto& v4 = *reinterpret_cast<const sockaddr_in*>(address);
+        appended.family = NetworkAddress::V4;
+        appended.port = ntohs(v4.sin_port);
+        std::memcpy(appended.bytes.data(), &v4.sin_addr, sizeof(v4.sin_addr));
+    } else if (address->sa_family == AF_INET6) {
+        const auto& v6 = *reinterpret_cast<const sockaddr_in6*>(address);
+        appended.family = NetworkAddress::V6;
+        appended.port = ntohs(v6.sin6_port);
+        std::memcpy(appended.bytes.data(), &v6.sin6_addr, sizeof(v6.sin6_addr));
+    } else {
+        return;
+    }
+    addresses.push_back(appended);
+}
+
+HRESULT FromResolverError(int error)
+{
+    switch (error) {
+    case 0:
+        return S_OK;
+    case EAI_NONAME:
+    case EAI_NODATA:
+    case EAI_ADDRFAMILY:
+        return HResultFromWin32(WSAHOST_NOT_FOUND);
+    case EAI_AGAIN:
+        return HResultFromWin32(WSATRY_AGAIN);
+    case EAI_MEMORY:
+        return HResultFromWin32(ERROR_NOT_ENOUGH_MEMORY);
+    default:
+        return HResultFromWin32(WSANO_RECOVERY);
+    }
+}
+
+HRESULT Resolve(const std::string& name, std::vector<NetworkAddress>& addresses)
+{
+    // One entry for each address: without a type of socket the system answers with one for each type.
+    addrinfo hints{};
+    hints.ai_socktype = SOCK_STREAM;
+    addrinfo* answer = nullptr;
+    const int error = getaddrinfo(name.c_str(), nullptr, &hints, &answer);
+    const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owner(error == 0 ? answer : nullptr, &freeaddrinfo);
+    for (const addrinfo* entry = owner.get(); entry; entry = entry->ai_next)
+        Append(entry->ai_addr, addresses);
+    return FromResolverError(error);
+}
+
+void AppendInterfaces(const ifaddrs* interfaces, bool loopback, std::vector<NetworkAddress>& addresses)
+{
+    for (const ifaddrs* entry = interfaces; entry; entry = entry->ifa_next) {
+        if ((entry->ifa_flags & IFF_UP) && ((entry->ifa_flags & IFF_LOOPBACK) != 0) == loopback)
+            Append(entry->ifa_addr, addresses);
+    }
+}
+
+// The addresses of the interfaces, whatever the name resolution has for the computer's name; those of the loopback
+// interface where there is no other.
+HRESULT ResolveOwn(std::vector<NetworkAddress>& addresses)
+{
+    ifaddrs* interfaces = nullptr;
+    if (getifaddrs(&interfaces) != 0)
+        return HResultFromWin32(WSANO_RECOVERY);
+    const std::unique_ptr<ifaddrs, decltype(&freeifaddrs)> owner(interfaces, &freeifaddrs);
+    AppendInterfaces(interfaces, false, addresses);
+    if (addresses.empty())
+        AppendInterfaces(interfaces, true, addresses);
+    return addresses.empty() ? HResultFromWin32(WSAHOST_NOT_FOUND) : S_OK;
+}
+
+std::wstring HostName()
+{
+    char host[HOST_NAME_MAX + 1] = "";
+    gethostname(host, sizeof(host) - 1);
+    return Text::FromUtf8(host);
+}
+
+std::wstring FirstLabel(const std::wstring& host)
+{
+    return host.substr(0, host.find(L'.'));
+}
+
+bool IsOwnName(const std::wstring& name)
+{
+    const std::wstring host = HostName();
+    return name.empty() || EqualIgnoringCase(name, host) || EqualIgnoringCase(name, FirstLabel(host));
+}
+
+} // namespace
+
+NetworkSession::NetworkSession() : m_result(S_OK) {}
+
+NetworkSession::~NetworkSession() = default;
+
+HRESULT ResolveHost(const std::wstring& host, std::vector<NetworkAddress>& addresses)
+{
+    addresses.clear();
+    return IsOwnName(host) ? ResolveOwn(addresses) : Resolve(Text::ToUtf8(host), addresses);
+}
+
+// The host name's first label in upper case, cut to what a NetBIOS name can hold.
+HRESULT GetLocalComputerName(std::wstring& name)
+{
+    constexpr std::size_t longest = 15;
+    name = FirstLabel(HostName()).substr(0, longest);
+    std::transform(name.begin(), name.end(), name.begin(),
+                   [](wchar_t c) { return c >= L'a' && c <= L'z' ? static_cast<wchar_t>(c - L'a' + L'A') : c; });
+    return S_OK;
+}
+
+} // namespace Platform

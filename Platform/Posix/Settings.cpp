@@ -1,0 +1,121 @@
+#include "Platform/Settings.h"
+
+#include "Platform/Posix/Failure.h"
+#include "Platform/Posix/NativePath.h"
+#include "Platform/Posix/TextFile.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <unistd.h>
+
+namespace Platform
+{
+
+namespace
+{
+
+std::mutex environmentLock; // guards `environ` among these functions
+
+// The variable's name as it stands in the environment: exactly `name` if there is such a one (names are told apart by
+// case here), else the first that differs in case only. Empty when there is none.
+std::string FindName(std::wstring_view name)
+{
+    const std::string exact = Text::ToUtf8(name);
+    if (exact.empty() || exact.find('=') != exact.npos)
+        return {};
+    if (getenv(exact.c_str()))
+        return exact;
+    for (char** entry = environ; entry && *entry; ++entry) {
+        const std::string_view entryName = std::string_view(*entry).substr(0, std::strcspn(*entry, "="));
+        if (EqualIgnoringCase(Text::FromUtf8(entryName), name))
+            return std::string(entryName);
+    }
+    return {};
+}
+
+std::wstring_view WithoutQuotes(std::wstring_view text)
+{
+    const bool quoted =
+        text.size() > 1 && text.front() == text.back() && (text.front() == L'"' || text.front() == L'\'');
+    return quoted ? text.substr(1, text.size() - 2) : text;
+}
+
+// The section that a line opens: what stands before its last closing bracket.
+bool IsSection(std::wstring_view line, std::wstring_view& name)
+{
+    const std::size_t end = line.rfind(L']');
+    if (!line.starts_with(L'[') || end == line.npos)
+        return false;
+    name = Trim(line.substr(1, end - 1));
+    return true;
+}
+
+// Only the first section of the name is looked at. Comments need no care: they are keys that nobody asks for.
+bool FindValue(std::wstring_view content, std::wstring_view section, std::wstring_view key, std::wstring_view& value)
+{
+    bool inside = false;
+    while (!content.empty()) {
+        const std::wstring_view line = Trim(TakeLine(content));
+        std::wstring_view name;
+        if (IsSection(line, name)) {
+            if (inside)
+                return false;
+            inside = EqualIgnoringCase(name, section);
+        } else if (const std::size_t separator = line.find(L'='); inside && separator != line.npos) {
+            value = WithoutQuotes(Trim(line.substr(separator + 1)));
+            if (EqualIgnoringCase(Trim(line.substr(0, separator)), key))
+                return true;
+        }
+    }
+    return false;
+}
+
+} // namespace
+
+std::optional<std::wstring> EnvironmentVariable(const std::wstring& name)
+{
+    const std::lock_guard guard(environmentLock);
+    const std::string found = FindName(name);
+    const char* const value = found.empty() ? nullptr : getenv(found.c_str());
+    return value ? std::optional(Text::FromUtf8(value)) : std::nullopt;
+}
+
+HRESULT SetVariable(const std::wstring& name, const wchar_t* value)
+{
+    const std::lock_guard guard(environmentLock);
+    const std::string old = FindName(name);
+    const std::string key = old.empty() ? Text::ToUtf8(name) : old;
+    const int result = value ? setenv(key.c_str(), Text::ToUtf8(value).c_str(), 1) : unsetenv(key.c_str());
+    return result == 0 ? S_OK : HResultFromWin32(ErrorFromErrno(errno));
+}
+
+std::wstring ExpandEnvironment(const std::wstring& source)
+{
+    std::wstring text;
+    std::wstring_view rest = source;
+    while (!rest.empty()) {
+        const std::size_t first = rest.find(L'%');
+        const std::size_t second = first == rest.npos ? first : rest.find(L'%', first + 1);
+        if (second == rest.npos)
+            break;
+        text += rest.substr(0, first);
+        const auto value = EnvironmentVariable(std::wstring(rest.substr(first + 1, second - first - 1)));
+        text += value ? *value : rest.substr(first, second - first + 1);
+        rest.remove_prefix(second + 1);
+    }
+    return text += rest;
+}
+
+std::wstring IniValue(const std::wstring& file, const std::wstring& section, const std::wstring& key)
+{
+    std::wstring content;
+    std::wstring_view value;
+    // Windows looks for a name without folder in its own folder; here nothing is there.
+    if (file.find_first_of(L"\\/") != file.npos)
+        ReadTextFile(ToNativePath(file), content);
+    return std::wstring(FindValue(content, Trim(section), Trim(key), value) ? value : L"");
+}
+
+} // namespace Platform

@@ -1,0 +1,94 @@
+#include "Platform/Files.h"
+
+#include "Platform/Windows/LastError.h"
+
+#include <shlwapi.h>
+#include <utility>
+
+namespace Platform
+{
+
+namespace
+{
+
+HANDLE AsHandle(std::intptr_t value)
+{
+    return reinterpret_cast<HANDLE>(value);
+}
+
+} // namespace
+
+AppendFile::AppendFile(AppendFile&& other) noexcept : m_handle(std::exchange(other.m_handle, None)) {}
+
+AppendFile& AppendFile::operator=(AppendFile&& other) noexcept
+{
+    std::swap(m_handle, other.m_handle);
+    return *this;
+}
+
+AppendFile::~AppendFile()
+{
+    if (*this)
+        CloseHandle(AsHandle(m_handle));
+}
+
+HRESULT AppendFile::Open(const std::wstring& path, AppendFile& file)
+{
+    constexpr DWORD shareWithAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    AppendFile opened;
+    opened.m_handle = reinterpret_cast<std::intptr_t>(CreateFileW(path.c_str(), FILE_APPEND_DATA, shareWithAll, nullptr,
+                                                                  OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    const HRESULT hr = ResultOf(static_cast<bool>(opened));
+    file = std::move(opened);
+    return hr;
+}
+
+HRESULT AppendFile::Duplicate(AppendFile& duplicate) const
+{
+    HANDLE copy = nullptr;
+    if (!DuplicateHandle(GetCurrentProcess(), AsHandle(m_handle), GetCurrentProcess(), &copy, 0, FALSE,
+                         DUPLICATE_SAME_ACCESS))
+        return LastErrorResult();
+    AppendFile made;
+    made.m_handle = reinterpret_cast<std::intptr_t>(copy);
+    duplicate = std::move(made);
+    return S_OK;
+}
+
+HRESULT AppendFile::Write(std::string_view bytes) const
+{
+    DWORD written = 0;
+    return ResultOf(WriteFile(AsHandle(m_handle), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr));
+}
+
+HRESULT AppendFile::GetSize(std::uint64_t& bytes) const
+{
+    LARGE_INTEGER size{};
+    const HRESULT hr = ResultOf(GetFileSizeEx(AsHandle(m_handle), &size));
+    bytes = static_cast<std::uint64_t>(size.QuadPart);
+    return hr;
+}
+
+HRESULT AppendFile::GetIdentity(FileIdentity& identity) const
+{
+    BY_HANDLE_FILE_INFORMATION information{};
+    const HRESULT hr = ResultOf(GetFileInformationByHandle(AsHandle(m_handle), &information));
+    identity = {information.dwVolumeSerialNumber, information.nFileIndexHigh, information.nFileIndexLow};
+    return hr;
+}
+
+HRESULT CreateFolder(const std::wstring& path)
+{
+    return ResultOf(CreateDirectoryW(path.c_str(), nullptr));
+}
+
+HRESULT JoinPath(const std::wstring& directory, const std::wstring& relative, std::wstring& path)
+{
+    wchar_t joined[MAX_PATH];
+    if (!PathCombineW(joined, directory.c_str(), relative.c_str()))
+        return HResultFromWin32(ERROR_FILENAME_EXCED_RANGE);
+    path = joined;
+    return S_OK;
+}
+
+} // namespace Platform

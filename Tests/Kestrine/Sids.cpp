@@ -1,0 +1,108 @@
+#include "Platform/Testing/TestAccounts.h"
+#include "Subsystems/ManagementService/Kestrine/AccountResolution.h"
+#include "Subsystems/ManagementService/Kestrine/ReportAccessHelpers.h"
+#include "Tests/Support/CodeOf.h"
+#include "Tests/Support/LogCapture.h"
+
+#include <gtest/gtest.h>
+
+namespace
+{
+
+using Platform::AccountType;
+using Texts = std::vector<std::wstring>;
+
+class AccountsTest : public testing::Test
+{
+protected:
+    static CSid Sid(const std::wstring& text)
+    {
+        CSid sid;
+        EXPECT_TRUE(AuthIdHelpers::AuthIdToSid(L"win:sid=" + text, sid)) << testing::PrintToString(text);
+        return sid;
+    }
+
+    TestAccounts accounts{"computer = S-1-5-21-10-20-30\ndomain CORP = S-1-5-21-1-2-3 corp.example\n"
+                          "user CORP\\ann = 1105\nuser .\\karen = 1001\n"};
+    LogCapture log;
+};
+
+constexpr wchar_t Ann[] = L"S-1-5-21-1-2-3-1105";
+
+} // namespace
+
+TEST_F(AccountsTest, ASidIsAValueWithTheOutcomeOfItsLookup)
+{
+    CSid ann = CSid::OfAccount(L"CORP\\ann");
+    EXPECT_EQ(ann.Domain() + L"/" + ann.AccountName(), L"CORP/CORP\\ann");
+    EXPECT_EQ(ann.NameUse(), AccountType::User);
+    EXPECT_EQ(CSid(ann.Bytes()).NameUse(), AccountType::Invalid) << "no look-up takes place";
+    const CSid copy = ann;
+    EXPECT_EQ(ann.LookupByName(L"CORP\\nobody", {}), HResultFromWin32(ERROR_NONE_MAPPED));
+    EXPECT_FALSE(ann.IsValid());
+    EXPECT_EQ(ann.LookupByName(nullptr, {}), E_INVALIDARG);
+    EXPECT_EQ(copy.StringForm() + ann.StringForm(), Ann) << "cleared, the copy not";
+    for (const Platform::Sid& noSid : {Platform::Sid{9, 9, 0, 0, 0, 0, 0, 0}, Platform::Sid{}})
+        EXPECT_EQ(CodeOf([&] { CSid{noSid}; }), E_INVALIDARG);
+    EXPECT_EQ(CodeOf([] { CSid::OfAccount(L"CORP\\nobody"); }), HResultFromWin32(ERROR_NONE_MAPPED));
+}
+
+TEST_F(AccountsTest, AccountTextsAreReadInAllFormsAndFailuresKeepTheSid)
+{
+    CSid sid;
+    for (const wchar_t* text :
+         {L"WIN:sid=S-1-5-18", L"win:SID=S-1-5-18", L"win:name=x", L"win:sid=", L"win:sid=x", L""})
+        EXPECT_FALSE(AuthIdHelpers::AuthIdToSid(text, sid) || sid.IsValid()) << testing::PrintToString(text);
+    EXPECT_FALSE(ResolveAccountSid(std::wstring(L"win:sid=") + Ann, sid)) << "no name was looked up";
+    EXPECT_TRUE(log.Lines().empty());
+    for (const std::wstring text : {L"win:name=CORP\\ann", L"CORP\\ann", L"ann@corp.example"}) {
+        sid = {};
+        EXPECT_TRUE(ResolveAccountSid(text, sid));
+        EXPECT_EQ(log.Count(L"| DBG  |", L"Name '" + text + L"' resolved to sid='" + Ann + L"' with sid_type='7'"), 1U);
+    }
+    for (const std::wstring text : {L"CORP\\nobody", L"win:name=.\\nobody", L"nobody"}) {
+        EXPECT_FALSE(ResolveAccountSid(text, sid));
+        EXPECT_EQ(log.Count(L"| WARN |", L"Resolving '" + text + L"' to sid failed: 0x80070534 "), 1U);
+    }
+    EXPECT_EQ(sid.StringForm(), Ann);
+}
+
+TEST_F(AccountsTest, AnUnknownDomainNameIsTriedAsAPrincipalName)
+{
+    // Only the rewritten form is known here: the DNS name of a domain is no NetBIOS name.
+    accounts.Write("computer = S-1-5-21-10-20-30\ndomain OTHER = S-1-5-21-1-2-3 CORP\nuser OTHER\\ann = 1105\n");
+    EXPECT_EQ(LookupSidByName(L"CORP\\ann").StringForm(), Ann);
+    EXPECT_EQ(CodeOf([] { LookupSidByName(L".\\ann"); }), HResultFromWin32(ERROR_NONE_MAPPED));
+}
+
+TEST_F(AccountsTest, NamesAreDomainAndAccount)
+{
+    AccountType use = AccountType::Invalid;
+    EXPECT_EQ(LookupAccountBySid({}, Sid(Ann), &use), L"CORP\\ann");
+    EXPECT_EQ(use, AccountType::User);
+    EXPECT_EQ(LookupAccountBySid({}, Sid(L"S-1-1-0"), nullptr), L"Everyone") << "no domain";
+    EXPECT_EQ(LookupAccountBySid({}, Sid(L"S-1-5-21-1-2-3"), nullptr), L"CORP") << "no name";
+    EXPECT_EQ(CodeOf([] { LookupAccountBySid({}, Sid(L"S-1-5-21-9-9-9-9"), nullptr); }),
+              HResultFromWin32(ERROR_NONE_MAPPED));
+}
+
+TEST_F(AccountsTest, LocalAreThoseOfThisComputerAndTheServiceAccounts)
+{
+    for (const wchar_t* service : {L"S-1-5-18", L"S-1-5-19", L"S-1-5-20"}) {
+        AccountType use = AccountType::User;
+        EXPECT_TRUE(AdjustSidType(Sid(service), use));
+        EXPECT_EQ(use, AccountType::WellKnownGroup);
+        EXPECT_FALSE(AdjustSidType(Sid(service), use)) << "no user any more";
+        EXPECT_TRUE(IsLocalAuthId(std::wstring(L"win:sid=") + service));
+    }
+    AccountType use = AccountType::User;
+    EXPECT_FALSE(AdjustSidType(Sid(Ann), use));
+    EXPECT_FALSE(IsLocalAuthId(L"win:name=.\\karen")) << "not of the SID form";
+    const auto attributes = [](const wchar_t* sid) { return MakeFullAccessItem(L"x", Sid(sid)).GetAttributeNames(); };
+    EXPECT_EQ(attributes(L"S-1-5-21-10-20-30-1001"), (Texts{L"LogonName", L"IsLocalOnly"}));
+    EXPECT_EQ(attributes(Ann), Texts{L"LogonName"});
+    EXPECT_FALSE(MakeFullAccessItem(L"", Sid(L"S-1-5-18")));
+    EXPECT_TRUE(log.Lines().empty());
+    EXPECT_FALSE(IsLocalAccount(Sid(L"S-1-1-0"))) << "has no domain to compare";
+    EXPECT_EQ(log.Count(L"| INFO |", L"IsALocalComputerUser('S-1-1-0') failed: "), 1U);
+}

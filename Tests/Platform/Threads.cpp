@@ -1,0 +1,44 @@
+#include "Platform/Threads.h"
+
+#include <gtest/gtest.h>
+#include <mutex>
+#include <thread>
+
+using namespace std::chrono_literals;
+
+TEST(Condition, TimesOutWhenNobodyNotifies)
+{
+    std::mutex mutex;
+    std::unique_lock lock(mutex);
+    Platform::Condition condition;
+    const auto begin = std::chrono::steady_clock::now();
+    while (condition.WaitFor(lock, 50ms)) {
+    }
+    // The timer of one platform may be a step early.
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, 30ms);
+    for (const auto due : {0ms, -5ms, std::chrono::milliseconds::min()})
+        EXPECT_FALSE(condition.WaitFor(lock, due)) << "a time that has passed already";
+}
+
+TEST(Condition, NoNotificationIsLost)
+{
+    std::mutex mutex;
+    Platform::Condition condition;
+    int turn = 0;
+    const auto play = [&](int mine, auto wait) {
+        for (int i = 0; i < 2000; ++i) {
+            std::unique_lock lock(mutex);
+            while (turn % 3 != mine)
+                wait(lock);
+            ++turn;
+            lock.unlock();
+            condition.NotifyAll();
+        }
+    };
+    std::thread minutes(play, 1, [&](auto& lock) { EXPECT_TRUE(condition.WaitFor(lock, 10min)); });
+    std::thread centuries(play, 2,
+                          [&](auto& lock) { EXPECT_TRUE(condition.WaitFor(lock, std::chrono::milliseconds::max())); });
+    play(0, [&](auto& lock) { condition.Wait(lock); });
+    minutes.join();
+    centuries.join();
+}
