@@ -20,7 +20,10 @@ if(KESTRINE_SANITIZE)
     target_compile_options(KestrineCompiler INTERFACE
         -fsanitize=${KESTRINE_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all
         # Interfaces may be implemented by hosts in other languages, whose objects carry no C++ type information.
-        -fno-sanitize=vptr)
+        -fno-sanitize=vptr
+        # The run-times take what lies before a loaded module's thread-local block for its header when the block begins
+        # 16 bytes behind a page's start, and break down over it now and then.
+        -ftls-model=initial-exec)
     target_link_options(KestrineCompiler INTERFACE -fsanitize=${KESTRINE_SANITIZE})
 endif()
 

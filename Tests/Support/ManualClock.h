@@ -9,12 +9,17 @@
 class ManualClock
 {
 public:
-    ManualClock() { SteadyClock::s_manualTime.store(&m_now, std::memory_order_release); }
+    ManualClock()
+    {
+        // Not zero: a steady clock has run for a while when the module is loaded.
+        s_now = std::chrono::duration_cast<SteadyClock::duration>(std::chrono::hours(24)).count();
+        SteadyClock::s_manualTime.store(&s_now, std::memory_order_release);
+    }
     ~ManualClock() { SteadyClock::s_manualTime.store(nullptr); }
     ManualClock(const ManualClock&) = delete;
     ManualClock& operator=(const ManualClock&) = delete;
 
-    void Advance(SteadyClock::duration step) { m_now += step.count(); }
+    void Advance(SteadyClock::duration step) { s_now += step.count(); }
 
     // Returns when a waiting thread has looked at the time as it stands and found that it is not due. For one waiter.
     static void LetTheWaiterLook()
@@ -24,7 +29,5 @@ public:
     }
 
 private:
-    // Not zero: a steady clock has run for a while when the module is loaded.
-    std::atomic<SteadyClock::rep> m_now{
-        std::chrono::duration_cast<SteadyClock::duration>(std::chrono::hours(24)).count()};
+    static inline std::atomic<SteadyClock::rep> s_now; // a worker that nobody waits for may still look at it
 };
