@@ -40,7 +40,7 @@ struct IAccessInfoUpdater : IComponentBase
     virtual HRESULT UpdateAccessInfo(IAccessInfoSource* source, BOOL wait) = 0;
 };
 
-// Is told what the updater is about to write. Both operations are called with the updater's lock held.
+// Receives what the updater is about to write. Both operations are called with the updater's lock held.
 struct IAccessInfoConsumer : IComponentBase
 {
     static constexpr GUID Iid{0x7922BA8A, 0x1D63, 0x400A, {0x9F, 0x0F, 0xC1, 0xA2, 0xCB, 0x4D, 0xAF, 0xDB}};

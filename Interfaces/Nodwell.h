@@ -2,8 +2,8 @@
 //
 // A node has a name, a node type (both may be empty), attributes, ordered children and at most one parent. Nodes are
 // reached through counted handles only: a handle that a function hands out belongs to the caller, who closes it with
-// KelnCloseNodeHandle. Handles of the same node are equal as pointers. All functions may be called from any thread, on
-// the same node too; each call is atomic.
+// KelnCloseNodeHandle. Handles of the same node are equal as pointers. All functions may be called from any thread,
+// also on the same node; each call is atomic.
 //
 // Absent means HResultFromWin32(ERROR_NOT_FOUND), too small HResultFromWin32(ERROR_INSUFFICIENT_BUFFER) with the
 // size needed stored in the size argument; on success it holds the size used.

@@ -23,12 +23,12 @@ public:
 
     // After construction; a failure destroys the object again.
     HRESULT FinalConstruct() { return S_OK; }
-    // When the last reference has gone, before destruction, while the object is still whole. A reference that is taken
-    // meanwhile and still held when the hook returns delays the destruction. What the hook throws is logged.
+    // When the last reference is released, before destruction, while the object is still whole. A reference that is
+    // taken meanwhile and still held when the hook returns delays the destruction. What the hook throws is logged.
     void FinalRelease() {}
 
 protected:
-    // Marks the count of an object whose last reference has gone.
+    // Marks the count of an object whose last reference was released.
     static constexpr ULONG Dying = 0x40000000;
 
     std::atomic<ULONG> m_references{1};
@@ -86,7 +86,7 @@ public:
     {
         const ULONG count = --this->m_references;
         if (count == 0) {
-            // Whoever releases after a failed call still wants to know why it failed.
+            // A caller that releases after a failed call still wants to know why it failed.
             const ErrorInfoKeeper keepErrorInfo;
             // One reference is the hook's own.
             this->m_references += T::Dying + 1;

@@ -75,7 +75,7 @@ struct LogLine
 // most.
 std::wstring FormatLogLine(const LogLine& line);
 
-// Tells of the logging machinery's own troubles on the debugger output. Joins the parts to one message; what is longer
+// Reports the logging machinery's own troubles on the debugger output. Joins the parts to one message; what is longer
 // than any path is cut. Never logs, never throws, allocates nothing; keeps the thread's last error.
 void InternalReport(std::initializer_list<std::wstring_view> parts) noexcept;
 

@@ -16,7 +16,7 @@ constexpr std::uint32_t DefaultMaxSeverity = LogSeverity::Dbg;
 constexpr std::uint32_t DefaultFileSizeThresholdMB = 1024;
 constexpr std::uint32_t DefaultKeepOpenInterval = 5000;
 
-// A level that exists, or that cannot be created, is passed over: opening the file will tell.
+// A level that exists, or that cannot be created, is passed over: opening the file then fails.
 void CreateDirectories(const std::wstring& directory)
 {
     for (std::size_t end = directory.find(L'\\', 1); end != std::wstring::npos; end = directory.find(L'\\', end + 1))

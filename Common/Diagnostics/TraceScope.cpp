@@ -59,7 +59,7 @@ TraceScope::~TraceScope()
     const bool failed = std::uncaught_exceptions() != m_uncaughtAtStart;
     const std::uint32_t severity = failed ? m_exceptionSeverity : m_severity;
 
-    // Whoever has added a step has found the log manager made.
+    // The log manager exists: without it no step was added.
     if (m_indentationAdded != 0 && LogManager::Instance().ThreadIndentationAvailable())
         ThreadIndentation() -= m_indentationAdded;
     if (!IsLogEnabled(severity))

@@ -1,4 +1,4 @@
-// Module-wide objects: made on first use, destroyed when the module unloads (in reverse order of construction).
+// Module-wide objects: constructed on first use, destroyed when the module unloads (in reverse order of construction).
 #pragma once
 
 #include "Platform/Threads.h"

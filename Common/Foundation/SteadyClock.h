@@ -33,7 +33,7 @@ public:
         return Platform::Ticks();
     }
 
-    // Waits until `condition` is notified (true; spurious wake-ups too) or the time-out has passed (false).
+    // Waits until `condition` is notified (true, as for a spurious wake-up) or the time-out has passed (false).
     template <class Lock>
     static bool WaitFor(Platform::Condition& condition, Lock& lock, std::chrono::milliseconds timeout)
     {

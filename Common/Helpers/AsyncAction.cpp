@@ -12,7 +12,7 @@ namespace
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds RetryDelay{1000}; // behind a run that could not be prepared
+constexpr milliseconds RetryDelay{1000}; // after a run that could not be prepared
 
 // Keeps due times representable, whatever was asked for.
 milliseconds ToMilliseconds(std::chrono::seconds interval)
@@ -21,7 +21,7 @@ milliseconds ToMilliseconds(std::chrono::seconds interval)
     return std::clamp(interval, std::chrono::seconds(0), longest);
 }
 
-// The handle of a run that never was: complete, with a broken promise.
+// The handle before the first run: complete, with a broken promise.
 std::shared_future<void> BrokenPromise()
 {
     // Not left to the promise's destructor, which ends the process when there is no memory.
@@ -47,7 +47,7 @@ CAsyncAction::~CAsyncAction()
 {
     Stop();
     if (m_worker.IsCurrent()) {
-        // Nobody waits for the worker: until it ends, it holds the module itself.
+        // Nobody waits for the worker, so it holds the module itself until it ends.
         ModuleObject::Instance().Lock();
         *m_destroyedByRun = true;
         m_worker.Detach();

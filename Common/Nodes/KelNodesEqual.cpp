@@ -101,7 +101,7 @@ bool SameAttributes(const KelNodePtr& a, const KelNodePtr& b, std::uint32_t flag
     return count == AttributeNames(b, flags).CountRest();
 }
 
-// The child of `b` that child `index` of a node, `child`, is compared with; empty when there is none.
+// The child of `b` to compare with `child`, which is child `index` of the other node; empty when there is none.
 KelNodePtr FindPartner(const KelNodePtr& child, const KelNodePtr& b, std::uint64_t index, std::uint32_t flags)
 {
     KelNodePtr atIndex = b.GetChildByIndex(index, false);

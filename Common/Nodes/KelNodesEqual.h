@@ -20,5 +20,5 @@ enum KelCompareFlags : std::uint32_t
 // otherwise the child found by name. Lists of nameless items are thereby compared item by item, in linear time.
 bool KelNodesEqual(const KelNodePtr& a, const KelNodePtr& b, std::uint32_t flags);
 
-// Nodes that there need not be: both empty, or both there and equal.
+// For nodes that may be empty: both are empty, or neither is and they are equal.
 bool KelNodesEqualOrNone(const KelNodePtr& a, const KelNodePtr& b, std::uint32_t flags);

@@ -14,7 +14,7 @@ namespace ManagementService
 struct ReportingSettingsSubscription::Link
 {
     Platform::SharedMutex lock; // shared by notifications, exclusive for changes
-    Callback callback;          // empty before the begin and after the end
+    Callback callback;          // empty outside the subscription
 };
 
 namespace

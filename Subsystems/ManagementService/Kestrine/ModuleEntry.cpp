@@ -1,5 +1,5 @@
-// What happens when the module is loaded and unloaded, and its one export. Static objects are made in the order in
-// which they stand here and go in reverse.
+// What happens when the module is loaded and unloaded, and its one export. Static objects are constructed in the
+// order in which they stand here and destroyed in reverse.
 #include "Common/Diagnostics/FileLogger.h"
 #include "Common/Diagnostics/Log.h"
 #include "Common/ErrorHandling/ErrorText.h"

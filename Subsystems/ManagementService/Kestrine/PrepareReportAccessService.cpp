@@ -28,7 +28,7 @@ HRESULT CPrepareReportAccessService::Configure(IKelNode* config)
     });
 }
 
-// Returns whether rights were dropped: none stays that was granted under another permission.
+// Drops what was granted under another permission. Returns whether there was any.
 bool CPrepareReportAccessService::Replace(const Settings& settings)
 {
     std::map<std::wstring, ClientInfo> dropped; // destroyed without the lock

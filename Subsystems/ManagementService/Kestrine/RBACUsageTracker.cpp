@@ -146,12 +146,12 @@ void CRBACUsageTracker::AskForUpdate(const Watch& watch)
     CheckHResult(GetNamedInstance<IAccessInfoUpdater>(watch.updaterName)->UpdateAccessInfo(this, FALSE));
 }
 
-// Returns whether the contributed info has changed. The first status of all is stored without telling: the updater's
-// own schedule picks it up. What comes before the watch is in force counts when it is put in force.
+// Returns whether the contributed info has changed. The first status of all is stored without asking for an update: the
+// updater's own schedule picks it up. What comes before the watch is in force counts when it is put in force.
 bool CRBACUsageTracker::ProcessRbacStatus(Watch& watch, const KelNodePtr& statusNode)
 {
     LOG_DBG(L"Processing rbac status: " << statusNode);
-    // Without a status, with the node gone too, nobody gets everything.
+    // Without a status, also when the node was removed, nobody gets everything.
     bool inUse = true;
     if (statusNode)
         statusNode.TryGetBool(watch.inUseAttribute.c_str(), inUse);

@@ -265,7 +265,7 @@ bool CReportAccessInfoUpdater::IsRewriteRequired(bool forceFullSync, const KelNo
     return true;
 }
 
-// Tells the consumers and writes the table; returns the list that was written.
+// Passes the list to the consumers and writes the table; returns the list that was written.
 KelNodePtr CReportAccessInfoUpdater::Rewrite(const KelNodePtr& accessInfo)
 {
     LOG_DBG(L"Processing AccessRights: " << accessInfo);
@@ -304,7 +304,7 @@ void CReportAccessInfoUpdater::OnCommonDBSettingsUpdated(const Subscription& fro
     TriggerWorker();
 }
 
-// Tells one consumer the entry in use and notes whether it has accepted it.
+// Passes the entry in use to one consumer and notes whether it has accepted it.
 HRESULT CReportAccessInfoUpdater::TellSettings(std::size_t consumer)
 {
     // Copies: the consumer may configure this component, which adds consumers.
@@ -317,7 +317,7 @@ HRESULT CReportAccessInfoUpdater::TellSettings(std::size_t consumer)
     return hr;
 }
 
-// Tells the entry in use to consumers that refused it, that were added since, or whose settings were dropped. One that
+// Passes the entry in use to consumers that refused it, that were added since, or whose settings were dropped. One that
 // refuses again does not keep revocations from the table.
 void CReportAccessInfoUpdater::TellSettingsWhereDue()
 {

@@ -1,4 +1,4 @@
-// The hub of the module: gathers the sources' access info, writes the access rights table, tells the consumers.
+// Gathers the sources' access info, writes the access rights table, tells the consumers.
 #pragma once
 
 #include "Common/Components/ComponentObject.h"

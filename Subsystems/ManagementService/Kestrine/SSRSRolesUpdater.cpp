@@ -76,8 +76,8 @@ HRESULT CSSRSRolesUpdater::OnAccessInfoUpdated(IKelNode* accessInfo)
     });
 }
 
-// Throws E_ABORT when the worker has been replaced or is to stop. A replaced one may be gone: the service may have
-// configured this component during the last request.
+// Throws E_ABORT when the worker has been replaced or is to stop. A replaced one may be destroyed already: the service
+// may have configured this component during the last request.
 void CSSRSRolesUpdater::CheckCurrent(const CAsyncAction& action)
 {
     const RecursiveMutexLock lock(m_lock);
@@ -98,7 +98,7 @@ void CSSRSRolesUpdater::UpdateAction(CAsyncAction& action)
     }
 }
 
-// The oldest attempts first, those that never were before all.
+// The oldest attempts first, before them the accounts without one.
 std::vector<CSSRSRolesUpdater::AccountPtr> CSSRSRolesUpdater::CollectUnprocessed()
 {
     std::vector<std::pair<SteadyTime, AccountPtr>> unprocessed;
