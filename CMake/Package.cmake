@@ -1,6 +1,10 @@
 # What a host team gets: the module, its symbols in files of their own, the interfaces, samples and documentation.
 include(CMakePackageConfigHelpers)
 
+# Everything that a package holds: the package is made of that alone, without building what it does not hold.
+add_custom_target(Packaged)
+set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)
+
 # Installs a library, whose file name is given, without its symbols, and the symbols in a folder of their own.
 function(kestrine_install_library target file)
     set(library ${PROJECT_BINARY_DIR}/package/${file})
@@ -11,6 +15,7 @@ function(kestrine_install_library target file)
         COMMAND ${objcopy} --only-keep-debug $<TARGET_FILE:${target}> ${library}.debug
         COMMAND ${objcopy} --strip-all --add-gnu-debuglink=${library}.debug $<TARGET_FILE:${target}> ${library})
     add_custom_target(Package${target} ALL DEPENDS ${library})
+    add_dependencies(Packaged Package${target})
     install(PROGRAMS ${library} DESTINATION bin)
     install(FILES ${library}.debug DESTINATION symbols)
 endfunction()
