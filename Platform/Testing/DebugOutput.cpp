@@ -11,66 +11,25 @@ namespace
 {
 
 std::mutex recordLock;
-std::vector<std::wstring> recorded;
+std::wstring recorded; // guarded by recordLock
 
-void Record(std::wstring text)
+void Record(const wchar_t* text)
 {
     const std::lock_guard guard(recordLock);
-    recorded.push_back(std::move(text));
+    recorded += text;
 }
 
 #ifdef _WIN32
 
-// Wide output raises an exception of its own; where that is not known the text comes as narrow output.
-constexpr DWORD wideOutput = 0x4001000A;
-constexpr DWORD narrowOutput = 0x40010006;
-
-std::wstring FromAnsi(const char* text)
-{
-    std::wstring wide(static_cast<std::size_t>(MultiByteToWideChar(CP_ACP, 0, text, -1, nullptr, 0)), L'\0');
-    MultiByteToWideChar(CP_ACP, 0, text, -1, wide.data(), static_cast<int>(wide.size()));
-    wide.pop_back();
-    return wide;
-}
-
+// Output raises an exception of its own.
 LONG CALLBACK OnException(EXCEPTION_POINTERS* exception)
 {
+    constexpr DWORD wideOutput = 0x4001000A;
     const EXCEPTION_RECORD& record = *exception->ExceptionRecord;
-    if (record.ExceptionCode == wideOutput)
-        Record(reinterpret_cast<const wchar_t*>(record.ExceptionInformation[1]));
-    else if (record.ExceptionCode == narrowOutput)
-        Record(FromAnsi(reinterpret_cast<const char*>(record.ExceptionInformation[1])));
-    else
+    if (record.ExceptionCode != wideOutput)
         return EXCEPTION_CONTINUE_SEARCH;
+    Record(reinterpret_cast<const wchar_t*>(record.ExceptionInformation[1]));
     return EXCEPTION_CONTINUE_EXECUTION;
-}
-
-void* Register()
-{
-    return AddVectoredExceptionHandler(1, &OnException);
-}
-
-void Unregister(void* registration)
-{
-    RemoveVectoredExceptionHandler(registration);
-}
-
-#else
-
-void OnOutput(const wchar_t* text)
-{
-    Record(text);
-}
-
-void* Register()
-{
-    debugOutputHook = &OnOutput;
-    return nullptr;
-}
-
-void Unregister(void*)
-{
-    debugOutputHook = nullptr;
 }
 
 #endif
@@ -81,15 +40,23 @@ DebugOutputCapture::DebugOutputCapture()
 {
     const std::lock_guard guard(recordLock);
     recorded.clear();
-    m_registration = Register();
+#ifdef _WIN32
+    m_registration = AddVectoredExceptionHandler(1, &OnException);
+#else
+    debugOutputHook = &Record;
+#endif
 }
 
 DebugOutputCapture::~DebugOutputCapture()
 {
-    Unregister(m_registration);
+#ifdef _WIN32
+    RemoveVectoredExceptionHandler(m_registration);
+#else
+    debugOutputHook = nullptr;
+#endif
 }
 
-std::vector<std::wstring> DebugOutputCapture::Texts() const
+std::wstring DebugOutputCapture::Text() const
 {
     const std::lock_guard guard(recordLock);
     return recorded;
