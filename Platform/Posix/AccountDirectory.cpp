@@ -6,6 +6,7 @@
 #include "Platform/Posix/TextFile.h"
 #include "Platform/Settings.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <iterator>
 #include <mutex>
@@ -40,9 +41,18 @@ constexpr struct
     {2, L"Guests", L"S-1-5-32-546", AccountType::Alias},
 };
 
+constexpr std::wstring_view typeNames[] = {L"user",    L"group",   L"domain",  L"alias",   L"wellknown",
+                                           L"deleted", L"invalid", L"unknown", L"computer"}; // from 1
+
 bool IsName(std::wstring_view text)
 {
     return !text.empty() && text != L"." && text.find_first_of(L"\\@") == text.npos;
+}
+
+bool IsRelativeId(std::wstring_view text)
+{
+    return !text.empty() && text.size() <= 10 && text.find_first_not_of(L"0123456789") == text.npos &&
+           std::stoull(std::wstring(text)) <= UINT32_MAX;
 }
 
 std::wstring ComputerName()
@@ -103,39 +113,24 @@ AccountDirectory::AccountDirectory() : m_domains{{L"", L"", L""}, {L"NT AUTHORIT
     m_byName[{1, L"networkservice"}] = m_byName.at({1, L"network service"});
 }
 
-const Account* AccountDirectory::FindByName(std::wstring_view name) const
-{
-    if (const std::size_t backslash = name.find(L'\\'); backslash != name.npos)
-        return FindIn(FindDomain(name.substr(0, backslash)), name.substr(backslash + 1));
-    if (const std::size_t at = name.rfind(L'@'); at != name.npos) {
-        const std::size_t domain = FindDomain(name.substr(at + 1));
-        return domain < ownDomain ? nullptr : FindIn(domain, name.substr(0, at));
-    }
-    const std::size_t named = FindDomain(name);
-    const Account* found = named == none ? nullptr : FindIn(named, m_domains[named].name);
-    for (std::size_t i = 0; i < m_domains.size() && !found; ++i)
-        found = FindIn(i, name);
-    return found;
-}
-
 const Account* AccountDirectory::FindBySid(const Platform::Sid& sid) const
 {
     const auto found = m_bySid.find(sid);
-    return found == m_bySid.end() ? nullptr : &m_accounts[found->second];
+    return found == m_bySid.end() ? nullptr : found->second;
 }
 
 std::vector<Platform::Sid> AccountDirectory::GroupsOf(const Account& account) const
 {
     std::vector<const Account*> found{&account};
-    const auto add = [&found](const Account& group) {
-        if (std::find(found.begin(), found.end(), &group) == found.end())
-            found.push_back(&group);
+    const auto add = [&found](const Account* group) {
+        if (std::find(found.begin(), found.end(), group) == found.end())
+            found.push_back(group);
     };
+    for (const wchar_t* const everybody : {L"Everyone", L"Authenticated Users"})
+        add(FindByName(everybody));
     for (std::size_t i = 0; i < found.size(); ++i) {
-        for (const std::size_t group : found[i]->groups)
-            add(m_accounts[group]);
-        for (const wchar_t* const everybody : {L"Everyone", L"Authenticated Users"})
-            add(*FindByName(everybody));
+        const Account& member = *found[i];
+        std::for_each(member.groups.begin(), member.groups.end(), add);
     }
     std::vector<Platform::Sid> sids;
     for (std::size_t i = 1; i < found.size(); ++i)
@@ -143,7 +138,6 @@ std::vector<Platform::Sid> AccountDirectory::GroupsOf(const Account& account) co
     return sids;
 }
 
-// Returns what was expected instead of the line; null: nothing is wrong.
 const wchar_t* AccountDirectory::AddLine(std::wstring_view line)
 {
     static constexpr std::pair<std::wstring_view, const wchar_t*> entries[] = {
@@ -179,10 +173,20 @@ bool AccountDirectory::AddEntry(std::wstring_view keyword, std::wstring_view nam
     const std::wstring_view sid = value.substr(0, value.find_first_of(L" \t"));
     if (keyword == L"domain")
         return AddDomain(name, sid, Trim(value.substr(sid.size())));
-    if (keyword == L"member")
-        return AddMember(FindByName(name), FindByName(value));
-    if (keyword == L"type")
-        return SetType(FindByName(name), value);
+    Account* const named = Find(name);
+    if (keyword == L"member") {
+        Account* const member = Find(value);
+        const bool isGroup = named && (named->type == AccountType::Group || named->type == AccountType::Alias);
+        if (member && isGroup)
+            member->groups.push_back(named);
+        return member && isGroup;
+    }
+    if (keyword == L"type") {
+        const auto* const type = std::find(std::begin(typeNames), std::end(typeNames), value);
+        if (named)
+            named->type = static_cast<AccountType>(type - typeNames + 1);
+        return named && type != std::end(typeNames);
+    }
     return AddAccount(name, value,
                       keyword == L"user"    ? AccountType::User
                       : keyword == L"group" ? AccountType::Group
@@ -206,30 +210,8 @@ bool AccountDirectory::AddAccount(std::wstring_view name, std::wstring_view rela
 {
     const std::size_t backslash = name.find(L'\\');
     const std::size_t domain = backslash == name.npos ? none : FindDomain(name.substr(0, backslash));
-    const bool isNumber = !relativeId.empty() && relativeId.find_first_not_of(L"0123456789") == relativeId.npos;
-    return domain != none && domain >= ownDomain && isNumber &&
+    return domain != none && domain >= ownDomain && IsRelativeId(relativeId) &&
            Insert(domain, name.substr(backslash + 1), m_domains[domain].sid + L'-' + std::wstring(relativeId), type);
-}
-
-bool AccountDirectory::AddMember(const Account* group, const Account* member)
-{
-    if (!member || !group || (group->type != AccountType::Group && group->type != AccountType::Alias))
-        return false;
-    const Account* const first = m_accounts.data();
-    m_accounts[static_cast<std::size_t>(member - first)].groups.push_back(static_cast<std::size_t>(group - first));
-    return true;
-}
-
-bool AccountDirectory::SetType(const Account* account, std::wstring_view type)
-{
-    static constexpr std::wstring_view types[] = {L"user",    L"group",   L"domain",  L"alias",   L"wellknown",
-                                                  L"deleted", L"invalid", L"unknown", L"computer"};
-    const auto* const found = std::find(std::begin(types), std::end(types), type);
-    if (!account || found == std::end(types))
-        return false;
-    m_accounts[static_cast<std::size_t>(account - m_accounts.data())].type =
-        static_cast<AccountType>(found - types + 1);
-    return true;
 }
 
 void AccountDirectory::CompleteComputer()
@@ -238,15 +220,36 @@ void AccountDirectory::CompleteComputer()
         AddDomain(ComputerName(), L"S-1-5-21-0-0-0", {});
 }
 
+// A directory that refuses something is given up as a whole: nothing needs to be undone.
 bool AccountDirectory::Insert(std::size_t domain, std::wstring_view name, const std::wstring& sidText, AccountType type)
 {
     Platform::Sid sid;
-    const std::size_t index = m_accounts.size();
-    if (!IsName(name) || !Platform::ParseSid(sidText, sid) || !m_bySid.try_emplace(sid, index).second ||
-        !m_byName.try_emplace({domain, ToLowerCase(std::wstring(name))}, index).second)
+    if (!IsName(name) || !Platform::ParseSid(sidText, sid))
         return false;
-    m_accounts.push_back({m_domains[domain].name, std::wstring(name), std::move(sid), type, {}});
-    return true;
+    Account& account = m_accounts.emplace_back(Account{m_domains[domain].name, std::wstring(name), sid, type, {}});
+    return m_bySid.try_emplace(sid, &account).second &&
+           m_byName.try_emplace({domain, ToLowerCase(account.name)}, &account).second;
+}
+
+Account* AccountDirectory::Find(std::wstring_view name) const
+{
+    if (const std::size_t backslash = name.find(L'\\'); backslash != name.npos)
+        return FindIn(FindDomain(name.substr(0, backslash)), name.substr(backslash + 1));
+    if (const std::size_t at = name.rfind(L'@'); at != name.npos) {
+        const std::size_t domain = FindDomain(name.substr(at + 1));
+        return domain < ownDomain ? nullptr : FindIn(domain, name.substr(0, at));
+    }
+    const std::size_t named = FindDomain(name);
+    Account* found = named == none ? nullptr : FindIn(named, m_domains[named].name);
+    for (std::size_t i = 0; i < m_domains.size() && !found; ++i)
+        found = FindIn(i, name);
+    return found;
+}
+
+Account* AccountDirectory::FindIn(std::size_t domain, std::wstring_view name) const
+{
+    const auto found = m_byName.find({domain, ToLowerCase(std::wstring(name))});
+    return found == m_byName.end() ? nullptr : found->second;
 }
 
 std::size_t AccountDirectory::FindDomain(std::wstring_view name) const
@@ -257,10 +260,4 @@ std::size_t AccountDirectory::FindDomain(std::wstring_view name) const
         return EqualIgnoringCase(domain.name, name) || EqualIgnoringCase(domain.dnsName, name);
     });
     return found == m_domains.end() ? none : static_cast<std::size_t>(found - m_domains.begin());
-}
-
-const Account* AccountDirectory::FindIn(std::size_t domain, std::wstring_view name) const
-{
-    const auto found = m_byName.find({domain, ToLowerCase(std::wstring(name))});
-    return found == m_byName.end() ? nullptr : &m_accounts[found->second];
 }

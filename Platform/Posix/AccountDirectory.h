@@ -29,6 +29,7 @@
 
 #include "Platform/Accounts.h"
 
+#include <deque>
 #include <map>
 #include <string_view>
 
@@ -38,7 +39,7 @@ struct Account
     std::wstring name; // empty: the domain itself
     Platform::Sid sid;
     Platform::AccountType type;
-    std::vector<std::size_t> groups; // those that it is in itself, by index
+    std::vector<const Account*> groups; // those that it is in itself
 };
 
 class AccountDirectory
@@ -51,7 +52,7 @@ public:
     // Null when there is none. Names: DOMAIN\name, name@DOMAIN, either with the domain's DNS name; .\name; the name of
     // a domain; the name of an account alone, which is looked for among the well-known ones, on the computer and then
     // domain by domain.
-    const Account* FindByName(std::wstring_view name) const;
+    const Account* FindByName(std::wstring_view name) const { return Find(name); }
     const Account* FindBySid(const Platform::Sid& sid) const;
 
     // The groups that the account is in, directly or through others, Everyone and Authenticated Users included.
@@ -65,25 +66,25 @@ private:
         std::wstring dnsName; // or another second name; empty: none
     };
 
-    // The well-known accounts; Load() adds those of a file.
-    AccountDirectory();
+    AccountDirectory(); // the well-known accounts
     static std::shared_ptr<const AccountDirectory> Load(const std::string& file);
 
-    // What is read from the file; false when something that is named is not there or something that is added is.
+    // Returns what was expected instead of the line; null: nothing is wrong.
     const wchar_t* AddLine(std::wstring_view line);
+
+    // False when something that is named is not there or something that is added is.
     bool AddEntry(std::wstring_view keyword, std::wstring_view name, std::wstring_view value);
     bool AddDomain(std::wstring_view name, std::wstring_view sid, std::wstring_view dnsName);
     bool AddAccount(std::wstring_view name, std::wstring_view relativeId, Platform::AccountType type);
-    bool AddMember(const Account* group, const Account* member);
-    bool SetType(const Account* account, std::wstring_view type);
+    bool Insert(std::size_t domain, std::wstring_view name, const std::wstring& sidText, Platform::AccountType type);
     void CompleteComputer();
 
-    bool Insert(std::size_t domain, std::wstring_view name, const std::wstring& sidText, Platform::AccountType type);
+    Account* Find(std::wstring_view name) const;
+    Account* FindIn(std::size_t domain, std::wstring_view name) const;
     std::size_t FindDomain(std::wstring_view name) const;
-    const Account* FindIn(std::size_t domain, std::wstring_view name) const;
 
-    std::vector<Domain> m_domains; // those of the well-known accounts, the computer's own, others
-    std::vector<Account> m_accounts;
-    std::map<std::pair<std::size_t, std::wstring>, std::size_t> m_byName; // domain and folded name
-    std::map<Platform::Sid, std::size_t> m_bySid;
+    std::vector<Domain> m_domains;  // those of the well-known accounts, the computer's own, others
+    std::deque<Account> m_accounts; // whose addresses stay
+    std::map<std::pair<std::size_t, std::wstring>, Account*> m_byName; // domain and folded name
+    std::map<Platform::Sid, Account*> m_bySid;
 };

@@ -113,7 +113,8 @@ HRESULT FormatSid(const Sid& sid, std::wstring& text)
     std::swprintf(number, std::size(number), format, static_cast<unsigned long long>(authority));
     text = std::wstring(L"S-1-") + number;
     for (std::size_t i = headSize; i < sid.size(); i += 4)
-        text += L'-' + std::to_wstring(sid[i] | sid[i + 1] << 8 | sid[i + 2] << 16 | std::uint32_t{sid[i + 3]} << 24);
+        text +=
+            L'-' + std::to_wstring(sid[i] + (sid[i + 1] << 8) + (sid[i + 2] << 16) + (std::int64_t{sid[i + 3]} << 24));
     return S_OK;
 }
 

@@ -42,7 +42,6 @@ const Messages systemMessages{
     {ERROR_FILE_TOO_LARGE, L"The file size exceeds the limit allowed and cannot be saved"},
     {ERROR_NO_DATA, L"The pipe is being closed"},
     {ERROR_ARITHMETIC_OVERFLOW, L"Arithmetic result exceeded 32 bits"},
-    {ERROR_CIRCULAR_DEPENDENCY, L"Circular service dependency was specified"},
     {ERROR_NOT_FOUND, L"Element not found"},
     {1223, L"The operation was canceled by the user"},
     {ERROR_NON_DOMAIN_SID, L"The security identifier provided does not have a domain component"},

@@ -1,8 +1,7 @@
 #include "Platform/Process.h"
 
-#include "Platform/Posix/DebugOutputHook.h"
+#include "Platform/Posix/TestHooks.h"
 #include "Platform/Posix/TextFile.h"
-#include "Platform/Posix/ThreadIdentity.h"
 #include "Platform/Posix/WriteWithoutSignal.h"
 #include "Platform/Text.h"
 
@@ -14,6 +13,9 @@
 #include <unistd.h>
 
 std::atomic<void (*)(const wchar_t* text)> debugOutputHook{nullptr};
+
+// There are no clients' identities here: tests give a thread one to see that it is taken off and put back.
+thread_local bool threadHasIdentity = false;
 
 namespace Platform
 {
@@ -95,9 +97,6 @@ LastErrorKeeper::~LastErrorKeeper()
 {
     errno = static_cast<int>(m_error);
 }
-
-// There are no clients' identities here: tests give a thread one to see that it is taken off and put back.
-thread_local bool threadHasIdentity = false;
 
 ThreadToken::~ThreadToken() = default;
 

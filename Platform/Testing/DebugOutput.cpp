@@ -4,7 +4,7 @@
 #ifdef _WIN32
 #include <windows.h>
 #else
-#include "Platform/Posix/DebugOutputHook.h"
+#include "Platform/Posix/TestHooks.h"
 #endif
 
 namespace

@@ -256,6 +256,7 @@ TEST(Accounts, MalformedFileHasNone)
                              "user .\\b",
                              "user .\\b = ",
                              "user .\\b = -1",
+                             "user .\\b = 4294967296",
                              "user b = 1",
                              "user .\\ = 1",
                              "user .\\A = 1",

@@ -6,6 +6,8 @@
 #include <array>
 #include <cstring>
 #include <windows.h>
+// The order counts.
+#include <sddl.h>
 
 namespace
 {
@@ -105,6 +107,17 @@ const Redirection byName("LookupAccountNameW", reinterpret_cast<const void*>(&Lo
 const Redirection bySid("LookupAccountSidW", reinterpret_cast<const void*>(&LookUpBySid));
 
 } // namespace
+
+// The platform's own would bring its imports from authz.dll along.
+bool Platform::ParseSid(const std::wstring& text, Sid& sid)
+{
+    PSID parsed = nullptr;
+    if (!ConvertStringSidToSidW(text.c_str(), &parsed))
+        return false;
+    sid = ReadSid(parsed);
+    LocalFree(parsed);
+    return true;
+}
 
 // The SDK's header of these functions is not included: it says that they are imported.
 #define EXPORTED extern "C" __declspec(dllexport)
