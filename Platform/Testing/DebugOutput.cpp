@@ -1,6 +1,7 @@
 #include "Platform/Testing/DebugOutput.h"
 
 #include <mutex>
+#include <string_view>
 #ifdef _WIN32
 #include <windows.h>
 #else
@@ -13,7 +14,7 @@ namespace
 std::mutex recordLock;
 std::wstring recorded; // guarded by recordLock
 
-void Record(const wchar_t* text)
+void Record(std::wstring_view text)
 {
     const std::lock_guard guard(recordLock);
     recorded += text;
@@ -21,14 +22,15 @@ void Record(const wchar_t* text)
 
 #ifdef _WIN32
 
-// Output raises an exception of its own.
+// Output raises an exception of its own, whose text is narrow. Tests have ASCII only.
 LONG CALLBACK OnException(EXCEPTION_POINTERS* exception)
 {
-    constexpr DWORD wideOutput = 0x4001000A;
+    constexpr DWORD narrowOutput = 0x40010006;
     const EXCEPTION_RECORD& record = *exception->ExceptionRecord;
-    if (record.ExceptionCode != wideOutput)
+    if (record.ExceptionCode != narrowOutput)
         return EXCEPTION_CONTINUE_SEARCH;
-    Record(reinterpret_cast<const wchar_t*>(record.ExceptionInformation[1]));
+    const std::string_view text = reinterpret_cast<const char*>(record.ExceptionInformation[1]);
+    Record(std::wstring(text.begin(), text.end()));
     return EXCEPTION_CONTINUE_EXECUTION;
 }
 
@@ -43,7 +45,7 @@ DebugOutputCapture::DebugOutputCapture()
 #ifdef _WIN32
     m_registration = AddVectoredExceptionHandler(1, &OnException);
 #else
-    debugOutputHook = &Record;
+    debugOutputHook = [](const wchar_t* text) { Record(text); };
 #endif
 }
 

@@ -74,7 +74,7 @@ TEST_F(Settings, IniValues)
         {L"[s\nk=v\n", L"s", L"k", L""},
         {L"[s]\n[k]=v\n", L"s", L"[k]", L""},
         {L"[s]\nk=\u00E4\u4E00\u20AC\n", L"s", L"k", L"\u00E4\u4E00\u20AC", true},
-        {L"[\u00E4]\r\n\u00F6=v\r\n", L"\u00C4", L"\u00D6", L"v", true},
+        {L"[\u00E4]\r\n\u00F6=v\r\n", L"\u00E4", L"\u00F6", L"v", true},
         {L"[s]\nk=v\u001A\n", L"s", L"k", L"v"},
     };
     for (const auto& row : rows) {
