@@ -8,9 +8,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <ctime>
-#include <execinfo.h>
-#include <iterator>
 #include <unistd.h>
+#include <unwind.h>
 
 std::atomic<void (*)(const wchar_t* text)> debugOutputHook{nullptr};
 
@@ -19,6 +18,33 @@ thread_local bool threadHasIdentity = false;
 
 namespace Platform
 {
+
+namespace
+{
+
+struct Capture
+{
+    std::uint64_t skip;
+    unsigned size;
+    void** frames;
+    unsigned count;
+};
+
+_Unwind_Reason_Code AddFrame(_Unwind_Context* context, void* argument)
+{
+    Capture& capture = *static_cast<Capture*>(argument);
+    if (capture.skip > 0) {
+        --capture.skip;
+        return _URC_NO_REASON;
+    }
+    const _Unwind_Ptr address = _Unwind_GetIP(context);
+    if (capture.count == capture.size || address == 0)
+        return _URC_END_OF_STACK;
+    capture.frames[capture.count++] = reinterpret_cast<void*>(address);
+    return _URC_NO_REASON;
+}
+
+} // namespace
 
 std::uint32_t ProcessId()
 {
@@ -67,16 +93,13 @@ CivilTime ToLocalTime(std::uint64_t systemTime)
             number(units % unitsPerSecond / 10'000)};
 }
 
-// The first frame that the system shows is this function's.
+// The first frame that the unwinder shows is this function's. Not backtrace(): sanitizers put a frame of theirs
+// between.
 [[gnu::noinline]] unsigned CaptureCallStack(unsigned framesToSkip, void** frames, unsigned count)
 {
-    void* all[100];
-    const std::size_t wanted = std::size_t{framesToSkip} + 1 + count;
-    const auto captured = static_cast<unsigned>(backtrace(all, static_cast<int>(std::min(wanted, std::size(all)))));
-    const unsigned first = std::min(framesToSkip + 1, captured);
-    count = std::min(count, captured - first);
-    std::copy_n(all + first, count, frames);
-    return count;
+    Capture capture{std::uint64_t{framesToSkip} + 1, count, frames, 0};
+    _Unwind_Backtrace(&AddFrame, &capture);
+    return capture.count;
 }
 
 void WriteDebugOutput(const wchar_t* text) noexcept
