@@ -15,8 +15,6 @@ namespace Platform
 // A security identifier in its binary form.
 using Sid = std::vector<std::uint8_t>;
 
-inline constexpr std::size_t MaxSidSize = 68;
-
 // What a look-up calls an account; the numbers are the system's.
 enum class AccountType
 {
@@ -31,13 +29,6 @@ enum class AccountType
     Computer = 9,
 };
 
-enum class WellKnownSid
-{
-    LocalSystem,
-    LocalService,
-    NetworkService,
-};
-
 struct AccountInfo
 {
     Sid sid;
@@ -46,7 +37,7 @@ struct AccountInfo
     AccountType type = AccountType::Invalid;
 };
 
-// Whether the bytes are one SID, whole and without anything behind it.
+// Whether the bytes are one SID, whole and without anything behind it; none is longer than 68 bytes.
 bool IsValidSid(const Sid& sid);
 
 // Reads S-1-5-… or the two letters of a well-known account. False when the text is neither.
@@ -55,45 +46,28 @@ bool ParseSid(const std::wstring& text, Sid& sid);
 // Stores "S-1-5-18" for a valid SID.
 HRESULT FormatSid(const Sid& sid, std::wstring& text);
 
-bool IsWellKnownSid(const Sid& sid, WellKnownSid which);
+// Whether it is the SID of LocalSystem, LocalService or NetworkService.
+bool IsServiceSid(const Sid& sid);
 
 // Whether two SIDs belong to the same account domain; 0x800704EA when one of them belongs to none.
 HRESULT AreOfSameDomain(const Sid& a, const Sid& b, bool& same);
 
 // Looks an account up on `system` (empty: this computer). 0x80070534 when there is none, E_FAIL for a SID of more than
-// MaxSidSize bytes. `name` of the result is the one asked for.
+// 68 bytes. `name` of the result is the one asked for.
 HRESULT LookUpAccountByName(const std::wstring& system, const std::wstring& name, AccountInfo& account);
 
 // The same by SID. 0x8007007A for names of more than 511 characters.
 HRESULT LookUpAccountBySid(const std::wstring& system, const Sid& sid, AccountInfo& account);
 
-// The authorization context of an account, as the host's token manager takes it: on Windows an
+// The authorization context of an account, as the host's token manager takes it: on Windows what is pointed to is an
 // AUTHZ_CLIENT_CONTEXT_HANDLE.
-class ClientContext
-{
-public:
-    ClientContext() = default;
+using ClientContext = std::shared_ptr<void>;
 
-    // With `resolveGroups` the context has the account's groups, and the account must be known (0x80070534).
-    static HRESULT Make(const Sid& sid, bool resolveGroups, ClientContext& context);
+// With `resolveGroups` the context has the account's groups, and the account must be known (0x80070534). A failure
+// leaves `context` as it is.
+HRESULT MakeClientContext(const Sid& sid, bool resolveGroups, ClientContext& context);
 
-    void* Get() const { return m_context.get(); }
-
-private:
-    struct FreeManager
-    {
-        void operator()(void* manager) const;
-    };
-    struct FreeContext
-    {
-        void operator()(void* context) const;
-    };
-    std::unique_ptr<void, FreeManager> m_manager; // outlives the context; none natively
-    std::unique_ptr<void, FreeContext> m_context;
-};
-
-// For hosts: the account and the groups of a context that somebody has handed over. E_INVALIDARG, natively, for what is
-// no context.
+// For hosts: the account and the groups of a context that somebody has handed over.
 HRESULT ReadClientContext(void* context, Sid& user, std::vector<Sid>& groups);
 
 } // namespace Platform

@@ -3,6 +3,7 @@
 
 #include "Platform/Types.h"
 
+#include <memory>
 #include <string>
 
 namespace Platform
@@ -12,12 +13,6 @@ namespace Platform
 class ErrorInfo
 {
 public:
-    ErrorInfo() = default;
-    ErrorInfo(const ErrorInfo& other) noexcept;
-    ErrorInfo(ErrorInfo&& other) noexcept;
-    ErrorInfo& operator=(ErrorInfo other) noexcept;
-    ~ErrorInfo();
-
     // `origin` tells who made it. None when it cannot be made.
     static ErrorInfo Make(const GUID& origin, const std::wstring& description) noexcept;
 
@@ -36,7 +31,7 @@ public:
     explicit operator bool() const { return m_object != nullptr; }
 
 private:
-    void* m_object = nullptr;
+    std::shared_ptr<void> m_object;
 };
 
 } // namespace Platform

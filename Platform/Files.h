@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace Platform
 {
@@ -20,8 +21,12 @@ class AppendFile
 {
 public:
     AppendFile() = default;
-    AppendFile(AppendFile&& other) noexcept;
-    AppendFile& operator=(AppendFile&& other) noexcept;
+    AppendFile(AppendFile&& other) noexcept : m_handle(std::exchange(other.m_handle, None)) {}
+    AppendFile& operator=(AppendFile&& other) noexcept
+    {
+        std::swap(m_handle, other.m_handle);
+        return *this;
+    }
     ~AppendFile();
 
     // Opens the file, which is made when it is missing. A failure leaves `file` empty: 0x80070020 when somebody has the

@@ -61,11 +61,7 @@ public:
     explicit operator bool() const { return m_content != nullptr; }
 
 private:
-    struct Unload
-    {
-        void operator()(void* content) const;
-    };
-    std::unique_ptr<void, Unload> m_content;
+    std::shared_ptr<void> m_content;
 };
 
 // The system's own message for an error code or HRESULT; the language is chosen as above. Any thread.

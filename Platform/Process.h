@@ -22,7 +22,7 @@ struct CivilTime
     unsigned year, month, day, hour, minute, second, millisecond;
 };
 
-// The local time of a SystemTime by today's difference of the zone; all 0 for what is no date. Any thread.
+// The local time of a SystemTime by today's difference of the zone. Any thread.
 CivilTime ToLocalTime(std::uint64_t systemTime);
 
 // Stores the return addresses of the calling thread's frames, innermost first; frame 0 is the caller's. Returns how

@@ -42,9 +42,9 @@ Platform::ClientContext MakeContext(const std::wstring& sidText)
     Platform::Sid sid;
     Platform::ParseSid(sidText, sid);
     Platform::ClientContext context;
-    HRESULT hr = Platform::ClientContext::Make(sid, true, context);
+    HRESULT hr = Platform::MakeClientContext(sid, true, context);
     if (FAILED(hr))
-        hr = Platform::ClientContext::Make(sid, false, context);
+        hr = Platform::MakeClientContext(sid, false, context);
     if (FAILED(hr))
         RefuseBecauseOf(hr, L"no authorization context for '" + sidText + L"'");
     return context;
@@ -144,7 +144,7 @@ NodeHandle AuthTokenMgr::Mint(const Account& account, const wchar_t* nodeName)
 
 NodeHandle AuthTokenMgr::MintForSid(const std::wstring& sid, const wchar_t* nodeName)
 {
-    return Mint(ReadAccount(MakeContext(sid).Get()), nodeName);
+    return Mint(ReadAccount(MakeContext(sid).get()), nodeName);
 }
 
 } // namespace Host

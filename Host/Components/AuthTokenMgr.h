@@ -25,7 +25,7 @@ public:
     AuthTokenMgr(std::chrono::duration<double> lifetime, bool displayNames);
     ~AuthTokenMgr() override = default;
 
-    // E_INVALIDARG for another kind than 2, arguments that are not 0, and what is no authorization context.
+    // E_INVALIDARG for another kind than 2, arguments that are not 0, and a null context.
     HRESULT MakeAuthToken(std::uint32_t kind, std::uintptr_t reserved1, std::uintptr_t reserved2,
                           void* authzClientContext, IKelNode** token) override;
     // E_INVALIDARG for a token that was not minted here.

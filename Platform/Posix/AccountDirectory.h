@@ -1,5 +1,5 @@
 // The accounts that this computer knows: the well-known ones, which are built in, and those of the accounts file.
-// Internal to the platform; free of the system, because the stand-ins for tests under Wine use it as well.
+// Internal to the platform; the stand-ins for tests under Wine use it as well.
 //
 // The accounts file, named by the environment variable KESTRINE_ACCOUNTS_FILE, is UTF-8 text (UTF-16LE with its
 // byte-order mark is also read). Every line is blank, a comment or an entry:
@@ -28,65 +28,63 @@
 #pragma once
 
 #include "Platform/Accounts.h"
-#include "Platform/Posix/SidBytes.h"
 
-#include <memory>
-#include <unordered_map>
+#include <deque>
+#include <map>
+#include <string_view>
 
 struct Account
 {
     std::wstring domain;
     std::wstring name; // empty: the domain itself
-    SidBytes sid;
+    Platform::Sid sid;
     Platform::AccountType type;
-    std::vector<std::size_t> groups; // those that it is in itself, by index
+    std::vector<const Account*> groups; // those that it is in itself
 };
 
-// Accounts by name and by SID. Reading it is safe on any thread while nobody adds to it.
 class AccountDirectory
 {
 public:
-    // The well-known accounts.
-    AccountDirectory();
+    // The accounts as the file has them now. The directory does not change: who holds it sees one state of the file.
+    // Any thread.
+    static std::shared_ptr<const AccountDirectory> Current();
 
     // Null when there is none. Names: DOMAIN\name, name@DOMAIN, either with the domain's DNS name; .\name; the name of
-    // an account alone, which is looked for among the well-known ones, on the computer and then domain by domain; the
-    // name of a domain.
-    const Account* FindByName(std::wstring_view name) const;
-    const Account* FindBySid(const SidBytes& sid) const;
+    // a domain; the name of an account alone, which is looked for among the well-known ones, on the computer and then
+    // domain by domain.
+    const Account* FindByName(std::wstring_view name) const { return Find(name); }
+    const Account* FindBySid(const Platform::Sid& sid) const;
 
     // The groups that the account is in, directly or through others, Everyone and Authenticated Users included.
-    std::vector<SidBytes> GroupsOf(const Account& account) const;
-
-    // Each returns false, and adds nothing, when something that it names is not there or something that it adds is.
-    // The computer's own domain, before all others; it is also found by the computer's name.
-    bool AddComputer(std::wstring_view name, const SidBytes& sid, std::wstring_view computer);
-    bool AddDomain(std::wstring_view name, const SidBytes& sid, std::wstring_view dnsName);
-    bool AddAccount(std::wstring_view name, std::uint32_t relativeId, Platform::AccountType type);
-    bool AddMember(std::wstring_view group, std::wstring_view member);
-    bool SetType(std::wstring_view name, Platform::AccountType type);
-
-    bool HasComputer() const { return m_domains.size() > ownDomain; }
+    std::vector<Platform::Sid> GroupsOf(const Account& account) const;
 
 private:
     struct Domain
     {
         std::wstring name;
-        SidBytes sid;                                           // empty: no account domain
-        std::unordered_map<std::wstring, std::size_t> accounts; // by folded name
+        std::wstring sid;
+        std::wstring dnsName; // or another second name; empty: none
     };
 
-    static constexpr std::size_t ownDomain = 3; // behind those of the well-known accounts
-    static constexpr std::size_t none = static_cast<std::size_t>(-1);
+    AccountDirectory(); // the well-known accounts
+    static std::shared_ptr<const AccountDirectory> Load(const std::string& file);
 
-    std::size_t Find(std::wstring_view name) const;
-    std::size_t FindBare(std::wstring_view name) const;
-    std::size_t FindIn(std::size_t domain, std::wstring_view name) const;
+    // Returns what was expected instead of the line; null: nothing is wrong.
+    const wchar_t* AddLine(std::wstring_view line);
+
+    // False when something that is named is not there or something that is added is.
+    bool AddEntry(std::wstring_view keyword, std::wstring_view name, std::wstring_view value);
+    bool AddDomain(std::wstring_view name, std::wstring_view sid, std::wstring_view dnsName);
+    bool AddAccount(std::wstring_view name, std::wstring_view relativeId, Platform::AccountType type);
+    bool Insert(std::size_t domain, std::wstring_view name, const std::wstring& sidText, Platform::AccountType type);
+    void CompleteComputer();
+
+    Account* Find(std::wstring_view name) const;
+    Account* FindIn(std::size_t domain, std::wstring_view name) const;
     std::size_t FindDomain(std::wstring_view name) const;
-    bool Insert(std::size_t domain, std::wstring_view name, SidBytes sid, Platform::AccountType type);
 
-    std::vector<Account> m_accounts;
-    std::unordered_map<SidBytes, std::size_t, SidHash> m_bySid;
-    std::vector<Domain> m_domains;
-    std::unordered_map<std::wstring, std::size_t> m_domainNames; // NetBIOS and DNS names, folded
+    std::vector<Domain> m_domains;  // those of the well-known accounts, the computer's own, others
+    std::deque<Account> m_accounts; // whose addresses stay
+    std::map<std::pair<std::size_t, std::wstring>, Account*> m_byName; // domain and folded name
+    std::map<Platform::Sid, Account*> m_bySid;
 };

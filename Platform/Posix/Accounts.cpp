@@ -1,13 +1,11 @@
 #include "Platform/Accounts.h"
 
-#include "Platform/Posix/CurrentAccounts.h"
+#include "Platform/Posix/AccountDirectory.h"
 #include "Platform/Posix/TextFile.h"
-#include "Platform/Posix/WellKnownAccounts.h"
 
 #include <algorithm>
+#include <cwchar>
 #include <iterator>
-#include <mutex>
-#include <set>
 
 namespace Platform
 {
@@ -15,19 +13,41 @@ namespace Platform
 namespace
 {
 
+// A SID: revision (1), number of sub-authorities, 6 bytes of authority (big-endian), sub-authorities (32 bits,
+// little-endian).
+constexpr std::size_t headSize = 8;
+constexpr std::size_t maxSubAuthorities = 15;
+
 struct Context
 {
     Sid user;
     std::vector<Sid> groups;
 };
 
-std::mutex contextLock;
-std::set<const void*> contexts; // guarded by contextLock
-
-bool IsContext(const void* context)
+// Takes a decimal or, behind "0x", hexadecimal number off the front of `text`; `value` is at most `limit`. False when
+// there is none.
+bool TakeNumber(std::wstring_view& text, std::uint64_t limit, std::uint64_t& value)
 {
-    const std::lock_guard guard(contextLock);
-    return contexts.contains(context);
+    const bool hexadecimal = text.starts_with(L"0x") || text.starts_with(L"0X");
+    text.remove_prefix(hexadecimal ? 2 : 0);
+    const wchar_t* const digits = hexadecimal ? L"0123456789abcdefABCDEF" : L"0123456789";
+    const std::wstring number(text.substr(0, text.find_first_not_of(digits)));
+    value = std::min<std::uint64_t>(std::wcstoull(number.c_str(), nullptr, hexadecimal ? 16 : 10), limit);
+    text.remove_prefix(number.size());
+    return !number.empty();
+}
+
+// What the SIDs of one domain have in common; empty for a SID of none. Of the domain S-1-5-32 only the same SID is.
+Sid DomainOf(const Sid& sid)
+{
+    constexpr std::size_t end = headSize + 4 * 4;
+    const auto begins = [&sid](std::uint8_t first) {
+        const std::uint8_t head[] = {0, 0, 0, 0, 0, 5, first, 0, 0, 0};
+        return sid.size() > headSize && std::equal(std::begin(head), std::end(head), sid.begin() + 2);
+    };
+    if (begins(21) && sid.size() >= end)
+        return {sid.begin() + 2, sid.begin() + end};
+    return begins(32) ? sid : Sid();
 }
 
 HRESULT FindAccount(const std::wstring& system, const Account* found, AccountInfo& account)
@@ -44,46 +64,79 @@ HRESULT FindAccount(const std::wstring& system, const Account* found, AccountInf
 
 bool IsValidSid(const Sid& sid)
 {
-    constexpr std::size_t head = 8;
-    return sid.size() >= head && sid[0] == 1 && sid[1] <= MaxSubAuthorities && sid.size() == head + 4U * sid[1];
+    return sid.size() >= headSize && sid[0] == 1 && sid[1] <= maxSubAuthorities && sid.size() == headSize + 4U * sid[1];
 }
 
-// Blanks in front do not count.
-bool ParseSid(const std::wstring& text, Sid& sid)
+// As on Windows, blanks in front and a dash at the end do not count, and numbers that are too big are the biggest.
+bool ParseSid(const std::wstring& source, Sid& sid)
 {
-    const std::wstring_view name = std::wstring_view(text).substr(std::min(text.find_first_not_of(L' '), text.size()));
-    const auto* const alias =
-        std::find_if(std::begin(wellKnownAccounts), std::end(wellKnownAccounts),
-                     [name](const WellKnownAccount& account) { return EqualIgnoringCase(account.shortSid, name); });
-    return ReadSidText(alias == std::end(wellKnownAccounts) ? name : alias->sid, sid);
+    static constexpr std::pair<const wchar_t*, const wchar_t*> shortForms[] = {
+        {L"WD", L"S-1-1-0"},  {L"NU", L"S-1-5-2"},      {L"IU", L"S-1-5-4"},      {L"SU", L"S-1-5-6"},
+        {L"AN", L"S-1-5-7"},  {L"AU", L"S-1-5-11"},     {L"SY", L"S-1-5-18"},     {L"LS", L"S-1-5-19"},
+        {L"NS", L"S-1-5-20"}, {L"BA", L"S-1-5-32-544"}, {L"BU", L"S-1-5-32-545"}, {L"BG", L"S-1-5-32-546"},
+    };
+    std::wstring_view text = std::wstring_view(source).substr(std::min(source.find_first_not_of(L' '), source.size()));
+    for (const auto& [shortForm, sidText] : shortForms)
+        text = EqualIgnoringCase(text, shortForm) ? sidText : text;
+    if (!text.starts_with(L"S-") && !text.starts_with(L"s-"))
+        return false;
+    text.remove_prefix(2);
+    std::uint64_t number = 0;
+    if (!TakeNumber(text, 0xFF, number) || number != 1 || !text.starts_with(L'-'))
+        return false;
+    text.remove_prefix(1);
+    if (!TakeNumber(text, 0xFFFFFFFFFFFF, number))
+        return false;
+    sid = {1, 0};
+    for (int shift = 40; shift >= 0; shift -= 8)
+        sid.push_back(static_cast<std::uint8_t>(number >> shift));
+    while (text.size() > 1 && text.front() == L'-' && sid[1] < maxSubAuthorities) {
+        text.remove_prefix(1);
+        if (!TakeNumber(text, 0xFFFFFFFF, number))
+            return false;
+        for (int shift = 0; shift < 32; shift += 8)
+            sid.push_back(static_cast<std::uint8_t>(number >> shift));
+        ++sid[1];
+    }
+    return sid[1] > 0 && (text.empty() || text == L"-");
 }
 
 HRESULT FormatSid(const Sid& sid, std::wstring& text)
 {
     if (!IsValidSid(sid))
         return HResultFromWin32(ERROR_INVALID_SID);
-    text = SidText(sid);
+    std::uint64_t authority = 0;
+    for (std::size_t i = 2; i < headSize; ++i)
+        authority = (authority << 8) | sid[i];
+    wchar_t number[16];
+    const wchar_t* const format = authority > 0xFFFFFFFF ? L"0x%012llx" : L"%llu";
+    std::swprintf(number, std::size(number), format, static_cast<unsigned long long>(authority));
+    text = std::wstring(L"S-1-") + number;
+    for (std::size_t i = headSize; i < sid.size(); i += 4)
+        text +=
+            L'-' + std::to_wstring(sid[i] + (sid[i + 1] << 8) + (sid[i + 2] << 16) + (std::int64_t{sid[i + 3]} << 24));
     return S_OK;
 }
 
-bool IsWellKnownSid(const Sid& sid, WellKnownSid which)
+bool IsServiceSid(const Sid& sid)
 {
-    const wchar_t* const text = which == WellKnownSid::LocalSystem    ? L"S-1-5-18"
-                                : which == WellKnownSid::LocalService ? L"S-1-5-19"
-                                                                      : L"S-1-5-20";
-    return IsValidSid(sid) && SidText(sid) == text;
+    std::wstring text;
+    return FormatSid(sid, text) >= 0 && (text == L"S-1-5-18" || text == L"S-1-5-19" || text == L"S-1-5-20");
 }
 
 HRESULT AreOfSameDomain(const Sid& a, const Sid& b, bool& same)
 {
     if (!IsValidSid(a) || !IsValidSid(b))
         return HResultFromWin32(ERROR_INVALID_SID);
-    return CompareDomains(a, b, same) ? S_OK : HResultFromWin32(ERROR_NON_DOMAIN_SID);
+    if (DomainOf(a).empty() || DomainOf(b).empty())
+        return HResultFromWin32(ERROR_NON_DOMAIN_SID);
+    same = DomainOf(a) == DomainOf(b);
+    return S_OK;
 }
 
 HRESULT LookUpAccountByName(const std::wstring& system, const std::wstring& name, AccountInfo& account)
 {
-    const std::shared_ptr<const AccountDirectory> accounts = CurrentAccounts();
+    const std::shared_ptr<const AccountDirectory> accounts = AccountDirectory::Current();
     const HRESULT hr = FindAccount(system, accounts->FindByName(name), account);
     if (hr >= 0)
         account.name = name;
@@ -95,45 +148,30 @@ HRESULT LookUpAccountBySid(const std::wstring& system, const Sid& sid, AccountIn
     constexpr std::size_t longest = 511;
     if (!IsValidSid(sid))
         return HResultFromWin32(ERROR_INVALID_SID);
-    const std::shared_ptr<const AccountDirectory> accounts = CurrentAccounts();
+    const std::shared_ptr<const AccountDirectory> accounts = AccountDirectory::Current();
     const HRESULT hr = FindAccount(system, accounts->FindBySid(sid), account);
     const bool tooLong = hr >= 0 && std::max(account.name.size(), account.domain.size()) > longest;
     return tooLong ? HResultFromWin32(ERROR_INSUFFICIENT_BUFFER) : hr;
 }
 
-HRESULT ClientContext::Make(const Sid& sid, bool resolveGroups, ClientContext& context)
+HRESULT MakeClientContext(const Sid& sid, bool resolveGroups, ClientContext& context)
 {
     if (!IsValidSid(sid))
         return HResultFromWin32(ERROR_INVALID_SID);
-    auto made = std::make_unique<Context>(Context{sid, {}});
+    Context made{sid, {}};
     if (resolveGroups) {
-        const std::shared_ptr<const AccountDirectory> accounts = CurrentAccounts();
+        const std::shared_ptr<const AccountDirectory> accounts = AccountDirectory::Current();
         const Account* const account = accounts->FindBySid(sid);
         if (!account)
             return HResultFromWin32(ERROR_NONE_MAPPED);
-        made->groups = accounts->GroupsOf(*account);
+        made.groups = accounts->GroupsOf(*account);
     }
-    {
-        const std::lock_guard guard(contextLock);
-        contexts.insert(made.get());
-    }
-    context.m_context.reset(made.release());
+    context = std::make_shared<Context>(std::move(made));
     return S_OK;
-}
-
-void ClientContext::FreeManager::operator()(void*) const {}
-
-void ClientContext::FreeContext::operator()(void* context) const
-{
-    const std::unique_ptr<Context> owner(static_cast<Context*>(context));
-    const std::lock_guard guard(contextLock);
-    contexts.erase(context);
 }
 
 HRESULT ReadClientContext(void* context, Sid& user, std::vector<Sid>& groups)
 {
-    if (!IsContext(context))
-        return E_INVALIDARG;
     const Context& read = *static_cast<const Context*>(context);
     user = read.user;
     groups = read.groups;
@@ -141,9 +179,3 @@ HRESULT ReadClientContext(void* context, Sid& user, std::vector<Sid>& groups)
 }
 
 } // namespace Platform
-
-unsigned LiveClientContexts()
-{
-    const std::lock_guard guard(Platform::contextLock);
-    return static_cast<unsigned>(Platform::contexts.size());
-}

@@ -1,7 +1,5 @@
 #include "Platform/ErrorInfo.h"
 
-#include <atomic>
-#include <memory>
 #include <utility>
 
 namespace Platform
@@ -12,44 +10,18 @@ namespace
 
 struct Information
 {
-    std::atomic<unsigned> references;
-    const GUID origin;
-    const std::wstring description;
+    GUID origin;
+    std::wstring description;
 };
-
-Information* AsInformation(void* object)
-{
-    return static_cast<Information*>(object);
-}
 
 thread_local ErrorInfo threadErrorInfo;
 
 } // namespace
 
-ErrorInfo::ErrorInfo(const ErrorInfo& other) noexcept : m_object(other.m_object)
-{
-    if (m_object)
-        ++AsInformation(m_object)->references;
-}
-
-ErrorInfo::ErrorInfo(ErrorInfo&& other) noexcept : m_object(std::exchange(other.m_object, nullptr)) {}
-
-ErrorInfo& ErrorInfo::operator=(ErrorInfo other) noexcept
-{
-    std::swap(m_object, other.m_object);
-    return *this;
-}
-
-ErrorInfo::~ErrorInfo()
-{
-    if (m_object && --AsInformation(m_object)->references == 0)
-        std::unique_ptr<Information>(AsInformation(m_object)).reset();
-}
-
 ErrorInfo ErrorInfo::Make(const GUID& origin, const std::wstring& description) noexcept
 try {
     ErrorInfo made;
-    made.m_object = new Information{1, origin, description};
+    made.m_object = std::make_shared<Information>(Information{origin, description});
     return made;
 } catch (...) {
     return {};
@@ -67,12 +39,12 @@ void ErrorInfo::LeaveOnThread() const noexcept
 
 std::wstring ErrorInfo::Description() const
 {
-    return m_object ? AsInformation(m_object)->description : std::wstring();
+    return m_object ? static_cast<const Information*>(m_object.get())->description : std::wstring();
 }
 
 GUID ErrorInfo::Origin() const
 {
-    return m_object ? AsInformation(m_object)->origin : GUID{};
+    return m_object ? static_cast<const Information*>(m_object.get())->origin : GUID{};
 }
 
 } // namespace Platform

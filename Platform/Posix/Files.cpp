@@ -1,17 +1,16 @@
 #include "Platform/Files.h"
 
-#include "Platform/Posix/Failure.h"
 #include "Platform/Posix/NativePath.h"
 #include "Platform/Posix/WriteWithoutSignal.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
+#include <filesystem>
+#include <iterator>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <utility>
-#include <vector>
 
 namespace Platform
 {
@@ -23,19 +22,34 @@ namespace
 constexpr mode_t fileForOwnerAndGroup = 0640;
 constexpr mode_t folderForOwnerAndGroup = 0750;
 
-HRESULT FromErrno(const std::string& path = {})
+// The failure of the last system call, which was about `path`.
+HRESULT FromErrno(const std::filesystem::path& path = {})
 {
-    return HResultFromWin32(ErrorFromErrno(errno, path));
-}
-
-std::uint32_t Low(std::uint64_t value)
-{
-    return static_cast<std::uint32_t>(value & 0xFFFFFFFF);
-}
-
-std::uint32_t High(std::uint64_t value)
-{
-    return static_cast<std::uint32_t>(value >> 32);
+    static constexpr std::pair<int, DWORD> codes[] = {
+        {ENOENT, ERROR_FILE_NOT_FOUND},
+        {ENOTDIR, ERROR_PATH_NOT_FOUND},
+        {EACCES, ERROR_ACCESS_DENIED},
+        {EPERM, ERROR_ACCESS_DENIED},
+        {EISDIR, ERROR_ACCESS_DENIED},
+        {EROFS, ERROR_ACCESS_DENIED},
+        {EMFILE, ERROR_TOO_MANY_OPEN_FILES},
+        {ENFILE, ERROR_TOO_MANY_OPEN_FILES},
+        {ENOMEM, ERROR_NOT_ENOUGH_MEMORY},
+        {EWOULDBLOCK, ERROR_SHARING_VIOLATION},
+        {EEXIST, ERROR_ALREADY_EXISTS},
+        {ENOSPC, ERROR_DISK_FULL},
+        {EDQUOT, ERROR_DISK_FULL},
+        {EFBIG, ERROR_FILE_TOO_LARGE},
+        {EPIPE, ERROR_NO_DATA},
+        {ENAMETOOLONG, ERROR_FILENAME_EXCED_RANGE},
+    };
+    const auto* const known = std::find_if(std::begin(codes), std::end(codes),
+                                           [error = errno](const auto& code) { return code.first == error; });
+    DWORD code = known == std::end(codes) ? ERROR_GEN_FAILURE : known->second;
+    std::error_code ignored;
+    if (code == ERROR_FILE_NOT_FOUND && !std::filesystem::is_directory(path.parent_path(), ignored))
+        code = ERROR_PATH_NOT_FOUND;
+    return HResultFromWin32(code);
 }
 
 // Cuts off what a failed write has left at the end of a file, unless somebody else has appended behind it.
@@ -58,56 +72,7 @@ std::uint64_t FileIndex(int descriptor, const struct stat& status)
     return status.st_ino ^ ((seconds * 1'000'000'000 + birth.stx_btime.tv_nsec) << 8);
 }
 
-bool IsUnc(std::wstring_view path)
-{
-    return path.starts_with(L"\\\\");
-}
-
-// "C:\", "C:", "\\server\share" or "\", as far as the path has it.
-std::wstring_view Root(std::wstring_view path)
-{
-    if (IsUnc(path)) {
-        const std::size_t server = path.find(L'\\', 2);
-        return server == path.npos ? path : path.substr(0, path.find(L'\\', server + 1));
-    }
-    const std::size_t drive = path.size() > 1 && path[1] == L':' ? 2 : 0;
-    return path.substr(0, drive + (path.substr(drive).starts_with(L'\\') ? 1 : 0));
-}
-
-// Resolves "." and "..". Going back over the first folder of a relative path leaves a rooted one, and a ".." in front
-// of it stays.
-std::wstring Canonical(std::wstring_view path)
-{
-    std::wstring text(Root(path));
-    const bool unc = IsUnc(path);
-    std::vector<std::wstring_view> components;
-    for (std::size_t begin = text.size() + (unc ? 1 : 0), end = text.size(); end < path.size(); begin = end + 1) {
-        end = std::min(path.find(L'\\', begin), path.size());
-        const std::wstring_view component = path.substr(begin, end - begin);
-        if (component == L".." && !components.empty()) {
-            components.pop_back();
-            if (components.empty() && text.empty())
-                text = L"\\";
-        } else if (component != L"." && (component != L".." || text.empty())) {
-            components.push_back(component);
-        }
-    }
-    for (std::size_t i = 0; i < components.size(); ++i)
-        text.append(i == 0 && !unc ? L"" : L"\\").append(components[i]);
-    if (text.empty() || (text.size() == 2 && text[1] == L':'))
-        text += L'\\';
-    return text;
-}
-
 } // namespace
-
-AppendFile::AppendFile(AppendFile&& other) noexcept : m_handle(std::exchange(other.m_handle, None)) {}
-
-AppendFile& AppendFile::operator=(AppendFile&& other) noexcept
-{
-    std::swap(m_handle, other.m_handle);
-    return *this;
-}
 
 AppendFile::~AppendFile()
 {
@@ -172,24 +137,25 @@ HRESULT AppendFile::GetIdentity(FileIdentity& identity) const
     if (fstat(static_cast<int>(m_handle), &status) != 0)
         return FromErrno();
     const std::uint64_t index = FileIndex(static_cast<int>(m_handle), status);
-    identity = {Low(status.st_dev) ^ High(status.st_dev), High(index), Low(index)};
+    identity = {static_cast<std::uint32_t>(status.st_dev), static_cast<std::uint32_t>(index >> 32),
+                static_cast<std::uint32_t>(index)};
     return S_OK;
 }
 
 HRESULT CreateFolder(const std::wstring& path)
 {
-    return mkdir(ToNativePath(path).c_str(), folderForOwnerAndGroup) == 0 ? S_OK : FromErrno();
+    const std::string native = ToNativePath(path);
+    return mkdir(native.c_str(), folderForOwnerAndGroup) == 0 ? S_OK : FromErrno(native);
 }
 
 HRESULT JoinPath(const std::wstring& directory, const std::wstring& relative, std::wstring& path)
 {
     constexpr std::size_t limit = 260;
-    const bool separated = directory.empty() || relative.empty() || directory.ends_with(L'\\');
-    const std::wstring joined = directory + (separated ? L"" : L"\\") + relative;
     // The limit counts before dots are resolved.
+    const std::wstring joined = directory + (directory.ends_with(L'\\') ? L"" : L"\\") + relative;
     if (joined.size() >= limit)
         return HResultFromWin32(ERROR_FILENAME_EXCED_RANGE);
-    path = Canonical(joined);
+    path = FromNativePath(std::filesystem::path(ToNativePath(joined)).lexically_normal().native());
     return S_OK;
 }
 

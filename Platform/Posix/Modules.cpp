@@ -1,8 +1,6 @@
 #include "Platform/Modules.h"
 
-#include "Platform/Posix/MessageFile.h"
 #include "Platform/Posix/NativePath.h"
-#include "Platform/Posix/SystemMessages.h"
 #include "Platform/Process.h"
 
 #include <dlfcn.h>
@@ -12,37 +10,6 @@
 
 namespace Platform
 {
-
-namespace
-{
-
-// A native module as the loader knows it now. Nothing is kept between calls, so that nothing outlives a module.
-struct LoadedModule
-{
-    const void* base = nullptr;
-    std::string name; // as it was loaded; empty for the main program
-};
-
-bool Find(const void* address, LoadedModule& module)
-{
-    Dl_info info;
-    void* map = nullptr;
-    if (dladdr1(address, &info, &map, RTLD_DL_LINKMAP) == 0 || !map)
-        return false;
-    module = {info.dli_fbase, static_cast<const link_map*>(map)->l_name};
-    return true;
-}
-
-// The folder's true name with the file's own: a link to a module stays one.
-std::filesystem::path FullPath(const LoadedModule& module, std::error_code& error)
-{
-    if (module.name.empty())
-        return std::filesystem::read_symlink("/proc/self/exe", error);
-    const std::filesystem::path path = std::filesystem::absolute(module.name, error);
-    return std::filesystem::canonical(path.parent_path(), error) / path.filename();
-}
-
-} // namespace
 
 const void* FindModule(const void* address)
 {
@@ -55,19 +22,25 @@ const void* MainModule()
     return FindModule(reinterpret_cast<const void*>(getauxval(AT_PHDR)));
 }
 
-std::wstring ModulePath(const void* base)
+// The folder's true name with the file's own: a link to a module stays one.
+std::wstring ModulePath(const void* module)
 {
-    LoadedModule module;
+    Dl_info info;
+    void* map = nullptr;
+    if (dladdr1(module, &info, &map, RTLD_DL_LINKMAP) == 0 || !map)
+        return {};
     std::error_code error;
-    const std::filesystem::path path = Find(base, module) ? FullPath(module, error) : std::filesystem::path();
+    std::filesystem::path path = static_cast<const link_map*>(map)->l_name; // empty for the main program
+    if (path.empty())
+        path = std::filesystem::read_symlink("/proc/self/exe", error);
+    path = std::filesystem::absolute(path, error);
+    path = std::filesystem::canonical(path.parent_path(), error) / path.filename();
     return error ? std::wstring() : FromNativePath(path.native());
 }
 
 HRESULT NativeModule::Load(const std::wstring& name, NativeModule& module)
 {
-    std::string path = ToNativePath(name);
-    if (path.find('/') != path.npos)
-        path = std::filesystem::absolute(path);
+    const std::string path = ToNativePath(name);
     module.m_handle.reset(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL));
     if (module)
         return S_OK;
@@ -85,35 +58,9 @@ void NativeModule::Unload::operator()(void* handle) const
     dlclose(handle);
 }
 
-HRESULT MessageModule::Load(const std::wstring& path, MessageModule& module)
+bool IsSystemVersionOrLater(unsigned, unsigned)
 {
-    auto content = std::make_unique<MessageFile>();
-    const DWORD error = content->Load(ToNativePath(path));
-    if (error == ERROR_SUCCESS)
-        module.m_content.reset(content.release());
-    return HResultFromWin32(error == ERROR_PATH_NOT_FOUND ? ERROR_FILE_NOT_FOUND : error);
-}
-
-std::optional<std::wstring> MessageModule::Find(std::uint32_t id) const
-{
-    return static_cast<const MessageFile*>(m_content.get())->Find(id);
-}
-
-void MessageModule::Unload::operator()(void* content) const
-{
-    delete static_cast<MessageFile*>(content);
-}
-
-std::optional<std::wstring> FindSystemMessage(std::uint32_t id)
-{
-    const wchar_t* const message = SystemMessage(id);
-    return message ? std::optional(std::wstring(message) + L".\r\n") : std::nullopt;
-}
-
-bool IsSystemVersionOrLater(unsigned major, unsigned minor)
-{
-    constexpr unsigned answeredMajor = 10;
-    return major < answeredMajor || (major == answeredMajor && minor == 0);
+    return true;
 }
 
 } // namespace Platform

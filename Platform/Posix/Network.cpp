@@ -43,20 +43,9 @@ void Append(const sockaddr* address, std::vector<NetworkAddress>& addresses)
 
 HRESULT FromResolverError(int error)
 {
-    switch (error) {
-    case 0:
-        return S_OK;
-    case EAI_NONAME:
-    case EAI_NODATA:
-    case EAI_ADDRFAMILY:
+    if (error == EAI_NONAME || error == EAI_NODATA || error == EAI_ADDRFAMILY)
         return HResultFromWin32(WSAHOST_NOT_FOUND);
-    case EAI_AGAIN:
-        return HResultFromWin32(WSATRY_AGAIN);
-    case EAI_MEMORY:
-        return HResultFromWin32(ERROR_NOT_ENOUGH_MEMORY);
-    default:
-        return HResultFromWin32(WSANO_RECOVERY);
-    }
+    return HResultFromWin32(error == EAI_AGAIN ? WSATRY_AGAIN : WSANO_RECOVERY);
 }
 
 HRESULT Resolve(const std::string& name, std::vector<NetworkAddress>& addresses)
@@ -65,33 +54,26 @@ HRESULT Resolve(const std::string& name, std::vector<NetworkAddress>& addresses)
     addrinfo hints{};
     hints.ai_socktype = SOCK_STREAM;
     addrinfo* answer = nullptr;
-    const int error = getaddrinfo(name.c_str(), nullptr, &hints, &answer);
-    const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owner(error == 0 ? answer : nullptr, &freeaddrinfo);
-    for (const addrinfo* entry = owner.get(); entry; entry = entry->ai_next)
+    if (const int error = getaddrinfo(name.c_str(), nullptr, &hints, &answer); error != 0)
+        return FromResolverError(error);
+    const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owner(answer, &freeaddrinfo);
+    for (const addrinfo* entry = answer; entry; entry = entry->ai_next)
         Append(entry->ai_addr, addresses);
-    return FromResolverError(error);
+    return S_OK;
 }
 
-void AppendInterfaces(const ifaddrs* interfaces, bool loopback, std::vector<NetworkAddress>& addresses)
-{
-    for (const ifaddrs* entry = interfaces; entry; entry = entry->ifa_next) {
-        if ((entry->ifa_flags & IFF_UP) && ((entry->ifa_flags & IFF_LOOPBACK) != 0) == loopback)
-            Append(entry->ifa_addr, addresses);
-    }
-}
-
-// The addresses of the interfaces, whatever the name resolution has for the computer's name; those of the loopback
-// interface where there is no other.
+// The addresses of the interfaces, whatever the name resolution has for the computer's name.
 HRESULT ResolveOwn(std::vector<NetworkAddress>& addresses)
 {
     ifaddrs* interfaces = nullptr;
     if (getifaddrs(&interfaces) != 0)
         return HResultFromWin32(WSANO_RECOVERY);
     const std::unique_ptr<ifaddrs, decltype(&freeifaddrs)> owner(interfaces, &freeifaddrs);
-    AppendInterfaces(interfaces, false, addresses);
-    if (addresses.empty())
-        AppendInterfaces(interfaces, true, addresses);
-    return addresses.empty() ? HResultFromWin32(WSAHOST_NOT_FOUND) : S_OK;
+    for (const ifaddrs* entry = interfaces; entry; entry = entry->ifa_next) {
+        if (entry->ifa_flags & IFF_UP)
+            Append(entry->ifa_addr, addresses);
+    }
+    return S_OK;
 }
 
 std::wstring HostName()
@@ -106,12 +88,6 @@ std::wstring FirstLabel(const std::wstring& host)
     return host.substr(0, host.find(L'.'));
 }
 
-bool IsOwnName(const std::wstring& name)
-{
-    const std::wstring host = HostName();
-    return name.empty() || EqualIgnoringCase(name, host) || EqualIgnoringCase(name, FirstLabel(host));
-}
-
 } // namespace
 
 NetworkSession::NetworkSession() : m_result(S_OK) {}
@@ -121,7 +97,9 @@ NetworkSession::~NetworkSession() = default;
 HRESULT ResolveHost(const std::wstring& host, std::vector<NetworkAddress>& addresses)
 {
     addresses.clear();
-    return IsOwnName(host) ? ResolveOwn(addresses) : Resolve(Text::ToUtf8(host), addresses);
+    const std::wstring own = HostName();
+    const bool isOwn = host.empty() || EqualIgnoringCase(host, own) || EqualIgnoringCase(host, FirstLabel(own));
+    return isOwn ? ResolveOwn(addresses) : Resolve(Text::ToUtf8(host), addresses);
 }
 
 // The host name's first label in upper case, cut to what a NetBIOS name can hold.

@@ -1,18 +1,20 @@
 #include "Platform/Process.h"
 
-#include "Platform/Posix/DebugOutputHook.h"
+#include "Platform/Posix/TestHooks.h"
 #include "Platform/Posix/TextFile.h"
-#include "Platform/Posix/ThreadIdentity.h"
 #include "Platform/Posix/WriteWithoutSignal.h"
 #include "Platform/Text.h"
 
+#include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <ctime>
 #include <unistd.h>
 #include <unwind.h>
 
 std::atomic<void (*)(const wchar_t* text)> debugOutputHook{nullptr};
+
+// There are no clients' identities here: tests give a thread one to see that it is taken off and put back.
+thread_local bool threadHasIdentity = false;
 
 namespace Platform
 {
@@ -54,54 +56,45 @@ std::uint32_t ThreadId()
     return static_cast<std::uint32_t>(gettid());
 }
 
-// Arguments with blanks stand in quotes.
 std::wstring CommandLine()
 {
-    std::wstring arguments;
-    std::wstring line;
-    ReadTextFile("/proc/self/cmdline", arguments);
-    for (std::size_t begin = 0; begin < arguments.size();) {
-        const std::wstring argument = arguments.c_str() + begin;
-        const bool quoted = argument.empty() || argument.find_first_of(L" \t") != argument.npos;
-        line += (begin ? L" " : L"") + (quoted ? L'"' + argument + L'"' : argument);
-        begin += argument.size() + 1;
-    }
-    return line;
+    std::wstring line = ReadTextFile("/proc/self/cmdline").value_or(L"");
+    std::replace(line.begin(), line.end(), L'\0', L' ');
+    return line.substr(0, line.find_last_not_of(L' ') + 1);
 }
+
+constexpr std::int64_t secondsFrom1601To1970 = 11644473600;
+constexpr std::int64_t unitsPerSecond = 10'000'000;
 
 std::uint64_t SystemTime()
 {
-    constexpr std::int64_t secondsFrom1601To1970 = 11644473600;
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
-    return static_cast<std::uint64_t>((now.tv_sec + secondsFrom1601To1970) * 10000000 + now.tv_nsec / 100);
+    return static_cast<std::uint64_t>((now.tv_sec + secondsFrom1601To1970) * unitsPerSecond + now.tv_nsec / 100);
 }
 
 CivilTime ToLocalTime(std::uint64_t systemTime)
 {
-    using namespace std::chrono;
-    using Units = duration<std::int64_t, std::ratio<1, 10000000>>;
     // The zone's difference of today applies, whatever day it is.
     const time_t now = time(nullptr);
     tm today{};
     localtime_r(&now, &today);
-    const auto units = static_cast<std::int64_t>(systemTime + static_cast<std::uint64_t>(today.tm_gmtoff * 10000000));
-    if (units < 0)
-        return {};
-    const sys_time<Units> time = sys_days{year{1601} / 1 / 1} + Units{units};
-    const sys_days day = floor<days>(time);
-    const year_month_day date{day};
-    const hh_mm_ss clock{floor<milliseconds>(time - day)};
-    return {static_cast<unsigned>(static_cast<int>(date.year())),
-            static_cast<unsigned>(date.month()),
-            static_cast<unsigned>(date.day()),
-            static_cast<unsigned>(clock.hours().count()),
-            static_cast<unsigned>(clock.minutes().count()),
-            static_cast<unsigned>(clock.seconds().count()),
-            static_cast<unsigned>(clock.subseconds().count())};
+    const auto units = static_cast<std::int64_t>(systemTime);
+    const time_t local = units / unitsPerSecond - secondsFrom1601To1970 + today.tm_gmtoff;
+    tm civil{};
+    gmtime_r(&local, &civil);
+    const auto number = [](std::int64_t value) { return static_cast<unsigned>(value); };
+    return {number(civil.tm_year + 1900),
+            number(civil.tm_mon + 1),
+            number(civil.tm_mday),
+            number(civil.tm_hour),
+            number(civil.tm_min),
+            number(civil.tm_sec),
+            number(units % unitsPerSecond / 10'000)};
 }
 
-// The first frame that the unwinder shows is this function's.
+// The first frame that the unwinder shows is this function's. Not backtrace(): sanitizers put a frame of theirs
+// between.
 [[gnu::noinline]] unsigned CaptureCallStack(unsigned framesToSkip, void** frames, unsigned count)
 {
     Capture capture{std::uint64_t{framesToSkip} + 1, count, frames, 0};
@@ -127,9 +120,6 @@ LastErrorKeeper::~LastErrorKeeper()
 {
     errno = static_cast<int>(m_error);
 }
-
-// There are no clients' identities here: tests give a thread one to see that it is taken off and put back.
-thread_local bool threadHasIdentity = false;
 
 ThreadToken::~ThreadToken() = default;
 

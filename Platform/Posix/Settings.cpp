@@ -1,10 +1,8 @@
 #include "Platform/Settings.h"
 
-#include "Platform/Posix/Failure.h"
 #include "Platform/Posix/NativePath.h"
 #include "Platform/Posix/TextFile.h"
 
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
@@ -42,34 +40,23 @@ std::wstring_view WithoutQuotes(std::wstring_view text)
     return quoted ? text.substr(1, text.size() - 2) : text;
 }
 
-// The section that a line opens: what stands before its last closing bracket.
-bool IsSection(std::wstring_view line, std::wstring_view& name)
-{
-    const std::size_t end = line.rfind(L']');
-    if (!line.starts_with(L'[') || end == line.npos)
-        return false;
-    name = Trim(line.substr(1, end - 1));
-    return true;
-}
-
-// Only the first section of the name is looked at. Comments need no care: they are keys that nobody asks for.
-bool FindValue(std::wstring_view content, std::wstring_view section, std::wstring_view key, std::wstring_view& value)
+// Only the first section of the name is looked at, whose head is what stands before the line's last closing bracket.
+// Comments need no care: they are keys that nobody asks for.
+std::wstring_view FindValue(std::wstring_view content, std::wstring_view section, std::wstring_view key)
 {
     bool inside = false;
     while (!content.empty()) {
         const std::wstring_view line = Trim(TakeLine(content));
-        std::wstring_view name;
-        if (IsSection(line, name)) {
+        const std::size_t separator = line.find(L'=');
+        if (const std::size_t end = line.rfind(L']'); line.starts_with(L'[') && end != line.npos) {
             if (inside)
-                return false;
-            inside = EqualIgnoringCase(name, section);
-        } else if (const std::size_t separator = line.find(L'='); inside && separator != line.npos) {
-            value = WithoutQuotes(Trim(line.substr(separator + 1)));
-            if (EqualIgnoringCase(Trim(line.substr(0, separator)), key))
-                return true;
+                break;
+            inside = EqualIgnoringCase(Trim(line.substr(1, end - 1)), section);
+        } else if (inside && separator != line.npos && EqualIgnoringCase(Trim(line.substr(0, separator)), key)) {
+            return WithoutQuotes(Trim(line.substr(separator + 1)));
         }
     }
-    return false;
+    return {};
 }
 
 } // namespace
@@ -88,7 +75,7 @@ HRESULT SetVariable(const std::wstring& name, const wchar_t* value)
     const std::string old = FindName(name);
     const std::string key = old.empty() ? Text::ToUtf8(name) : old;
     const int result = value ? setenv(key.c_str(), Text::ToUtf8(value).c_str(), 1) : unsetenv(key.c_str());
-    return result == 0 ? S_OK : HResultFromWin32(ErrorFromErrno(errno));
+    return result == 0 ? S_OK : E_INVALIDARG;
 }
 
 std::wstring ExpandEnvironment(const std::wstring& source)
@@ -110,12 +97,11 @@ std::wstring ExpandEnvironment(const std::wstring& source)
 
 std::wstring IniValue(const std::wstring& file, const std::wstring& section, const std::wstring& key)
 {
-    std::wstring content;
-    std::wstring_view value;
     // Windows looks for a name without folder in its own folder; here nothing is there.
-    if (file.find_first_of(L"\\/") != file.npos)
-        ReadTextFile(ToNativePath(file), content);
-    return std::wstring(FindValue(content, Trim(section), Trim(key), value) ? value : L"");
+    if (file.find_first_of(L"\\/") == file.npos)
+        return {};
+    const std::optional<std::wstring> content = ReadTextFile(ToNativePath(file));
+    return content ? std::wstring(FindValue(*content, Trim(section), Trim(key))) : std::wstring();
 }
 
 } // namespace Platform

@@ -1,35 +1,58 @@
 #include "Platform/Posix/TextFile.h"
 
-#include "Platform/Posix/Failure.h"
+#include "Platform/LetterCase.h"
+#include "Platform/Posix/NativePath.h"
+#include "Platform/Process.h"
 
-#include <cerrno>
-#include <fcntl.h>
-#include <unistd.h>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
 
-namespace
+std::optional<std::wstring> ReadTextFile(const std::string& path)
 {
-
-DWORD ReadFileBytes(const std::string& path, std::string& bytes)
-{
-    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (file < 0)
-        return ErrorFromErrno(errno, path);
-    char chunk[4096];
-    ssize_t count = 0;
-    while ((count = read(file, chunk, sizeof(chunk))) > 0)
-        bytes.append(chunk, static_cast<std::size_t>(count));
-    const DWORD error = count == 0 ? DWORD{ERROR_SUCCESS} : ErrorFromErrno(errno, path);
-    close(file);
-    return error;
+    std::ifstream file(std::filesystem::path(std::u8string(path.begin(), path.end())), std::ios::binary);
+    if (!file)
+        return std::nullopt;
+    std::ostringstream content;
+    content << file.rdbuf();
+    const std::string bytes = content.str();
+    if (bytes.starts_with("\xFF\xFE"))
+        return Text::FromUtf16Le(std::string_view(bytes).substr(2));
+    return Text::FromUtf8(std::string_view(bytes).substr(bytes.starts_with("\xEF\xBB\xBF") ? 3 : 0));
 }
 
-} // namespace
-
-DWORD ReadTextFile(const std::string& path, std::wstring& text)
+bool ReadEntries(const std::string& path, const std::function<const wchar_t*(std::wstring_view entry)>& read)
 {
-    std::string bytes;
-    if (const DWORD error = ReadFileBytes(path, bytes); error != ERROR_SUCCESS)
-        return error;
-    text = DecodeText(bytes);
-    return ERROR_SUCCESS;
+    const std::optional<std::wstring> content = ReadTextFile(path);
+    std::wstring_view rest = content ? std::wstring_view(*content) : std::wstring_view();
+    for (unsigned number = 1; !rest.empty(); ++number) {
+        const std::wstring_view line = TakeLine(rest);
+        const wchar_t* const expected = Trim(line).empty() || line.starts_with(L'#') ? nullptr : read(line);
+        if (expected) {
+            const std::wstring place = FromNativePath(path) + L'(' + std::to_wstring(number) + L"): expected ";
+            Platform::WriteDebugOutput((place + expected + L'\n').c_str());
+            return false;
+        }
+    }
+    return content.has_value();
+}
+
+std::wstring_view TakeLine(std::wstring_view& text)
+{
+    const std::wstring_view line = text.substr(0, text.find_first_of(L"\r\n"));
+    const std::size_t end = text.substr(line.size()).starts_with(L"\r\n") ? 2 : 1;
+    text.remove_prefix(std::min(line.size() + end, text.size()));
+    return line;
+}
+
+std::wstring_view Trim(std::wstring_view text)
+{
+    constexpr std::wstring_view blanks = L" \t\n\v\f\r\x1A";
+    text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
+    return text.substr(0, text.find_last_not_of(blanks) + 1);
+}
+
+bool EqualIgnoringCase(std::wstring_view a, std::wstring_view b)
+{
+    return a.size() == b.size() && ToLowerCase(std::wstring(a)) == ToLowerCase(std::wstring(b));
 }

@@ -1,17 +1,19 @@
-// Reading of the text files that the platform works with. Internal to the platform.
+// The text files that the platform works with, on Windows those of the tests' stand-ins. Internal to the platform.
 #pragma once
 
-#include "Platform/Types.h"
-
+#include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
-// Reads a whole file as UTF-8 (a byte-order mark is passed over) or, behind its byte-order mark, UTF-16LE. Returns
-// ERROR_SUCCESS or why it could not be read.
-DWORD ReadTextFile(const std::string& path, std::wstring& text);
+// A whole file as UTF-8 (a byte-order mark is passed over) or, behind its byte-order mark, UTF-16LE; nullopt when it
+// cannot be read.
+std::optional<std::wstring> ReadTextFile(const std::string& path);
 
-// What ReadTextFile makes of the file's bytes.
-std::wstring DecodeText(std::string_view bytes);
+// Reads a file of entries, one a line; blank lines and those that begin with "#" are passed over. `read` takes an entry
+// and returns what it expected in its place; null: nothing is wrong. At the first wrong entry the debugger output says
+// where and why, and the answer is false, as for a file that cannot be read.
+bool ReadEntries(const std::string& path, const std::function<const wchar_t*(std::wstring_view entry)>& read);
 
 // Takes the first line off `text`. It ends at a carriage return, a line feed or both.
 std::wstring_view TakeLine(std::wstring_view& text);
@@ -20,6 +22,3 @@ std::wstring_view TakeLine(std::wstring_view& text);
 std::wstring_view Trim(std::wstring_view text);
 
 bool EqualIgnoringCase(std::wstring_view a, std::wstring_view b);
-
-// Tells whoever watches the debugger output that a file is malformed.
-void ReportMalformed(const std::string& path, unsigned line, std::wstring_view expected);

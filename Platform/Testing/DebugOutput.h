@@ -1,11 +1,10 @@
-// What the process hands to OutputDebugStringW, for tests.
+// What the process hands to the debugger, for tests.
 #pragma once
 
 #include <string>
-#include <vector>
 
-// While it lives, records the texts that any thread of the process gives to OutputDebugStringW. One at a time; natively
-// the texts do not reach standard error meanwhile.
+// While it lives, records the texts that any thread of the process hands to Platform::WriteDebugOutput. One at a time;
+// natively the texts do not reach standard error meanwhile.
 class DebugOutputCapture
 {
 public:
@@ -15,7 +14,7 @@ public:
     DebugOutputCapture& operator=(const DebugOutputCapture&) = delete;
 
     // The texts since construction, in the order of the calls. Any thread.
-    std::vector<std::wstring> Texts() const;
+    std::wstring Text() const;
 
 private:
     void* m_registration = nullptr;

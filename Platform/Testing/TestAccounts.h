@@ -8,9 +8,9 @@
 #include <string_view>
 
 // While it lives, the computer's accounts are those of a file of its own: the process's environment names it, and what
-// it named before is put back. One at a time. On Windows the account look-ups have to be those of the stand-in
-// authz.dll (Platform/Testing/Windows), which is loaded. Operations throw std::runtime_error or std::ios_base::failure
-// when that cannot be done.
+// it named before is put back. One at a time. On Windows the stand-in authz.dll (Platform/Testing/Windows)
+// has to lie beside the program. Operations throw std::runtime_error or std::ios_base::failure when that cannot be
+// done.
 class TestAccounts
 {
 public:

@@ -4,8 +4,10 @@
 #include "Platform/Text.h"
 
 #include <fstream>
-#include <memory>
 #include <stdexcept>
+#ifdef _WIN32
+#include <windows.h>
+#endif
 
 namespace
 {
@@ -20,50 +22,20 @@ void Require(bool done)
 
 #ifdef _WIN32
 
-#include <windows.h>
-
-namespace
-{
-
-using UniqueKey = std::unique_ptr<HKEY__, decltype(&RegCloseKey)>;
-
-UniqueKey Create(const std::wstring& name)
-{
-    HKEY key = nullptr;
-    Require(RegCreateKeyExW(HKEY_CURRENT_USER, name.c_str(), 0, nullptr, REG_OPTION_VOLATILE, KEY_ALL_ACCESS, nullptr,
-                            &key, nullptr) == ERROR_SUCCESS);
-    return {key, &RegCloseKey};
-}
-
-// Other test programs run at the same time.
-std::wstring ProcessKey()
-{
-    return L"Software\\KestrineTests-" + std::to_wstring(GetCurrentProcessId());
-}
-
-} // namespace
-
-TestRegistryKey::TestRegistryKey()
-{
-    RegDeleteTreeW(HKEY_CURRENT_USER, ProcessKey().c_str());
-    Require(RegOverridePredefKey(HKEY_CURRENT_USER, Create(ProcessKey()).get()) == ERROR_SUCCESS);
-    Create(SubKey());
-}
+TestRegistryKey::TestRegistryKey() = default;
 
 TestRegistryKey::~TestRegistryKey()
 {
-    RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
-    RegDeleteTreeW(HKEY_CURRENT_USER, ProcessKey().c_str());
+    RegDeleteTreeW(HKEY_CURRENT_USER, SubKey().c_str());
 }
 
 void TestRegistryKey::Add(const std::wstring& name, const std::wstring& text, Type type)
 {
-    const UniqueKey key = Create(SubKey());
     const DWORD number = type == Number ? std::stoul(text) : 0;
-    const std::size_t size = type == Number ? sizeof(number) : (text.size() + 1) * sizeof(wchar_t);
     const void* const data = type == Number ? static_cast<const void*>(&number) : text.c_str();
-    Require(RegSetValueExW(key.get(), name.c_str(), 0, static_cast<DWORD>(type), static_cast<const BYTE*>(data),
-                           static_cast<DWORD>(size)) == ERROR_SUCCESS);
+    const std::size_t size = type == Number ? sizeof(number) : (text.size() + 1) * sizeof(wchar_t);
+    Require(RegSetKeyValueW(HKEY_CURRENT_USER, SubKey().c_str(), name.c_str(), static_cast<DWORD>(type), data,
+                            static_cast<DWORD>(size)) == ERROR_SUCCESS);
 }
 
 #else

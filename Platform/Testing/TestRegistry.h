@@ -5,8 +5,8 @@
 
 #include <string>
 
-// While it lives, this process's HKEY_CURRENT_USER has nothing but the key SubKey(), with the values that were added.
-// One at a time; natively it is the whole registry. Operations throw std::runtime_error when the key cannot be written.
+// While it lives, the key SubKey() of this process's HKEY_CURRENT_USER has the values that were added. One at a time;
+// natively it is the whole registry. Operations throw std::runtime_error when the key cannot be written.
 class TestRegistryKey
 {
 public:
@@ -15,7 +15,8 @@ public:
     TestRegistryKey(const TestRegistryKey&) = delete;
     TestRegistryKey& operator=(const TestRegistryKey&) = delete;
 
-    static const wchar_t* SubKey() { return L"Software\\KestrineTests"; }
+    // Of this process: other test programs run at the same time.
+    static std::wstring SubKey() { return L"Software\\KestrineTests-" + std::to_wstring(Platform::ProcessId()); }
 
     enum Type
     {

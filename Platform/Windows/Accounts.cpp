@@ -2,7 +2,9 @@
 
 #include "Platform/Windows/LastError.h"
 
+#include <algorithm>
 #include <authz.h>
+#include <iterator>
 #include <sddl.h>
 
 namespace Platform
@@ -68,12 +70,11 @@ HRESULT FormatSid(const Sid& sid, std::wstring& text)
     return S_OK;
 }
 
-bool IsWellKnownSid(const Sid& sid, WellKnownSid which)
+bool IsServiceSid(const Sid& sid)
 {
-    const WELL_KNOWN_SID_TYPE type = which == WellKnownSid::LocalSystem    ? WinLocalSystemSid
-                                     : which == WellKnownSid::LocalService ? WinLocalServiceSid
-                                                                           : WinNetworkServiceSid;
-    return ::IsWellKnownSid(AsSid(sid), type) != FALSE;
+    constexpr WELL_KNOWN_SID_TYPE services[] = {WinLocalSystemSid, WinLocalServiceSid, WinNetworkServiceSid};
+    return std::any_of(std::begin(services), std::end(services),
+                       [&sid](WELL_KNOWN_SID_TYPE type) { return IsWellKnownSid(AsSid(sid), type) != FALSE; });
 }
 
 HRESULT AreOfSameDomain(const Sid& a, const Sid& b, bool& same)
@@ -87,7 +88,7 @@ HRESULT AreOfSameDomain(const Sid& a, const Sid& b, bool& same)
 
 HRESULT LookUpAccountByName(const std::wstring& system, const std::wstring& name, AccountInfo& account)
 {
-    AccountInfo found{Sid(MaxSidSize), std::wstring(128, L'\0'), name};
+    AccountInfo found{Sid(SECURITY_MAX_SID_SIZE), std::wstring(128, L'\0'), name};
     SID_NAME_USE type{};
     auto sidSize = static_cast<DWORD>(found.sid.size());
     auto domainSize = static_cast<DWORD>(found.domain.size());
@@ -98,10 +99,9 @@ HRESULT LookUpAccountByName(const std::wstring& system, const std::wstring& name
     if (!lookUp()) {
         if (GetLastError() != ERROR_INSUFFICIENT_BUFFER)
             return LastErrorResult();
-        if (sidSize > MaxSidSize)
+        if (sidSize > SECURITY_MAX_SID_SIZE)
             return E_FAIL;
-        if (domainSize > found.domain.size())
-            found.domain.resize(domainSize);
+        found.domain.resize(domainSize);
         if (!lookUp())
             return LastErrorResult();
     }
@@ -126,31 +126,20 @@ HRESULT LookUpAccountBySid(const std::wstring& system, const Sid& sid, AccountIn
     return S_OK;
 }
 
-HRESULT ClientContext::Make(const Sid& sid, bool resolveGroups, ClientContext& context)
+HRESULT MakeClientContext(const Sid& sid, bool resolveGroups, ClientContext& context)
 {
     AUTHZ_RESOURCE_MANAGER_HANDLE manager = nullptr;
     if (!AuthzInitializeResourceManager(AUTHZ_RM_FLAG_NO_AUDIT | AUTHZ_RM_FLAG_NO_CENTRAL_ACCESS_POLICIES, nullptr,
                                         nullptr, nullptr, nullptr, &manager))
         return LastErrorResult();
-    ClientContext made;
-    made.m_manager.reset(manager);
-    AUTHZ_CLIENT_CONTEXT_HANDLE handle = nullptr;
+    const std::shared_ptr<void> owner(manager, &AuthzFreeResourceManager);
+    AUTHZ_CLIENT_CONTEXT_HANDLE made = nullptr;
     if (!AuthzInitializeContextFromSid(resolveGroups ? 0 : AUTHZ_SKIP_TOKEN_GROUPS, AsSid(sid), manager, nullptr,
-                                       LUID{}, nullptr, &handle))
+                                       LUID{}, nullptr, &made))
         return LastErrorResult();
-    made.m_context.reset(handle);
-    context = std::move(made);
+    // The manager outlives the context.
+    context.reset(made, [owner](AUTHZ_CLIENT_CONTEXT_HANDLE handle) { AuthzFreeContext(handle); });
     return S_OK;
-}
-
-void ClientContext::FreeManager::operator()(void* manager) const
-{
-    AuthzFreeResourceManager(static_cast<AUTHZ_RESOURCE_MANAGER_HANDLE>(manager));
-}
-
-void ClientContext::FreeContext::operator()(void* context) const
-{
-    AuthzFreeContext(AsContext(context));
 }
 
 HRESULT ReadClientContext(void* context, Sid& user, std::vector<Sid>& groups)

@@ -1,8 +1,6 @@
 #include "Platform/ErrorInfo.h"
 
-#include <memory>
 #include <oleauto.h>
-#include <utility>
 
 namespace Platform
 {
@@ -10,40 +8,20 @@ namespace Platform
 namespace
 {
 
-IErrorInfo* AsInfo(void* object)
-{
-    return static_cast<IErrorInfo*>(object);
-}
-
 struct ReleaseInterface
 {
     void operator()(IUnknown* object) const { object->Release(); }
 };
 
+IErrorInfo* AsInfo(const std::shared_ptr<void>& object)
+{
+    return static_cast<IErrorInfo*>(object.get());
+}
+
 } // namespace
 
-ErrorInfo::ErrorInfo(const ErrorInfo& other) noexcept : m_object(other.m_object)
-{
-    if (m_object)
-        AsInfo(m_object)->AddRef();
-}
-
-ErrorInfo::ErrorInfo(ErrorInfo&& other) noexcept : m_object(std::exchange(other.m_object, nullptr)) {}
-
-ErrorInfo& ErrorInfo::operator=(ErrorInfo other) noexcept
-{
-    std::swap(m_object, other.m_object);
-    return *this;
-}
-
-ErrorInfo::~ErrorInfo()
-{
-    if (m_object)
-        AsInfo(m_object)->Release();
-}
-
 ErrorInfo ErrorInfo::Make(const GUID& origin, const std::wstring& description) noexcept
-{
+try {
     ErrorInfo made;
     ICreateErrorInfo* create = nullptr;
     if (FAILED(CreateErrorInfo(&create)))
@@ -54,17 +32,21 @@ ErrorInfo ErrorInfo::Make(const GUID& origin, const std::wstring& description) n
     if (SUCCEEDED(create->SetDescription(const_cast<wchar_t*>(description.c_str()))) &&
         SUCCEEDED(create->SetGUID(origin)) &&
         SUCCEEDED(create->QueryInterface(IID_IErrorInfo, reinterpret_cast<void**>(&info))))
-        made.m_object = info;
+        made.m_object.reset(info, ReleaseInterface());
     return made;
+} catch (...) {
+    return {};
 }
 
 ErrorInfo ErrorInfo::TakeFromThread() noexcept
-{
+try {
     ErrorInfo taken;
     IErrorInfo* info = nullptr;
     if (GetErrorInfo(0, &info) == S_OK)
-        taken.m_object = info;
+        taken.m_object.reset(info, ReleaseInterface());
     return taken;
+} catch (...) {
+    return {};
 }
 
 void ErrorInfo::LeaveOnThread() const noexcept

@@ -3,7 +3,6 @@
 #include "Platform/Windows/LastError.h"
 
 #include <shlwapi.h>
-#include <utility>
 
 namespace Platform
 {
@@ -17,14 +16,6 @@ HANDLE AsHandle(std::intptr_t value)
 }
 
 } // namespace
-
-AppendFile::AppendFile(AppendFile&& other) noexcept : m_handle(std::exchange(other.m_handle, None)) {}
-
-AppendFile& AppendFile::operator=(AppendFile&& other) noexcept
-{
-    std::swap(m_handle, other.m_handle);
-    return *this;
-}
 
 AppendFile::~AppendFile()
 {

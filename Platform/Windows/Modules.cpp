@@ -43,17 +43,8 @@ const void* MainModule()
 
 std::wstring ModulePath(const void* module)
 {
-    std::wstring path(MAX_PATH, L'\0');
-    for (;;) {
-        const DWORD length = GetModuleFileNameW(AsModule(module), path.data(), static_cast<DWORD>(path.size()));
-        if (length == 0)
-            CheckMemory();
-        if (length < path.size()) {
-            path.resize(length);
-            return path;
-        }
-        path.resize(2 * path.size());
-    }
+    return ReadText(
+        [module](wchar_t* buffer, DWORD size) { return GetModuleFileNameW(AsModule(module), buffer, size); });
 }
 
 HRESULT NativeModule::Load(const std::wstring& path, NativeModule& module)
@@ -75,18 +66,16 @@ void NativeModule::Unload::operator()(void* handle) const
 HRESULT MessageModule::Load(const std::wstring& path, MessageModule& module)
 {
     constexpr DWORD asData = LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE;
-    module.m_content.reset(LoadLibraryExW(path.c_str(), nullptr, asData));
-    return module ? S_OK : LastErrorResult();
+    const HMODULE content = LoadLibraryExW(path.c_str(), nullptr, asData);
+    if (!content)
+        return LastErrorResult();
+    module.m_content.reset(content, &FreeLibrary);
+    return S_OK;
 }
 
 std::optional<std::wstring> MessageModule::Find(std::uint32_t id) const
 {
     return FindMessage(FORMAT_MESSAGE_FROM_HMODULE, m_content.get(), id);
-}
-
-void MessageModule::Unload::operator()(void* content) const
-{
-    FreeLibrary(AsModule(content));
 }
 
 std::optional<std::wstring> FindSystemMessage(std::uint32_t id)

@@ -3,8 +3,6 @@
 #include "Platform/Windows/LastError.h"
 
 #include <memory>
-#include <type_traits>
-#include <vector>
 
 namespace Platform
 {
@@ -12,58 +10,29 @@ namespace Platform
 namespace
 {
 
-using UniqueKey = std::unique_ptr<std::remove_pointer_t<HKEY>, decltype(&RegCloseKey)>;
-
-// Whether there is a value at the index.
-bool EnumerateValue(HKEY key, DWORD index, std::wstring& name, DWORD& type)
+// Nullopt for what is no text.
+std::optional<std::wstring> ReadValue(HKEY key, const wchar_t* name)
 {
-    name.resize(MAX_PATH);
-    for (;;) {
-        auto length = static_cast<DWORD>(name.size());
-        const LSTATUS status = RegEnumValueW(key, index, name.data(), &length, nullptr, &type, nullptr, nullptr);
-        if (status != ERROR_MORE_DATA) {
-            name.resize(status == ERROR_SUCCESS ? length : 0);
-            return status == ERROR_SUCCESS;
-        }
-        name.resize(2 * name.size());
+    constexpr DWORD texts = RRF_RT_REG_SZ | RRF_RT_REG_EXPAND_SZ | RRF_NOEXPAND;
+    std::wstring text;
+    LSTATUS status = ERROR_MORE_DATA;
+    for (DWORD size = 0; status == ERROR_MORE_DATA;) {
+        text.resize(size / sizeof(wchar_t));
+        status = RegGetValueW(key, nullptr, name, texts, nullptr, text.data(), &size);
     }
-}
-
-bool ReadText(HKEY key, const std::wstring& name, std::wstring& text)
-{
-    DWORD size = 0;
-    LSTATUS status = RegQueryValueExW(key, name.c_str(), nullptr, nullptr, nullptr, &size);
-    std::vector<wchar_t> buffer;
-    while (status == ERROR_SUCCESS || status == ERROR_MORE_DATA) {
-        // One character more: stored texts need not be terminated.
-        buffer.assign(size / sizeof(wchar_t) + 1, L'\0');
-        status = RegQueryValueExW(key, name.c_str(), nullptr, nullptr, reinterpret_cast<BYTE*>(buffer.data()), &size);
-        if (status == ERROR_SUCCESS) {
-            text = buffer.data();
-            return true;
-        }
-    }
-    return false;
+    return status == ERROR_SUCCESS ? std::optional<std::wstring>(text.c_str()) : std::nullopt;
 }
 
 } // namespace
 
 std::optional<std::wstring> EnvironmentVariable(const std::wstring& name)
 {
-    std::wstring value;
-    for (;;) {
-        // An empty value and an undefined variable both give 0: only the last error tells them apart.
-        SetLastError(ERROR_SUCCESS);
-        const DWORD size = GetEnvironmentVariableW(name.c_str(), value.data(), static_cast<DWORD>(value.size()));
-        if (size == 0 && GetLastError() == ERROR_ENVVAR_NOT_FOUND)
-            return std::nullopt;
-        if (size == 0)
-            CheckMemory();
-        const bool fits = size < value.size() || size == 0;
-        value.resize(size);
-        if (fits)
-            return value;
-    }
+    const std::wstring value =
+        ReadText([&name](wchar_t* buffer, DWORD size) { return GetEnvironmentVariableW(name.c_str(), buffer, size); });
+    // An empty value and an undefined variable both give 0: only the last error tells them apart.
+    if (value.empty() && GetLastError() == ERROR_ENVVAR_NOT_FOUND)
+        return std::nullopt;
+    return value;
 }
 
 HRESULT SetVariable(const std::wstring& name, const wchar_t* value)
@@ -73,53 +42,36 @@ HRESULT SetVariable(const std::wstring& name, const wchar_t* value)
 
 std::wstring ExpandEnvironment(const std::wstring& text)
 {
-    std::wstring expanded(MAX_PATH, L'\0');
-    for (;;) {
-        const DWORD size =
-            ExpandEnvironmentStringsW(text.c_str(), expanded.data(), static_cast<DWORD>(expanded.size()));
-        if (size == 0)
-            return text;
-        const bool fits = size <= expanded.size();
-        expanded.resize(fits ? size - 1 : size);
-        if (fits)
-            return expanded;
-    }
+    return ReadText([&text](wchar_t* buffer, DWORD size) {
+        const DWORD terminated = ExpandEnvironmentStringsW(text.c_str(), buffer, size);
+        return terminated == 0 ? 0 : terminated - 1;
+    });
 }
 
 std::wstring IniValue(const std::wstring& file, const std::wstring& section, const std::wstring& key)
 {
-    std::wstring value(MAX_PATH, L'\0');
-    for (;;) {
-        const auto size = static_cast<DWORD>(value.size());
-        SetLastError(ERROR_SUCCESS);
-        const DWORD length =
-            GetPrivateProfileStringW(section.c_str(), key.c_str(), L"", value.data(), size, file.c_str());
-        if (length == 0)
-            CheckMemory();
-        if (length != size - 1) {
-            value.resize(length);
-            return value;
-        }
-        value.resize(2 * value.size());
-    }
+    return ReadText([&](wchar_t* buffer, DWORD size) {
+        return GetPrivateProfileStringW(section.c_str(), key.c_str(), L"", buffer, size, file.c_str());
+    });
 }
 
 std::map<std::wstring, std::wstring> RegistryTexts(RegistryRoot root, const std::wstring& key)
 {
+    constexpr DWORD longestName = 16383;
     std::map<std::wstring, std::wstring> texts;
     HKEY opened = nullptr;
     const HKEY rootKey = root == RegistryRoot::LocalMachine ? HKEY_LOCAL_MACHINE : HKEY_CURRENT_USER;
     if (RegOpenKeyExW(rootKey, key.c_str(), 0, KEY_READ, &opened) != ERROR_SUCCESS)
         return texts;
-    const UniqueKey owner(opened, &RegCloseKey);
-    std::wstring name;
-    DWORD type = 0;
-    for (DWORD index = 0; EnumerateValue(opened, index, name, type); ++index) {
-        std::wstring text;
-        if ((type == REG_SZ || type == REG_EXPAND_SZ) && ReadText(opened, name, text))
-            texts[name] = text;
+    const std::unique_ptr<HKEY__, decltype(&RegCloseKey)> owner(opened, &RegCloseKey);
+    std::wstring name(longestName + 1, L'\0');
+    for (DWORD index = 0;; ++index) {
+        auto length = static_cast<DWORD>(name.size());
+        if (RegEnumValueW(opened, index, name.data(), &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
+            return texts;
+        if (const std::optional<std::wstring> text = ReadValue(opened, name.c_str()))
+            texts[name.substr(0, length)] = *text;
     }
-    return texts;
 }
 
 } // namespace Platform

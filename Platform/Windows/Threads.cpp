@@ -130,7 +130,7 @@ void WorkerThread::Start(Run run, void* body)
         throw std::bad_alloc();
     }
     m_thread = reinterpret_cast<std::uintptr_t>(thread);
-    task.release(); // the thread's
+    static_cast<void>(task.release()); // the thread's
     ResumeThread(thread);
 }
 

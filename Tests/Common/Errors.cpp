@@ -5,8 +5,6 @@
 #include "Common/Foundation/Strings.h"
 #include "Common/Nodes/KelNodePtr.h"
 #include "Host/Nodwell/TestControls.h"
-#include "Platform/Testing/MessageModuleFile.h"
-#include "Platform/Testing/TemporaryFolder.h"
 #include "Tests/Support/CodeOf.h"
 #include "Tests/Support/HostFakes.h"
 #include "Tests/Support/LogCapture.h"
@@ -189,28 +187,24 @@ TEST(ErrorText, APublishedErrorKeepsItsTextOnTheWay)
 
 TEST(ErrorMessages, ComeFromTheSystemOrFromModulesInOrder)
 {
-    const std::pair<std::uint32_t, std::wstring> cases[] = {
-#include "Tests/Common/MessageTexts.inl"
+    const std::pair<std::uint32_t, const wchar_t*> cases[] = {
+        {0x80040E37, L"The table does not exist"},         // of the first module
+        {0x80040201, L"Text with %1"},                     // of the second; insertions stay
+        {0x80050001, L"Behind the interfaces' own range"}, // of the fallback module, as is the next
+        {0x8007FFF7, L"Low bits"},
+        {0x80070490, L"Element not found"}, // of the system, without period and line break
+        {0xA0FE1234, L"<no description>"},
     };
-    const TemporaryFolder folder;
-    const auto write = [&](const char* name, const std::vector<MessageText>& texts) {
-        WriteMessageModule(folder.Path() / name, texts);
-        return (folder.Path() / name).wstring();
-    };
-    std::wstring names =
-        L"absent.dll," + write("one.dll", {{0x80040200, 0, L"One's text.\r\n"}, {0x80070490, 0, L"no"}});
-    names += L"|" + write("two.dll", {{0x80040200, 0, L"hidden"}, {0x80040201, 0, L"Two's %1 text.\r\n"}});
-    for (const char* name : {"3.dll", "4.dll", "5.dll", "6.dll"})
-        names += L",;" + write(name, {{0x80040300, 0, L"text"}});
+    const std::wstring path = std::wstring(ModuleFile::DirectoryOf(ModuleFile::Path())) + L"TestMessages.dll";
     TestSettings settings;
-    settings[L"ErrorHandling/MessageFile"] = names;
-    settings[L"ErrorHandling/FallbackMessageFile"] =
-        write("fallback.dll", {{0x80050000, 0, L"Fallback text\r\n"}, {0xFFF7, 0, L"Low bits"}});
+    settings[L"ErrorHandling/MessageFile"] =
+        L"absent.dll,Fenwyke.dll|TestMessages.dll,;" + path + L';' + path + L',' + path + L';' + path;
+    settings[L"ErrorHandling/FallbackMessageFile"] = path;
     const LogCapture log;
     const MessageModules modules(settings.store);
     EXPECT_TRUE(modules.Primary().back());
     EXPECT_EQ(log.Count(L"| ERR  |"), 2U);
-    EXPECT_EQ(log.Count(L"6.dll' failed: No more slots"), 1U);
+    EXPECT_EQ(log.Count(L"TestMessages.dll' failed: No more slots"), 1U);
     EXPECT_EQ(log.Count(L"| Loading errormsg module 'absent.dll' failed: 0x80070002 "), 1U);
     for (const auto& [code, text] : cases)
         EXPECT_EQ(FindErrorMessage(static_cast<HRESULT>(code), modules), text);

@@ -112,7 +112,7 @@ TEST(LogManager, FourLoggersAtMost)
         EXPECT_TRUE(log.AddLogger(loggers[i])) << "one slot a logger";
     const DebugOutputCapture reports;
     EXPECT_FALSE(log.AddLogger(loggers[4]));
-    EXPECT_EQ(reports.Texts(), std::vector<std::wstring>{L"LogManager: Too many loggers\n"});
+    EXPECT_EQ(reports.Text(), L"LogManager: Too many loggers\n");
     log.RemoveLogger(loggers[0]);
     EXPECT_TRUE(log.AddLogger(loggers[4]));
 }

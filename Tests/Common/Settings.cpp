@@ -193,7 +193,7 @@ TEST(DataDirectory, RegistryValuesRedirectPathPrefixes)
     key.Add(L"\u00E4rger", L"F:\\a");
     TestSettings settings;
     settings[L"General/DataDirectoryPath"] = L"C:\\data";
-    settings[L"General/DataDirectoryPathOverrideRegKey"] = std::wstring(L"HKCU\\") + TestRegistryKey::SubKey();
+    settings[L"General/DataDirectoryPathOverrideRegKey"] = L"HKCU\\" + TestRegistryKey::SubKey();
     const DataDirectory directory(settings.store, L"C:\\module\\");
     const Pair cases[] = {
 #include "Tests/Common/RedirectedPaths.inl"
@@ -207,9 +207,8 @@ TEST(DataDirectory, AValueWithoutNameMovesTheWholeDirectory)
     TestRegistryKey key;
     key.Add(L"", L"moved");
     TestSettings settings;
-    settings[L"General/DataDirectoryPathOverrideRegKey"] =
-        std::wstring(L"HKEY_CURRENT_USER/") + TestRegistryKey::SubKey();
+    settings[L"General/DataDirectoryPathOverrideRegKey"] = L"HKEY_CURRENT_USER/" + TestRegistryKey::SubKey();
     EXPECT_EQ(DataDirectory(settings.store, L"C:\\module\\").ResolvePath(L"x"), L"C:\\module\\moved\\x");
-    settings[L"General/DataDirectoryPathOverrideRegKey"] = L"HKCU\\Software\\KestrineTests\\Absent";
+    settings[L"General/DataDirectoryPathOverrideRegKey"] = L"HKCU\\" + TestRegistryKey::SubKey() + L"\\Absent";
     EXPECT_EQ(DataDirectory(settings.store, L"C:\\module\\").Base(), L"C:\\module\\");
 }

@@ -97,7 +97,19 @@ TEST_F(Files, PathsAreJoined)
         const wchar_t* relative;
         const wchar_t* joined;
     } rows[] = {
-#include "Tests/Platform/RecordedPathCombine.inl"
+        {L"C:\\a\\b", L"f", L"C:\\a\\b\\f"},
+        {L"C:\\a\\b\\", L"f\\g", L"C:\\a\\b\\f\\g"},
+        {L"C:\\a\\b", L"f\\", L"C:\\a\\b\\f\\"},
+        {L"C:\\a\\b", L"..\\f", L"C:\\a\\f"},
+        {L"C:\\a\\b", L"f\\..\\..\\g", L"C:\\a\\g"},
+        {L"C:\\a\\b", L".\\f", L"C:\\a\\b\\f"},
+        {L"C:\\a\\b", L"a..b", L"C:\\a\\b\\a..b"},
+        {L"C:\\a\\.\\b\\..\\c", L".b", L"C:\\a\\c\\.b"},
+        {L"C:\\a\\", L"", L"C:\\a\\"},
+        {L"C:\\", L"f", L"C:\\f"},
+        {L"\\a\\b", L"..\\f", L"\\a\\f"},
+        {L"\\a", L"..\\..\\..\\f", L"\\f"},
+        {L"\\home\\user\\app\\", L"Logs\\", L"\\home\\user\\app\\Logs\\"},
     };
     std::wstring path;
     for (const auto& row : rows) {

@@ -1,5 +1,6 @@
 #include "Platform/Modules.h"
 
+#include "Platform/Testing/DebugOutput.h"
 #include "Platform/Testing/TemporaryFolder.h"
 #include "Tests/Support/Waiting.h"
 
@@ -11,10 +12,15 @@ using namespace Platform;
 namespace
 {
 
-std::wstring TestModulePath()
+std::wstring PathOf(const wchar_t* fileBesideTheProgram)
 {
     const std::wstring program = ModulePath(MainModule());
-    return program.substr(0, program.rfind(L'\\')) + L"\\PlatformTest.module";
+    return program.substr(0, program.rfind(L'\\') + 1) + fileBesideTheProgram;
+}
+
+std::wstring TestModulePath()
+{
+    return PathOf(L"PlatformTest.module");
 }
 
 } // namespace
@@ -65,4 +71,34 @@ TEST(Modules, AThreadHoldsTheModuleThatItsBodyLiesIn)
         module = NativeModule();
         ASSERT_TRUE(Eventually([&] { return FindModule(address) == nullptr; }));
     }
+}
+
+TEST(Messages, OfAModule)
+{
+    MessageModule messages;
+    ASSERT_EQ(MessageModule::Load(PathOf(L"TestMessages.dll"), messages), S_OK);
+    EXPECT_EQ(messages.Find(0x80040201), L"Text with %1.\r\n") << "in another language than the user's";
+    EXPECT_EQ(messages.Find(0xFFF7), L"Low bits.\r\n");
+    EXPECT_EQ(messages.Find(0x80040202), std::nullopt);
+    MessageModule none;
+    EXPECT_EQ(MessageModule::Load(PathOf(L"absent.dll"), none), HResultFromWin32(ERROR_FILE_NOT_FOUND));
+    const TemporaryFolder folder;
+    const DebugOutputCapture output;
+    std::ofstream(folder.Path() / "file") << "no message\n";
+    EXPECT_EQ(MessageModule::Load((folder.Path() / "file").wstring(), none), HResultFromWin32(ERROR_BAD_EXE_FORMAT));
+    EXPECT_FALSE(none);
+}
+
+TEST(Messages, OfTheSystem)
+{
+    for (const std::uint32_t code :
+         {2U, 3U, 5U, 8U, 14U, 32U, 87U, 112U, 122U, 126U, 183U, 206U, 1332U, 1337U, 1722U}) {
+        const std::wstring text = FindSystemMessage(code).value_or(L"");
+        EXPECT_TRUE(text.size() > 5 && text.ends_with(L".\r\n") && text.find(L'\n') == text.size() - 1) << code;
+        EXPECT_EQ(FindSystemMessage(static_cast<std::uint32_t>(HResultFromWin32(code))), text);
+    }
+    EXPECT_EQ(FindSystemMessage(static_cast<std::uint32_t>(E_OUTOFMEMORY)), FindSystemMessage(14));
+    EXPECT_EQ(FindSystemMessage(ERROR_NOT_FOUND), L"Element not found.\r\n");
+    for (const std::uint32_t code : {0x12345U, 0x80071234U, 0x80040299U})
+        EXPECT_EQ(FindSystemMessage(code), std::nullopt);
 }

@@ -1,23 +1,22 @@
 // The system's authorization functions and account look-ups, on the native account code. Only what the module and the
 // tests call is answered.
-#include "Platform/Testing/Windows/StandIn.h"
-
-#include "Platform/Posix/CurrentAccounts.h"
+#include "Platform/Posix/AccountDirectory.h"
 
 #include <algorithm>
-#include <atomic>
-#include <cstddef>
+#include <array>
+#include <cstring>
+#include <windows.h>
+// The order counts.
+#include <sddl.h>
 
 namespace
 {
 
 struct Context
 {
-    SidBytes user;
-    std::vector<SidBytes> groups;
+    Platform::Sid user;
+    std::vector<Platform::Sid> groups;
 };
-
-std::atomic<DWORD> liveHandles{0};
 
 BOOL Fail(DWORD code)
 {
@@ -25,122 +24,153 @@ BOOL Fail(DWORD code)
     return FALSE;
 }
 
-SidBytes ReadSid(PSID sid)
+Platform::Sid ReadSid(PSID sid)
 {
     const auto* const bytes = static_cast<const std::uint8_t*>(sid);
     return {bytes, bytes + GetLengthSid(sid)};
 }
 
 // Sizes count characters: the terminator as well when the text does not fit.
-bool StoreText(const std::wstring& text, LPWSTR buffer, DWORD* size, bool fits)
+void StoreText(const std::wstring& text, LPWSTR buffer, DWORD* size, bool fits)
 {
     if (fits)
         std::copy_n(text.c_str(), text.size() + 1, buffer);
     *size = static_cast<DWORD>(text.size() + (fits ? 0 : 1));
-    return fits;
 }
 
-} // namespace
-
-BOOL StandInLookupAccountName(LPCWSTR, LPCWSTR name, PSID sid, DWORD* sidSize, LPWSTR domain, DWORD* domainSize,
-                              SID_NAME_USE* use)
+BOOL LookUpByName(LPCWSTR, LPCWSTR name, PSID sid, DWORD* sidSize, LPWSTR domain, DWORD* domainSize, SID_NAME_USE* use)
 {
-    const auto accounts = CurrentAccounts();
-    const Account* const found = accounts->FindByName(name ? name : L"");
+    const auto accounts = AccountDirectory::Current();
+    const Account* const found = accounts->FindByName(name);
     if (!found)
         return Fail(ERROR_NONE_MAPPED);
-    const bool fits = sid && *sidSize >= found->sid.size() && domain && *domainSize > found->domain.size();
+    const bool fits = *sidSize >= found->sid.size() && *domainSize > found->domain.size();
     *sidSize = static_cast<DWORD>(found->sid.size());
-    if (!StoreText(found->domain, domain, domainSize, fits))
+    StoreText(found->domain, domain, domainSize, fits);
+    if (!fits)
         return Fail(ERROR_INSUFFICIENT_BUFFER);
     std::copy(found->sid.begin(), found->sid.end(), static_cast<std::uint8_t*>(sid));
     *use = static_cast<SID_NAME_USE>(found->type);
     return TRUE;
 }
 
-BOOL StandInLookupAccountSid(LPCWSTR, PSID sid, LPWSTR name, DWORD* nameSize, LPWSTR domain, DWORD* domainSize,
-                             SID_NAME_USE* use)
+BOOL LookUpBySid(LPCWSTR, PSID sid, LPWSTR name, DWORD* nameSize, LPWSTR domain, DWORD* domainSize, SID_NAME_USE* use)
 {
     if (!IsValidSid(sid))
         return Fail(ERROR_INVALID_SID);
-    const auto accounts = CurrentAccounts();
+    const auto accounts = AccountDirectory::Current();
     const Account* const found = accounts->FindBySid(ReadSid(sid));
     if (!found)
         return Fail(ERROR_NONE_MAPPED);
-    const bool fits = name && *nameSize > found->name.size() && domain && *domainSize > found->domain.size();
+    const bool fits = *nameSize > found->name.size() && *domainSize > found->domain.size();
     StoreText(found->name, name, nameSize, fits);
-    if (!StoreText(found->domain, domain, domainSize, fits))
-        return Fail(ERROR_INSUFFICIENT_BUFFER);
+    StoreText(found->domain, domain, domainSize, fits);
     *use = static_cast<SID_NAME_USE>(found->type);
-    return TRUE;
+    return fits || Fail(ERROR_INSUFFICIENT_BUFFER);
 }
 
-BOOL AuthzInitializeResourceManager(DWORD, void*, void*, void*, LPCWSTR, void** manager)
+// While it lives, a function of advapi32.dll, which is loaded because this library imports from it, begins with a jump
+// to `target`, for every module of the process. Not safe while another thread enters the function.
+class Redirection
+{
+public:
+    Redirection(const char* name, const void* target)
+        : m_entry(reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"advapi32.dll"), name)))
+    {
+        Code jump{0x48, 0xB8, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xE0}; // mov rax, target; jmp rax
+        std::memcpy(&jump[2], &target, sizeof(target));
+        std::memcpy(m_original.data(), m_entry, m_original.size());
+        Write(jump);
+    }
+    ~Redirection() { Write(m_original); }
+    Redirection(const Redirection&) = delete;
+    Redirection& operator=(const Redirection&) = delete;
+
+private:
+    using Code = std::array<BYTE, 12>;
+
+    void Write(const Code& code) const
+    {
+        DWORD protection = 0;
+        if (!VirtualProtect(m_entry, code.size(), PAGE_EXECUTE_READWRITE, &protection))
+            return;
+        std::memcpy(m_entry, code.data(), code.size());
+        VirtualProtect(m_entry, code.size(), protection, &protection);
+        FlushInstructionCache(GetCurrentProcess(), m_entry, code.size());
+    }
+
+    void* m_entry;
+    Code m_original;
+};
+
+const Redirection byName("LookupAccountNameW", reinterpret_cast<const void*>(&LookUpByName));
+const Redirection bySid("LookupAccountSidW", reinterpret_cast<const void*>(&LookUpBySid));
+
+} // namespace
+
+// The platform's own would bring its imports from authz.dll along.
+bool Platform::ParseSid(const std::wstring& text, Sid& sid)
+{
+    PSID parsed = nullptr;
+    if (!ConvertStringSidToSidW(text.c_str(), &parsed))
+        return false;
+    sid = ReadSid(parsed);
+    LocalFree(parsed);
+    return true;
+}
+
+// The SDK's header of these functions is not included: it says that they are imported.
+#define EXPORTED extern "C" __declspec(dllexport)
+
+EXPORTED BOOL AuthzInitializeResourceManager(DWORD, void*, void*, void*, LPCWSTR, void** manager)
 {
     *manager = new char;
-    ++liveHandles;
     return TRUE;
 }
 
-BOOL AuthzFreeResourceManager(void* manager)
+EXPORTED BOOL AuthzFreeResourceManager(void* manager)
 {
     delete static_cast<char*>(manager);
-    --liveHandles;
     return TRUE;
 }
 
-BOOL AuthzInitializeContextFromSid(DWORD flags, PSID user, void*, LARGE_INTEGER*, LUID, void*, void** context)
+EXPORTED BOOL AuthzInitializeContextFromSid(DWORD flags, PSID user, void*, LARGE_INTEGER*, LUID, void*, void** context)
 {
     if (!IsValidSid(user))
         return Fail(ERROR_INVALID_SID);
-    auto made = std::make_unique<Context>(Context{ReadSid(user), {}});
+    Context made{ReadSid(user), {}};
     if (flags == 0) {
-        const auto accounts = CurrentAccounts();
-        const Account* const account = accounts->FindBySid(made->user);
+        const auto accounts = AccountDirectory::Current();
+        const Account* const account = accounts->FindBySid(made.user);
         if (!account)
             return Fail(ERROR_NONE_MAPPED);
-        made->groups = accounts->GroupsOf(*account);
+        made.groups = accounts->GroupsOf(*account);
     }
-    *context = made.release();
-    ++liveHandles;
+    *context = new Context(std::move(made));
     return TRUE;
 }
 
-BOOL AuthzFreeContext(void* context)
+EXPORTED BOOL AuthzFreeContext(void* context)
 {
     delete static_cast<Context*>(context);
-    --liveHandles;
     return TRUE;
 }
 
-// The SIDs lie behind the structure that points to them.
-BOOL AuthzGetInformationFromContext(void* handle, int what, DWORD size, DWORD* sizeNeeded, void* buffer)
+// The answer points to the context's own SIDs.
+EXPORTED BOOL AuthzGetInformationFromContext(void* handle, int what, DWORD size, DWORD* needed, void* buffer)
 {
     constexpr int groupSids = 2;
-    const Context& context = *static_cast<const Context*>(handle);
-    const std::vector<SidBytes> user{context.user};
-    const std::vector<SidBytes>& sids = what == groupSids ? context.groups : user;
-    const std::size_t entries = what == groupSids ? offsetof(TOKEN_GROUPS, Groups) : 0;
-    std::size_t place = entries + std::max<std::size_t>(sids.size(), 1) * sizeof(SID_AND_ATTRIBUTES);
-    std::size_t needed = place;
-    for (const SidBytes& sid : sids)
-        needed += sid.size();
-    *sizeNeeded = static_cast<DWORD>(needed);
-    if (!buffer || size < needed)
+    Context& context = *static_cast<Context*>(handle);
+    *needed = static_cast<DWORD>(sizeof(TOKEN_GROUPS) + context.groups.size() * sizeof(SID_AND_ATTRIBUTES));
+    if (size < *needed)
         return Fail(ERROR_INSUFFICIENT_BUFFER);
-    auto* const bytes = static_cast<std::uint8_t*>(buffer);
-    if (what == groupSids)
-        static_cast<TOKEN_GROUPS*>(buffer)->GroupCount = static_cast<DWORD>(sids.size());
-    auto* entry = reinterpret_cast<SID_AND_ATTRIBUTES*>(bytes + entries);
-    for (const SidBytes& sid : sids) {
-        *entry++ = {bytes + place, SE_GROUP_ENABLED};
-        std::copy(sid.begin(), sid.end(), bytes + place);
-        place += sid.size();
+    if (what != groupSids) {
+        static_cast<TOKEN_USER*>(buffer)->User = {context.user.data(), 0};
+        return TRUE;
     }
+    TOKEN_GROUPS& groups = *static_cast<TOKEN_GROUPS*>(buffer);
+    groups.GroupCount = static_cast<DWORD>(context.groups.size());
+    for (std::size_t i = 0; i < context.groups.size(); ++i)
+        groups.Groups[i] = {context.groups[i].data(), SE_GROUP_ENABLED};
     return TRUE;
-}
-
-DWORD AuthzTestLiveHandles()
-{
-    return liveHandles;
 }

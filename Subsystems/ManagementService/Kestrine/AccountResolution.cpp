@@ -3,8 +3,6 @@
 #include "Common/Diagnostics/Log.h"
 #include "Common/ErrorHandling/ErrorText.h"
 
-#include <algorithm>
-
 namespace
 {
 
@@ -74,11 +72,7 @@ std::wstring LookupAccountBySid(const std::wstring& system, const CSid& sid, Pla
 
 bool IsWellKnownServiceSid(const CSid& sid)
 {
-    constexpr Platform::WellKnownSid services[]{Platform::WellKnownSid::LocalSystem,
-                                                Platform::WellKnownSid::LocalService,
-                                                Platform::WellKnownSid::NetworkService};
-    return std::any_of(std::begin(services), std::end(services),
-                       [&](Platform::WellKnownSid service) { return Platform::IsWellKnownSid(sid.Bytes(), service); });
+    return Platform::IsServiceSid(sid.Bytes());
 }
 
 bool AdjustSidType(const CSid& sid, Platform::AccountType& nameUse)

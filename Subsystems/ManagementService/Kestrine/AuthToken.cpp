@@ -89,10 +89,10 @@ std::wstring AuthTokenToString(const KelNodePtr& token)
 KelNodePtr MakeAuthTokenBySid(const CSid& sid, bool resolveGroups)
 {
     Platform::ClientContext context;
-    CheckHResult(Platform::ClientContext::Make(sid.Bytes(), resolveGroups, context));
+    CheckHResult(Platform::MakeClientContext(sid.Bytes(), resolveGroups, context));
     const auto tokenManager = GetNamedInstance<IAuthTokenMgr>(L"Security.AuthTokenMgr");
     KelNodePtr token;
-    CheckHResult(tokenManager->MakeAuthToken(TokenKind, 0, 0, context.Get(), token.Out()));
+    CheckHResult(tokenManager->MakeAuthToken(TokenKind, 0, 0, context.get(), token.Out()));
     CheckPointer(token.Get());
     return token;
 }

@@ -4,7 +4,7 @@
 
 CSid::CSid(const Platform::Sid& sid, const std::wstring& system) : m_system(system)
 {
-    if (sid.size() > Platform::MaxSidSize || !Platform::IsValidSid(sid))
+    if (!Platform::IsValidSid(sid))
         ThrowHResult(E_INVALIDARG);
     m_bytes = sid;
 }

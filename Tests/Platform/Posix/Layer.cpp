@@ -1,5 +1,4 @@
 #include "Platform/Files.h"
-#include "Platform/Modules.h"
 #include "Platform/Process.h"
 #include "Platform/Settings.h"
 #include "Platform/Testing/DebugOutput.h"
@@ -15,28 +14,6 @@
 
 namespace
 {
-
-// What a file means.
-struct FileRow
-{
-    const char* content;
-    std::wstring answer;
-    int malformedLine = 0; // 0: the file is in order
-};
-
-// `read` gets the file's path and returns the answer.
-template <class Read>
-void Expect(const std::vector<FileRow>& rows, Read read)
-{
-    const TemporaryFolder folder;
-    for (const FileRow& row : rows) {
-        std::ofstream(folder.Path() / "file", std::ios::binary) << row.content;
-        const DebugOutputCapture output;
-        EXPECT_EQ(read((folder.Path() / "file").wstring().c_str()), row.answer) << row.content;
-        const std::wstring said = output.Texts().empty() ? L"(0)" : output.Texts()[0];
-        EXPECT_NE(said.find(L'(' + std::to_wstring(row.malformedLine) + L')'), said.npos) << row.content;
-    }
-}
 
 Platform::AppendFile OpenLog(const std::filesystem::path& path)
 {
@@ -75,32 +52,38 @@ private:
 
 } // namespace
 
-// The answer is message 1, or the error of the load.
-TEST(Posix, MessageModules)
-{
-    const std::vector<FileRow> rows{
-#include "Tests/Platform/Posix/MessageModules.inl"
-    };
-    Expect(rows, [](const wchar_t* path) {
-        Platform::MessageModule module;
-        const HRESULT hr = Platform::MessageModule::Load(path, module);
-        return hr < 0 ? std::to_wstring(hr & 0xFFFF) : module.Find(1).value_or(L"");
-    });
-}
-
-// The answer is value "v" of HKLM\\Software\\X.
 TEST(Posix, RegistryFiles)
 {
-    const std::vector<FileRow> rows{
-#include "Tests/Platform/Posix/RegistryFiles.inl"
+    const struct
+    {
+        const char* content;
+        const wchar_t* value; // of the only value of HKLM\Software\X; null: there is none
+        const wchar_t* malformedLine = L"";
+    } rows[] = {
+        {"# comment\n\n[HKLM\\Software\\X]\nv = REG_SZ: a=b:c \n", L" a=b:c "},
+        {"[hklm\\software\\x]\r\nv=REG_SZ:1\r\nv=REG_SZ:2\r\n", L"2"},
+        {"[HKLM\\Software\\X]\n[HKCU\\Software\\X]\nv=REG_SZ:1\n[HKLM\\Software\\X\\Y]\nv=REG_SZ:1\n", nullptr},
+        {"[HKLM\\Software\\X]\nv=REG_DWORD:0x41\n", nullptr},
+        {"v = REG_SZ:x\n[HKLM\\Software\\X]\n", nullptr, L"(1)"},
+        {"[HKLM\\Software\\X]\nv=REG_SZ:1\n[HKLM\\Software", nullptr, L"(3)"},
+        {"[HKLM\\Software\\X]\nv=REG_SZ:1\nv = text", nullptr, L"(3)"},
+        {"[HKLM\\Software\\X]\nv=REG_SZ:1\n= REG_SZ:x", nullptr, L"(3)"},
     };
-    const auto read = [](const wchar_t* path) {
-        Platform::SetVariable(L"KESTRINE_REGISTRY_FILE", path);
-        auto texts = Platform::RegistryTexts(Platform::RegistryRoot::LocalMachine, L"Software\\X");
-        return texts.empty() ? L"no text" : texts.begin()->second;
-    };
-    Expect(rows, read);
-    Expect({{"[HKLM\\Software\\X]\nv = REG_SZ:1\n", L"no text"}}, [read](const wchar_t*) { return read(nullptr); });
+    const TemporaryFolder folder;
+    const std::filesystem::path file = folder.Path() / "file";
+    const auto read = [] { return Platform::RegistryTexts(Platform::RegistryRoot::LocalMachine, L"Software\\X"); };
+    Platform::SetVariable(L"KESTRINE_REGISTRY_FILE", file.wstring().c_str());
+    for (const auto& row : rows) {
+        std::ofstream(file, std::ios::binary) << row.content;
+        const DebugOutputCapture output;
+        const auto texts = read();
+        EXPECT_EQ(texts.size(), row.value ? 1U : 0U) << row.content;
+        EXPECT_TRUE(!row.value || texts.at(L"v") == row.value) << row.content;
+        EXPECT_NE(output.Text().find(row.malformedLine), std::wstring::npos) << row.content;
+        EXPECT_EQ(output.Text().empty(), !*row.malformedLine) << row.content;
+    }
+    Platform::SetVariable(L"KESTRINE_REGISTRY_FILE", nullptr);
+    EXPECT_TRUE(read().empty());
 }
 
 TEST(Posix, FullDiskIsReported)
@@ -136,17 +119,6 @@ TEST(Posix, ALineThatDoesNotFitIsTakenBackAndEndsNobody)
     ASSERT_EQ(file.Write("ij"), S_OK);
     std::ifstream content(path);
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(content), {}), "abcdij");
-
-    // A signal that somebody else has raised stays for them.
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGXFSZ);
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    pthread_kill(pthread_self(), SIGXFSZ);
-    failAtTheLimit(6);
-    EXPECT_TRUE(IsPending(SIGXFSZ) && IsBlocked(SIGXFSZ));
-    const timespec atOnce{};
-    EXPECT_EQ(sigtimedwait(&signals, nullptr, &atOnce), SIGXFSZ);
 }
 
 TEST(Posix, FilesAndFoldersAreForOwnerAndGroup)
