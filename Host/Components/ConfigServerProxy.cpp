@@ -1,8 +1,7 @@
 #include "Host/Components/ConfigServerProxy.h"
 
-#include "Host/Components/FailureText.h"
 #include "Host/Components/ModifiedNodes.h"
-#include "Host/Support/Boundary.h"
+#include "Host/Support/Failure.h"
 
 #include <algorithm>
 #include <cstring>
@@ -26,10 +25,7 @@ constexpr std::int32_t AllOptions = TellCurrentState | WithContent | WholeWatche
 
 constexpr HRESULT NotFound = HResultFromWin32(ERROR_NOT_FOUND);
 
-[[noreturn]] void Refuse(HRESULT result, const std::wstring& text)
-{
-    throw Failure{result, L"Configuration server: " + text};
-}
+constexpr Refusal Refuse{L"Configuration server"};
 
 template <class T>
 T Required(std::optional<T> value, const wchar_t* node, const wchar_t* attribute)

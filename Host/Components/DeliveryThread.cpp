@@ -1,6 +1,6 @@
 #include "Host/Components/DeliveryThread.h"
 
-#include "Host/Components/FailureText.h"
+#include "Host/Support/Failure.h"
 
 #include <algorithm>
 #include <condition_variable>

@@ -18,7 +18,6 @@ public:
     using Entries = std::vector<NodeHandle>;
 
     explicit ModifiedNodes(Entries entries) : m_entries(std::make_shared<const Entries>(std::move(entries))) {}
-    ~ModifiedNodes() override = default;
 
     HRESULT GetEnumerator(IKelNodeIterator** out) override;
 

@@ -1,5 +1,5 @@
 #include "Host/Components/ConfigServerProxy.h"
-#include "Host/Support/Boundary.h"
+#include "Host/Support/Failure.h"
 #include "Tests/Host/NodwellFixture.h"
 #include "Tests/Support/Waiting.h"
 

@@ -46,8 +46,20 @@ TEST_F(NodeSerialization, WritesTextForPeople)
     Host::SetAttribute(root.Get(), L"Bytes", Host::Binary{"\x0A\xFF"});
     AddNew(AddNew(root, L"Child"), L"");
     const char* const readable =
-#include "Tests/Host/NodwellReadable.inl"
-        ;
+        "<nr>\r\n"
+        "<node name=\"Root &amp; &lt;1&gt;\" type=\"Kind\">\r\n"
+        "  <attribute name=\"Text\" type=\"text\">a&#9;&quot;b'\xC3\xA4\xEF\xBF\xBD</attribute>\r\n"
+        "  <attribute name=\"List\" type=\"text list\">\r\n"
+        "    <item>x</item>\r\n"
+        "    <item></item>\r\n"
+        "  </attribute>\r\n"
+        "  <attribute name=\"Nothing\" type=\"empty\"/>\r\n"
+        "  <attribute name=\"Bytes\" type=\"binary\">0AFF</attribute>\r\n"
+        "  <node name=\"Child\">\r\n"
+        "    <node/>\r\n"
+        "  </node>\r\n"
+        "</node>\r\n"
+        "</nr>\r\n";
     EXPECT_EQ(Serialize(root), readable);
     EXPECT_EQ(Serialize(ChildAt(root, 0), 0, 0), "<nr>\r\n<node name=\"Child\"/></nr>\r\n");
 }

@@ -1,11 +1,14 @@
-#include "Host/Components/DatabaseConnectionManager.h"
-#include "Host/Support/Boundary.h"
+#include "Host/ReportingDatabase/DatabaseConnectionManager.h"
+#include "Host/ReportingDatabase/SqlStatements.h"
+#include "Host/Support/Failure.h"
 #include "Platform/Testing/TemporaryFolder.h"
 #include "Platform/Text.h"
 #include "Tests/Host/NodwellFixture.h"
 #include "Tests/Host/SqlTexts.h"
 
 #include <algorithm>
+#include <atomic>
+#include <future>
 #include <gmock/gmock.h>
 #include <iterator>
 #include <random>
@@ -191,6 +194,43 @@ TEST_F(Database, TheFileIsOfUseToAnySqliteTool)
         Write({std::wstring(L"N'b',N'") + Ward + L"','A'", L"N'c',N'{0c8e2b1a-5d3f-4e7a-9b61-2f4d8c7a1e05}','A'"}),
         S_OK);
     EXPECT_THAT(Rows(), ElementsAre(L"B 0c8e2b1a-5d3f-4e7a-9b61-2f4d8c7a1e05", std::wstring(L"c ") + Ward));
-    Sqlite::Connection(folder.Path() / "other.db", Sqlite::Access::Create).Execute("CREATE TABLE AccessRights(Name)");
-    EXPECT_THROW(Host::ReportingDatabase(folder.Path() / "other.db"), Host::Failure);
+}
+
+TEST_F(Database, AnotherDatabaseIsRefusedAndLeftAsItIs)
+{
+    const std::filesystem::path other = folder.Path() / "other.db";
+    const std::pair<const char*, std::wstring> cases[] = {
+        {"CREATE TABLE AccessRights(Name)",
+         L"its table AccessRights has the columns (Name ), expected (LoginName TEXT, ManagedObjectUId TEXT)"},
+        {"CREATE TABLE Invoices(Number INT)",
+         L"it holds the table 'Invoices', expected no other ones than AccessRights and ReportServerRoles"},
+    };
+    for (const auto& [sql, complaint] : cases) {
+        std::filesystem::remove(other);
+        Sqlite::Connection(other, Sqlite::Access::Create).Execute(sql);
+        const std::string before = ReadAll(other);
+        try {
+            Host::ReportingDatabase refused(other);
+            ADD_FAILURE() << sql;
+        } catch (const Host::Failure& failure) {
+            EXPECT_EQ(failure.text, L"cannot use '" + other.wstring() + L"' as the reporting database: " + complaint);
+        }
+        EXPECT_EQ(ReadAll(other), before);
+    }
+}
+
+TEST_F(Database, ALockIsWaitedForUntilTheLimitOrAStop)
+{
+    static std::atomic<int> asked;
+    asked = 0;
+    const auto isStopped = [] { return ++asked == 3; };
+    std::optional<Sqlite::Connection> holder(std::in_place, file, Sqlite::Access::Create);
+    std::optional<Sqlite::Transaction> lock(std::in_place, *holder);
+    EXPECT_THROW(Host::ReportingDatabase(file, {std::chrono::milliseconds(0)}), Host::Failure);
+    EXPECT_THROW(Host::ReportingDatabase(file, {std::chrono::hours(1), isStopped}), Host::Failure);
+    EXPECT_EQ(asked, 3);
+    std::future<HRESULT> written = std::async(std::launch::async, [&] { return Write({L"N'a',NULL,'A'"}); });
+    EXPECT_EQ(written.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
+    lock.reset();
+    EXPECT_EQ(written.get(), S_OK);
 }
