@@ -2,6 +2,7 @@
 
 #include "Platform/Text.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstring>
 #include <limits>
@@ -239,28 +240,14 @@ Value Convert(const Value& value, uint16_t type, std::wstring_view attribute)
 
 const wchar_t* TypeName(uint16_t type)
 {
-    switch (type) {
-    case KelnEmpty:
-        return L"empty";
-    case KelnText8:
-        return L"utf8 text";
-    case KelnText:
-        return L"text";
-    case KelnInt32:
-        return L"int32";
-    case KelnUInt32:
-        return L"uint32";
-    case KelnInt64:
-        return L"int64";
-    case KelnBool:
-        return L"boolean";
-    case KelnBinary:
-        return L"binary";
-    case KelnTextList:
-        return L"text list";
-    default:
-        return L"unknown type";
-    }
+    constexpr std::pair<uint16_t, const wchar_t*> names[] = {
+        {KelnEmpty, L"empty"},  {KelnText8, L"utf8 text"}, {KelnText, L"text"},
+        {KelnInt32, L"int32"},  {KelnUInt32, L"uint32"},   {KelnInt64, L"int64"},
+        {KelnBool, L"boolean"}, {KelnBinary, L"binary"},   {KelnTextList, L"text list"},
+    };
+    const auto found =
+        std::find_if(std::begin(names), std::end(names), [=](const auto& each) { return each.first == type; });
+    return found == std::end(names) ? L"unknown type" : found->second;
 }
 
 std::vector<std::wstring> ListItems(const Value& list)

@@ -115,7 +115,9 @@ TEST_F(NodeTrees, ClonesStandAloneAndKeepTheOriginalsPathUntilTheyGetAParent)
     const NodeHandle copy = ChildAt(clone, 0);
     EXPECT_EQ(CountOf(copy), 1U);
     Host::SetAttribute(item.Get(), L"A", 2);
+    Host::SetAttribute(copy.Get(), L"B", 3);
     EXPECT_EQ(Host::ReadInt32(copy.Get(), L"A"), 1);
+    EXPECT_FALSE(Host::HasAttribute(item.Get(), L"B"));
     EXPECT_FALSE(ParentOf(clone));
     EXPECT_EQ(PathOf(copy), L"\\Root\\List\\Item");
     EXPECT_EQ(PathOf(Host::CloneNode(copy.Get(), 0)), L"\\Root\\List\\Item");
@@ -140,8 +142,7 @@ TEST_F(NodeTrees, NamesComeWholeOrNotAtAll)
     EXPECT_EQ(KelnGetAttributeNames(Create(nullptr).Get(), nullptr, &size), S_OK);
     EXPECT_EQ(size, 0U);
     EXPECT_EQ(KelnGetNodeName(node.Get(), 1, names, &size), E_INVALIDARG);
-    for (int i = 0; i < 1000; ++i)
-        EXPECT_EQ(Host::NodeType(Create(nullptr, std::to_wstring(i).c_str()).Get()), std::to_wstring(i));
+    EXPECT_EQ(Host::NodeType(Create(nullptr, L"Type").Get()), L"Type");
 }
 
 TEST_F(NodeTrees, CallsFailWhenToldToOnceOrFromThereOnAndDoNothing)
