@@ -1,7 +1,7 @@
 #include "Host/Components/AccessInfoSource.h"
 
 #include "Host/Components/NodeAccess.h"
-#include "Host/Support/Boundary.h"
+#include "Host/Support/Failure.h"
 
 #include <algorithm>
 

@@ -24,7 +24,6 @@ public:
     AccessInfoSource(std::wstring name, std::vector<AccessItem> items)
         : m_name(std::move(name)), m_items(std::move(items))
     {}
-    ~AccessInfoSource() override = default;
 
     HRESULT GetAllowedViewers(IKelNode** accessInfo) override;
 

@@ -1,7 +1,7 @@
 #include "Host/Components/AuthTokenMgr.h"
 
 #include "Host/Components/SidTexts.h"
-#include "Host/Support/Boundary.h"
+#include "Host/Support/Failure.h"
 
 #include <cwchar>
 #include <random>
@@ -18,10 +18,7 @@ constexpr std::uint32_t KindOfContext = 2;
 constexpr wchar_t TokenName[] = L"AuthToken";
 constexpr wchar_t ForwardedName[] = L"OnBehalfOfClient";
 
-[[noreturn]] void Refuse(HRESULT result, const std::wstring& text)
-{
-    throw Failure{result, L"Token manager: " + text};
-}
+constexpr Refusal Refuse{L"Token manager"};
 
 [[noreturn]] void RefuseBecauseOf(HRESULT failure, const std::wstring& text)
 {

@@ -23,7 +23,6 @@ public:
 
     // Tokens expire after `lifetime`.
     AuthTokenMgr(std::chrono::duration<double> lifetime, bool displayNames);
-    ~AuthTokenMgr() override = default;
 
     // E_INVALIDARG for another kind than 2, arguments that are not 0, and a null context.
     HRESULT MakeAuthToken(std::uint32_t kind, std::uintptr_t reserved1, std::uintptr_t reserved2,

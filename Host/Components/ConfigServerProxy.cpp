@@ -1,8 +1,7 @@
 #include "Host/Components/ConfigServerProxy.h"
 
-#include "Host/Components/FailureText.h"
 #include "Host/Components/ModifiedNodes.h"
-#include "Host/Support/Boundary.h"
+#include "Host/Support/Failure.h"
 
 #include <algorithm>
 #include <cstring>
@@ -26,10 +25,7 @@ constexpr std::int32_t AllOptions = TellCurrentState | WithContent | WholeWatche
 
 constexpr HRESULT NotFound = HResultFromWin32(ERROR_NOT_FOUND);
 
-[[noreturn]] void Refuse(HRESULT result, const std::wstring& text)
-{
-    throw Failure{result, L"Configuration server: " + text};
-}
+constexpr Refusal Refuse{L"Configuration server"};
 
 template <class T>
 T Required(std::optional<T> value, const wchar_t* node, const wchar_t* attribute)
@@ -116,14 +112,9 @@ struct ConfigServerProxy::Change
 class ConfigServerProxy::Subscription final : public Component<IKelModifySubscription>
 {
 public:
-    static std::shared_ptr<Subscription> Create(ComponentPtr<ConfigServerProxy> server, Terms terms,
-                                                IModifySubscriptionSink* sink)
-    {
-        std::shared_ptr<Subscription> created(new Subscription(std::move(server), std::move(terms), sink));
-        created->m_self = created;
-        return created;
-    }
-    ~Subscription() override = default;
+    Subscription(ComponentPtr<ConfigServerProxy> server, Terms given, IModifySubscriptionSink* called)
+        : terms(std::move(given)), sink(called), m_server(std::move(server)), m_id(NewId())
+    {}
 
     HRESULT Activate() override
     {
@@ -138,27 +129,22 @@ public:
         return S_OK;
     }
 
-    std::shared_ptr<Subscription> Self() const { return m_self; }
     const IKelModifySubscription* Identity() const { return this; }
 
     const Terms terms;
     IModifySubscriptionSink* const sink;
-    bool active = false; // the server's m_lock
+    bool active = false;                // the server's m_lock
+    std::shared_ptr<Subscription> self; // until the last holder lets go
 
 private:
-    Subscription(ComponentPtr<ConfigServerProxy> server, Terms given, IModifySubscriptionSink* called)
-        : terms(std::move(given)), sink(called), m_server(std::move(server)), m_id(NewId())
-    {}
-
     void Dispose() override
     {
         m_server->End(this);
-        const std::shared_ptr<Subscription> self = std::move(m_self);
+        const std::shared_ptr<Subscription> last = std::move(self);
     }
 
     const ComponentPtr<ConfigServerProxy> m_server;
     const GUID m_id;
-    std::shared_ptr<Subscription> m_self;
 };
 
 HRESULT ConfigServerProxy::Subscribe(IKelNode* filter, IKelNode* request, IModifySubscriptionSink* sink,
@@ -168,9 +154,10 @@ HRESULT ConfigServerProxy::Subscribe(IKelNode* filter, IKelNode* request, IModif
         if (!filter || !request || !sink || !out)
             Refuse(E_POINTER, L"Subscribe needs a filter, a request, a sink and a place for the subscription");
         const auto created =
-            Subscription::Create(ComponentPtr<ConfigServerProxy>(this), ReadTerms(filter, request), sink);
+            std::make_shared<Subscription>(ComponentPtr<ConfigServerProxy>(this), ReadTerms(filter, request), sink);
         const std::lock_guard guard(m_lock);
         m_subscriptions.push_back(created.get());
+        created->self = created;
         *out = created.get();
         return S_OK;
     });
@@ -287,7 +274,7 @@ void ConfigServerProxy::Post(const Subscription& subscription, const std::vector
         entries.push_back(MakeEntry(subscription, *change));
     }
     m_deliveries.Post(subscription.Identity(),
-                      [self = subscription.Self(), mask, nodes = MakeComponent<ModifiedNodes>(std::move(entries))] {
+                      [self = subscription.self, mask, nodes = MakeComponent<ModifiedNodes>(std::move(entries))] {
                           return self->sink->OnTriggered(self.get(), mask, nodes.Get());
                       });
 }

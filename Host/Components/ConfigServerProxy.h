@@ -34,7 +34,6 @@ public:
     static constexpr wchar_t InstanceName[] = L"ConfigServer.Proxy";
 
     explicit ConfigServerProxy(NodeHandle root) : m_root(std::move(root)) {}
-    ~ConfigServerProxy() override = default;
 
     HRESULT Subscribe(IKelNode* filter, IKelNode* request, IModifySubscriptionSink* sink,
                       IKelModifySubscription** out) override;

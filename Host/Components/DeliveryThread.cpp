@@ -1,6 +1,6 @@
 #include "Host/Components/DeliveryThread.h"
 
-#include "Host/Components/FailureText.h"
+#include "Host/Support/Failure.h"
 
 #include <algorithm>
 #include <condition_variable>
@@ -25,8 +25,7 @@ struct DeliveryThread::State
     std::mutex lock;
     std::condition_variable changed;
     std::deque<Entry> queue;         // lock
-    const void* recipient = nullptr; // lock; of the delivery that runs
-    bool running = false;            // lock
+    const void* recipient = nullptr; // lock; of the delivery that runs; null while none does
     bool stopped = false;            // lock
     FailureCount failures;           // lock
 };
@@ -58,12 +57,10 @@ void DeliveryThread::State::Run()
         Entry entry = std::move(queue.front());
         queue.pop_front();
         recipient = entry.recipient;
-        running = true;
         guard.unlock();
         Deliver(std::move(entry));
         guard.lock();
         recipient = nullptr;
-        running = false;
         changed.notify_all();
     }
 }
@@ -106,7 +103,7 @@ void DeliveryThread::Cancel(const void* recipient)
 void DeliveryThread::WaitUntilDelivered()
 {
     std::unique_lock guard(m_state->lock);
-    m_state->changed.wait(guard, [this] { return m_state->queue.empty() && !m_state->running; });
+    m_state->changed.wait(guard, [this] { return m_state->queue.empty() && !m_state->recipient; });
 }
 
 FailureCount DeliveryThread::Failures() const

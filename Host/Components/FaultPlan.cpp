@@ -1,6 +1,6 @@
 #include "Host/Components/FaultPlan.h"
 
-#include "Host/Support/Boundary.h"
+#include "Host/Support/Failure.h"
 
 #include <thread>
 

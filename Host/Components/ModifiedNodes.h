@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Host/Components/Component.h"
+#include "Host/Support/Failure.h"
 #include "Host/Support/NodeHandle.h"
 #include "Interfaces/ConfigServer.h"
 
@@ -18,11 +19,29 @@ public:
     using Entries = std::vector<NodeHandle>;
 
     explicit ModifiedNodes(Entries entries) : m_entries(std::make_shared<const Entries>(std::move(entries))) {}
-    ~ModifiedNodes() override = default;
 
-    HRESULT GetEnumerator(IKelNodeIterator** out) override;
+    HRESULT GetEnumerator(IKelNodeIterator** out) override
+    {
+        return Boundary([=, this] { return *out = new Iterator(m_entries), S_OK; });
+    }
 
 private:
+    class Iterator final : public Component<IKelNodeIterator>
+    {
+    public:
+        explicit Iterator(std::shared_ptr<const Entries> entries) : m_entries(std::move(entries)) {}
+
+        HRESULT Reset() override { return m_next = 0, S_OK; }
+        HRESULT Next(IKelNode** node) override
+        {
+            return m_next == m_entries->size() ? S_FALSE : KelnDuplicateNodeHandle((*m_entries)[m_next++].Get(), node);
+        }
+
+    private:
+        const std::shared_ptr<const Entries> m_entries;
+        std::size_t m_next = 0;
+    };
+
     const std::shared_ptr<const Entries> m_entries;
 };
 

@@ -1,6 +1,6 @@
 #include "Host/Components/NodeAccess.h"
 
-#include "Host/Components/FailureText.h"
+#include "Host/Support/Failure.h"
 #include "Platform/Text.h"
 
 namespace Host
@@ -57,35 +57,33 @@ std::optional<Number> ReadNumber(IKelNode* node, const wchar_t* name, std::uint1
     return number;
 }
 
-// Nothing when the attribute is absent.
-std::optional<std::string> ReadBytes(IKelNode* node, const wchar_t* name, std::uint16_t type)
+// What a call writes that takes a buffer and its size and asks for more when it is too small; nothing for Absent.
+template <class Character, class Call>
+std::optional<std::basic_string<Character>> ReadBuffer(const Call& call)
 {
-    std::string bytes;
+    std::basic_string<Character> buffer;
     std::uint32_t size = 0;
-    HRESULT result = KelnGetAttribute(node, name, &type, nullptr, &size, nullptr);
+    HRESULT result = S_OK;
+    while ((result = call(buffer.data(), &size)) == TooSmall)
+        buffer.resize(size);
     if (result == Absent)
         return std::nullopt;
     Check(result);
-    do {
-        bytes.resize(size);
-        result = KelnGetAttribute(node, name, &type, bytes.data(), &size, nullptr);
-    } while (result == TooSmall);
-    Check(result);
-    bytes.resize(size);
-    return bytes;
+    buffer.resize(size);
+    return buffer;
 }
 
-// Text from a call that takes a buffer and its size and asks for more when it is too small.
-template <class Call>
-std::wstring ReadWide(const Call& call)
+std::optional<std::string> ReadBytes(IKelNode* node, const wchar_t* name, std::uint16_t type)
 {
-    std::wstring text;
-    std::uint32_t size = 0;
-    HRESULT result = S_OK;
-    for (result = call(nullptr, &size); result == TooSmall; result = call(text.data(), &size))
-        text.resize(size);
-    Check(result);
-    text.resize(size - 1);
+    return ReadBuffer<char>(
+        [=](char* buffer, std::uint32_t* size) { return KelnGetAttribute(node, name, &type, buffer, size, nullptr); });
+}
+
+template <class Call>
+std::wstring ReadZeroTerminated(const Call& call)
+{
+    std::wstring text = ReadBuffer<wchar_t>(call).value();
+    text.pop_back();
     return text;
 }
 
@@ -151,12 +149,14 @@ std::uint64_t ChildCount(IKelNode* node)
 
 std::wstring NodeName(IKelNode* node, std::uint32_t kind)
 {
-    return ReadWide([=](wchar_t* buffer, std::uint32_t* size) { return KelnGetNodeName(node, kind, buffer, size); });
+    return ReadZeroTerminated(
+        [=](wchar_t* buffer, std::uint32_t* size) { return KelnGetNodeName(node, kind, buffer, size); });
 }
 
 std::wstring NodeType(IKelNode* node)
 {
-    return ReadWide([=](wchar_t* buffer, std::uint32_t* size) { return KelnGetNodeType(node, buffer, size); });
+    return ReadZeroTerminated(
+        [=](wchar_t* buffer, std::uint32_t* size) { return KelnGetNodeType(node, buffer, size); });
 }
 
 void SetAttribute(IKelNode* node, const std::wstring& name, const AttributeValue& value)

@@ -1,7 +1,7 @@
 #include "Host/Components/PermissionsChecker.h"
 
 #include "Host/Components/NodeAccess.h"
-#include "Host/Support/Boundary.h"
+#include "Host/Support/Failure.h"
 
 #include <set>
 

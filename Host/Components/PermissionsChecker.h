@@ -27,7 +27,6 @@ public:
     static constexpr wchar_t InstanceName[] = L"Security.PermissionsChecker";
 
     explicit PermissionsChecker(const std::vector<Grant>& grants);
-    ~PermissionsChecker() override = default;
 
     HRESULT GetAccessibleContainers(IKelNode* token, const wchar_t* permission, std::uint32_t* scope,
                                     IKelNode** containers) override;

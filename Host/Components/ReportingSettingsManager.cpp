@@ -1,6 +1,6 @@
 #include "Host/Components/ReportingSettingsManager.h"
 
-#include "Host/Support/Boundary.h"
+#include "Host/Support/Failure.h"
 
 #include <algorithm>
 
@@ -12,10 +12,7 @@ namespace
 
 constexpr std::int32_t ConnectionSettings = 1;
 
-[[noreturn]] void Refuse(HRESULT result, const std::wstring& text)
-{
-    throw Failure{result, L"Reporting settings manager: " + text};
-}
+constexpr Refusal Refuse{L"Reporting settings manager"};
 
 } // namespace
 

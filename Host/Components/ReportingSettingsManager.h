@@ -20,7 +20,6 @@ class ReportingSettingsManager final : public Component<IReportingSettingsManage
 {
 public:
     ReportingSettingsManager() = default;
-    ~ReportingSettingsManager() override = default;
 
     HRESULT UnusedSlot3() override { return E_NOTIMPL; }
     HRESULT UnusedSlot4() override { return E_NOTIMPL; }

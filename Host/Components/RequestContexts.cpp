@@ -1,6 +1,6 @@
 #include "Host/Components/RequestContexts.h"
 
-#include "Host/Support/Boundary.h"
+#include "Host/Support/Failure.h"
 
 namespace Host
 {

@@ -29,7 +29,6 @@ public:
     static constexpr wchar_t InstanceName[] = L"Core.RequestContextMgr";
 
     RequestContextMgr() = default;
-    ~RequestContextMgr() override = default;
 
     // HResultFromWin32(ERROR_NOT_FOUND) for another context than 0, the calling thread's.
     HRESULT GetContext(std::uint32_t contextId, IRequestContext** out) override;

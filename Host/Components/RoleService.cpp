@@ -1,8 +1,7 @@
 #include "Host/Components/RoleService.h"
 
-#include "Host/Components/FailureText.h"
 #include "Host/Components/NodeAccess.h"
-#include "Host/Support/Boundary.h"
+#include "Host/Support/Failure.h"
 
 namespace Host
 {
@@ -10,10 +9,7 @@ namespace Host
 namespace
 {
 
-[[noreturn]] void Refuse(HRESULT result, const std::wstring& text)
-{
-    throw Failure{result, L"Settings-management gate: " + text};
-}
+constexpr Refusal Refuse{L"Settings-management gate"};
 
 std::wstring RequiredText(IKelNode* request, const wchar_t* name)
 {

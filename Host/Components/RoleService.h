@@ -21,7 +21,6 @@ public:
     static constexpr wchar_t ServiceName[] = L"Service.SettingsManagementGate";
 
     explicit RoleService(std::shared_ptr<ReportingDatabase> database) : m_database(std::move(database)) {}
-    ~RoleService() override = default;
 
     // E_INVALIDARG with a description for a request that lacks something; E_FAIL when the role cannot be stored.
     HRESULT ProcessRequest(IKelNode* request, IKelNode** response) override;
@@ -42,7 +41,6 @@ public:
     static constexpr wchar_t InstanceName[] = L"Core.ServiceClient";
 
     explicit ServiceClient(ComponentPtr<RoleService> gate) : m_gate(std::move(gate)) {}
-    ~ServiceClient() override = default;
 
     // HResultFromWin32(ERROR_NOT_FOUND) for a service that the host does not have.
     HRESULT GetService(const wchar_t* serviceName, std::uint32_t reserved, REFIID iid, void** out) override;

@@ -1,6 +1,6 @@
 #include "Host/Components/SidTexts.h"
 
-#include "Host/Support/Boundary.h"
+#include "Host/Support/Failure.h"
 #include "Platform/Network.h"
 
 #include <algorithm>

@@ -1,12 +1,11 @@
 #include "Interfaces/Halvex.h"
 
 #include "Host/Halvex/Registry.h"
-#include "Host/Support/Boundary.h"
+#include "Host/Support/Failure.h"
 #include "Interfaces/ComponentPtr.h"
 
 #include <map>
 #include <mutex>
-#include <shared_mutex>
 #include <string>
 
 namespace
@@ -14,40 +13,18 @@ namespace
 
 using Component = ComponentPtr<IComponentBase>;
 
-// Components are queried and released with the lock left; only their AddRef is called under it.
-class Registry
+struct Registry
 {
-public:
-    bool Add(const std::wstring& name, const Component& component)
+    Component Find(const std::wstring& name)
     {
-        const std::lock_guard guard(m_lock);
-        return m_components.try_emplace(name, component).second;
+        const std::lock_guard guard(lock);
+        const auto found = components.find(name);
+        return found == components.end() ? nullptr : found->second;
     }
 
-    // Null when there is none.
-    Component Take(const std::wstring& name)
-    {
-        const std::lock_guard guard(m_lock);
-        const auto taken = m_components.extract(name);
-        return taken ? std::move(taken.mapped()) : nullptr;
-    }
-
-    Component Find(const std::wstring& name) const
-    {
-        const std::shared_lock guard(m_lock);
-        const auto found = m_components.find(name);
-        return found == m_components.end() ? nullptr : found->second;
-    }
-
-    std::size_t Count() const
-    {
-        const std::shared_lock guard(m_lock);
-        return m_components.size();
-    }
-
-private:
-    mutable std::shared_mutex m_lock;
-    std::map<std::wstring, Component> m_components; // m_lock
+    std::mutex lock;
+    // `lock`. Components are queried and released with it left; only their AddRef is called under it.
+    std::map<std::wstring, Component> components;
 };
 
 // Never destroyed: at the end of the process the components' own libraries may be gone already.
@@ -57,10 +34,7 @@ Registry& Instances()
     return instances;
 }
 
-[[noreturn]] void Refuse(HRESULT result, const std::wstring& text)
-{
-    throw Host::Failure{result, L"Halvex: " + text};
-}
+constexpr Host::Refusal Refuse{L"Halvex"};
 
 std::wstring ToName(const wchar_t* name)
 {
@@ -95,7 +69,9 @@ HRESULT HalvexRegisterInstance(const wchar_t* name, IComponentBase* component)
         const std::wstring wanted = ToName(name);
         if (!component)
             Refuse(E_POINTER, L"no component for instance '" + wanted + L"' (a null pointer)");
-        if (!Instances().Add(wanted, Component(component)))
+        Registry& instances = Instances();
+        const std::lock_guard guard(instances.lock);
+        if (!instances.components.try_emplace(wanted, Component(component)).second)
             Refuse(HResultFromWin32(ERROR_ALREADY_EXISTS), L"there is an instance '" + wanted + L"' already");
         return S_OK;
     });
@@ -105,7 +81,11 @@ HRESULT HalvexUnregisterInstance(const wchar_t* name)
 {
     return Host::Boundary([=] {
         const std::wstring wanted = ToName(name);
-        if (!Instances().Take(wanted))
+        Registry& instances = Instances();
+        std::unique_lock guard(instances.lock);
+        const auto taken = instances.components.extract(wanted); // released when the lock has been left
+        guard.unlock();
+        if (!taken)
             Refuse(HResultFromWin32(ERROR_NOT_FOUND), L"there is no instance '" + wanted + L"'");
         return S_OK;
     });
@@ -113,5 +93,7 @@ HRESULT HalvexUnregisterInstance(const wchar_t* name)
 
 uint32_t HalvexInstanceCount()
 {
-    return static_cast<uint32_t>(Instances().Count());
+    Registry& instances = Instances();
+    const std::lock_guard guard(instances.lock);
+    return static_cast<uint32_t>(instances.components.size());
 }

@@ -1,244 +1,163 @@
 #include "Host/Nodwell/Node.h"
 
-#include "Host/Nodwell/Failures.h"
-#include "Host/Nodwell/Instruments.h"
-
 #include <algorithm>
-#include <mutex>
 #include <utility>
 
-namespace
+Node::Ptr Node::Create(std::wstring_view name, std::wstring_view type)
 {
-
-Platform::Mutex s_structure;
-
-} // namespace
-
-Node::Node(SharedBytes name, SharedBytes type) : m_name(std::move(name)), m_type(std::move(type))
-{
-    Instruments::liveNodes.fetch_add(1, std::memory_order_relaxed);
-}
-
-Node::~Node()
-{
-    Instruments::liveNodes.fetch_sub(1, std::memory_order_relaxed);
-}
-
-Node::Ptr Node::Create(SharedBytes name, SharedBytes type)
-{
-    return Ptr::Attach(new Node(std::move(name), std::move(type)));
+    return Ptr::Attach(new Node(std::make_shared<const Labels>(Labels{std::wstring(name), std::wstring(type)})));
 }
 
 void Node::Release()
 {
-    if (m_references.fetch_sub(1, std::memory_order_acq_rel) == 1)
-        Destroy(this);
-}
-
-bool Node::TryAddRef()
-{
-    uint32_t references = m_references.load(std::memory_order_relaxed);
-    while (references != 0) {
-        if (m_references.compare_exchange_weak(references, references + 1, std::memory_order_relaxed))
-            return true;
-    }
-    return false;
-}
-
-void Node::Destroy(Node* last)
-{
-    Node* dead = nullptr;
-    const auto bury = [&dead](Node* node) {
-        if (!node->m_children) {
-            delete node;
-            return;
-        }
-        node->m_children->m_nextDead = std::exchange(dead, node);
-    };
-    bury(last);
+    if (--m_references != 0)
+        return;
+    // The dead are linked by their parent pointers: deep trees need no stack, and nothing here needs memory.
+    Node* dead = this;
     while (dead) {
-        Node* node = std::exchange(dead, dead->m_children->m_nextDead);
-        for (Node* child : node->m_children->Slots()) {
+        Node* const node = std::exchange(dead, dead->m_parent);
+        for (Node* const child : node->m_children) {
             if (!child)
                 continue;
-            node->Unlink(*child);
-            if (child->m_references.fetch_sub(1, std::memory_order_acq_rel) == 1)
-                bury(child);
+            child->m_parent = nullptr;
+            if (--child->m_references == 0)
+                child->m_parent = std::exchange(dead, child);
         }
         delete node;
     }
 }
 
-// The child may have got another parent in the meantime: it became a root when this node's last reference went.
-void Node::Unlink(Node& child)
-{
-    const std::lock_guard structure(s_structure);
-    const std::lock_guard guard(child.m_lock);
-    if (child.m_parent == this)
-        child.m_parent = nullptr;
-}
-
-Node* Node::LiveParent() const
-{
-    return m_parent && m_parent->m_references.load(std::memory_order_acquire) != 0 ? m_parent : nullptr;
-}
-
 std::wstring Node::Path() const
 {
-    const std::lock_guard structure(s_structure);
-    return PathUnderLock();
-}
-
-std::wstring Node::ParentPath() const
-{
-    const std::lock_guard structure(s_structure);
-    const Node* parent = LiveParent();
-    return parent ? parent->PathUnderLock() : std::wstring(m_origin.Text());
-}
-
-std::wstring Node::PathUnderLock() const
-{
     std::vector<const Node*> up{this};
-    while (const Node* parent = up.back()->LiveParent())
-        up.push_back(parent);
-    std::wstring path(up.back()->m_origin.Text());
-    std::for_each(up.rbegin(), up.rend(), [&path](const Node* node) {
-        path += L'\\';
-        path += node->m_name.Text();
-    });
+    while (up.back()->m_parent)
+        up.push_back(up.back()->m_parent);
+    std::wstring path = up.back()->m_originPath ? *up.back()->m_originPath : std::wstring();
+    std::for_each(up.rbegin(), up.rend(), [&path](const Node* node) { path.append(1, L'\\').append(node->Name()); });
     return path;
 }
 
-Node::Ptr Node::Parent()
+const std::vector<Node*>& Node::Children()
 {
-    const std::lock_guard guard(m_lock);
-    return m_parent && m_parent->TryAddRef() ? Ptr::Attach(m_parent) : nullptr;
+    if (std::exchange(m_gaps, 0) != 0) {
+        std::erase(m_children, nullptr);
+        for (uint32_t slot = 0; slot < m_children.size(); ++slot)
+            m_children[slot]->m_slot = slot;
+    }
+    return m_children;
 }
 
-uint64_t Node::ChildCount() const
+Node* Node::Child(std::wstring_view name)
 {
-    const std::lock_guard guard(m_lock);
-    return m_children ? m_children->Count() : 0;
-}
-
-Node::Ptr Node::Child(uint64_t index)
-{
-    const std::lock_guard guard(m_lock);
-    return Ptr(m_children ? m_children->At(index) : nullptr);
-}
-
-Node::Ptr Node::Child(std::wstring_view name)
-{
-    const std::lock_guard guard(m_lock);
-    return Ptr(m_children ? m_children->Named(name) : nullptr);
+    constexpr std::size_t worthAnIndex = 16;
+    const std::vector<Node*>& children = Children();
+    if (children.size() < worthAnIndex) {
+        const auto found =
+            std::find_if(children.begin(), children.end(), [name](const Node* child) { return child->Name() == name; });
+        return found == children.end() ? nullptr : *found;
+    }
+    if (!m_byName) {
+        auto index = std::make_unique<NameIndex>();
+        for (Node* const child : children)
+            index->try_emplace(child->Name(), child);
+        m_byName = std::move(index);
+    }
+    const auto found = m_byName->find(name);
+    return found == m_byName->end() ? nullptr : found->second;
 }
 
 void Node::AddChild(Node& child)
 {
-    const std::lock_guard structure(s_structure);
-    if (child.LiveParent())
-        Refuse(E_INVALIDARG, L"node '" + child.PathUnderLock() + L"' has a parent already");
-    // A child without children, the ordinary case, has nothing below it.
-    const bool isLeaf = child.ChildCount() == 0;
-    for (const Node* node = this; node; node = isLeaf ? nullptr : node->LiveParent()) {
+    if (child.m_parent)
+        Refuse(E_INVALIDARG, L"node '" + child.Path() + L"' has a parent already");
+    // A child without children has nothing below it.
+    for (const Node* node = this; node; node = child.m_children.empty() ? nullptr : node->m_parent) {
         if (node == &child)
-            Refuse(E_INVALIDARG,
-                   L"node '" + child.PathUnderLock() + L"' cannot be a child of itself or of a node below it");
+            Refuse(E_INVALIDARG, L"node '" + child.Path() + L"' cannot be a child of itself or of a node below it");
     }
-    {
-        const std::lock_guard guard(m_lock);
-        List(child);
-        child.AddRef();
-    }
-    const std::lock_guard guard(child.m_lock);
-    child.m_parent = this;
-    child.m_origin = {};
+    Append(child);
+    child.AddRef();
+    child.m_originPath.reset();
 }
 
-void Node::List(Node& child)
+void Node::Append(Node& child)
 {
-    if (!m_children)
-        m_children = std::make_unique<ChildList>();
-    m_children->Append(child);
+    std::unique_ptr<NameIndex> index =
+        std::move(m_byName); // lost when the following throws, which changes nothing else
+    if (index)
+        index->try_emplace(child.Name(), &child);
+    m_children.push_back(&child);
+    m_byName = std::move(index);
+    child.m_slot = static_cast<uint32_t>(m_children.size() - 1);
+    child.m_parent = this;
 }
 
 bool Node::RemoveChild(Node& child)
 {
-    {
-        const std::lock_guard structure(s_structure);
-        if (child.m_parent != this)
-            return false;
-        {
-            const std::lock_guard guard(m_lock);
-            m_children->Remove(child.m_slot);
-        }
-        const std::lock_guard guard(child.m_lock);
-        child.m_parent = nullptr;
-    }
+    if (child.m_parent != this)
+        return false;
+    m_byName.reset();
+    m_children[child.m_slot] = nullptr;
+    ++m_gaps;
+    child.m_parent = nullptr;
     child.Release();
     return true;
 }
 
+const std::vector<NodeAttribute>& Node::Attributes() const
+{
+    static const std::vector<NodeAttribute> none;
+    return m_attributes ? *m_attributes : none;
+}
+
+const Value* Node::FindAttribute(std::wstring_view name) const
+{
+    for (const NodeAttribute& attribute : Attributes()) {
+        if (attribute.name == name)
+            return &attribute.value;
+    }
+    return nullptr;
+}
+
 void Node::SetAttribute(std::wstring_view name, Value value)
 {
-    SharedBytes sharedName = SharedBytes::OfCommonText(name);
-    const std::lock_guard guard(m_lock);
-    const auto found = std::find_if(m_attributes.begin(), m_attributes.end(),
-                                    [name](const NodeAttribute& attribute) { return attribute.name.Text() == name; });
-    if (found == m_attributes.end())
-        m_attributes.push_back({std::move(sharedName), std::move(value)});
+    if (!m_attributes || m_attributes.use_count() != 1)
+        m_attributes = std::make_shared<std::vector<NodeAttribute>>(Attributes());
+    const auto found = std::find_if(m_attributes->begin(), m_attributes->end(),
+                                    [name](const NodeAttribute& attribute) { return attribute.name == name; });
+    if (found == m_attributes->end())
+        m_attributes->push_back({std::wstring(name), std::move(value)});
     else
-        std::swap(found->value, value); // the old one is destroyed when the lock has been left
-}
-
-bool Node::FindAttribute(std::wstring_view name, Value& value) const
-{
-    const std::lock_guard guard(m_lock);
-    for (const NodeAttribute& attribute : m_attributes) {
-        if (attribute.name.Text() == name) {
-            value = attribute.value;
-            return true;
-        }
-    }
-    return false;
-}
-
-Node::Snapshot Node::Look(bool withChildren) const
-{
-    const std::lock_guard guard(m_lock);
-    Snapshot snapshot{m_attributes, {}};
-    if (withChildren && m_children) {
-        snapshot.children.reserve(m_children->Count());
-        for (Node* child : m_children->Slots()) {
-            if (child)
-                snapshot.children.emplace_back(Ptr(child));
-        }
-    }
-    return snapshot;
+        found->value = std::move(value);
 }
 
 Node::Ptr Node::Clone(uint64_t depth)
 {
     struct Step
     {
-        Ptr original;
+        Node* original;
         Node* copy;
-        uint64_t level;
+        uint64_t depth;
     };
-    Ptr clone = Create(m_name, m_type);
-    clone->m_origin = SharedBytes(ParentPath());
-    std::vector<Step> steps;
-    steps.push_back({Ptr(this), clone.Get(), 0});
+    const Ptr clone = Ptr::Attach(new Node(*this));
+    if (m_parent)
+        clone->m_originPath = std::make_unique<std::wstring>(m_parent->Path());
+    else if (m_originPath)
+        clone->m_originPath = std::make_unique<std::wstring>(*m_originPath);
+    std::vector<Step> steps{{this, clone.Get(), depth}};
     while (!steps.empty()) {
-        const Step step = std::move(steps.back());
+        const Step step = steps.back();
         steps.pop_back();
-        Snapshot snapshot = step.original->Look(step.level < depth);
-        step.copy->m_attributes = std::move(snapshot.attributes);
-        for (Ptr& child : snapshot.children) {
-            Ptr copy = Create(child->m_name, child->m_type);
-            step.copy->List(*copy);
-            copy->m_parent = step.copy;
-            steps.push_back({std::move(child), copy.Detach(), step.level + 1}); // the clone's reference now
+        if (step.depth == 0)
+            continue;
+        const std::vector<Node*>& children = step.original->Children();
+        step.copy->m_children.reserve(children.size());
+        for (Node* const child : children) {
+            Ptr copy = Ptr::Attach(new Node(*child));
+            step.copy->Append(*copy);
+            Node* const appended = copy.Detach(); // the clone's reference now
+            if (!child->m_children.empty())
+                steps.push_back({child, appended, step.depth - 1});
         }
     }
     return clone;

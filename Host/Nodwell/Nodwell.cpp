@@ -1,25 +1,63 @@
 #include "Interfaces/Nodwell.h"
 
-#include "Host/Nodwell/Failures.h"
-#include "Host/Nodwell/Instruments.h"
 #include "Host/Nodwell/Node.h"
 #include "Host/Nodwell/Serialization.h"
+#include "Host/Nodwell/TestControls.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <limits>
+#include <mutex>
 
 namespace
 {
 
-// Runs one exported function, except those that close.
+// The answers that callers meet every day come without error information.
+constexpr HRESULT Absent = HResultFromWin32(ERROR_NOT_FOUND);
+constexpr HRESULT TooSmall = HResultFromWin32(ERROR_INSUFFICIENT_BUFFER);
+
+uint64_t s_openHandles = 0; // Node::s_lock
+
+struct CallFaults
+{
+    // True when the running call is to fail, with `failure`. To be asked once per call.
+    bool Strike(HRESULT& failure)
+    {
+        if (!planned)
+            return false;
+        const std::lock_guard guard(Node::s_lock);
+        if (countdown == 0 || --countdown != 0)
+            return false;
+        countdown = sticky ? 1 : 0;
+        planned = sticky;
+        ++fired;
+        failure = result;
+        return true;
+    }
+
+    std::atomic<bool> planned = false;
+    uint64_t countdown = 0; // this and the rest: Node::s_lock
+    HRESULT result = S_OK;
+    bool sticky = false;
+    uint64_t fired = 0;
+} s_faults;
+
+// Run the body of one exported function, with the lock and without.
+template <class Body>
+HRESULT CallUnlocked(const Body& body) noexcept
+{
+    HRESULT fault = S_OK;
+    return s_faults.Strike(fault) ? fault : Host::Boundary(body);
+}
+
 template <class Body>
 HRESULT Call(const Body& body) noexcept
 {
-    HRESULT fault = S_OK;
-    if (Instruments::faultPlanned.load(std::memory_order_relaxed) && Instruments::TakeFault(fault))
-        return fault;
-    return Host::Boundary(body);
+    return CallUnlocked([&] {
+        const std::lock_guard guard(Node::s_lock);
+        return body();
+    });
 }
 
 void CheckPointer(const void* pointer, const wchar_t* what)
@@ -50,7 +88,7 @@ HRESULT HandOut(Node::Ptr node, IKelNode** out)
 {
     if (!node)
         return Absent;
-    Instruments::openHandles.fetch_add(1, std::memory_order_relaxed);
+    ++s_openHandles;
     *out = node.Detach();
     return S_OK;
 }
@@ -70,9 +108,8 @@ HRESULT CopyText(std::wstring_view text, wchar_t* buffer, uint32_t* size)
     return S_OK;
 }
 
-HRESULT CopyValue(const Value& value, void* buffer, uint32_t* size)
+HRESULT CopyBytes(const std::string& bytes, void* buffer, uint32_t* size)
 {
-    const std::string_view bytes = value.bytes.Bytes();
     if (buffer)
         CheckPointer(size, L"buffer size");
     const bool fits = !buffer || *size >= bytes.size();
@@ -91,7 +128,7 @@ HRESULT KelnCreateNode(const wchar_t* name, const wchar_t* nodeType, IKelNode** 
 {
     return Call([=] {
         CheckPointer(node, L"place for the node");
-        return HandOut(Node::Create(SharedBytes(OrEmpty(name)), SharedBytes::OfCommonText(OrEmpty(nodeType))), node);
+        return HandOut(Node::Create(OrEmpty(name), OrEmpty(nodeType)), node);
     });
 }
 
@@ -118,8 +155,9 @@ HRESULT KelnDuplicateNodeHandle(IKelNode* node, IKelNode** duplicate)
 HRESULT KelnCloseNodeHandle(IKelNode* node)
 {
     return Host::Boundary([=] {
+        const std::lock_guard guard(Node::s_lock);
         Node& closed = ToNode(node);
-        Instruments::openHandles.fetch_sub(1, std::memory_order_relaxed);
+        --s_openHandles;
         closed.Release();
         return S_OK;
     });
@@ -128,9 +166,9 @@ HRESULT KelnCloseNodeHandle(IKelNode* node)
 HRESULT KelnGetParent(IKelNode* node, IKelNode** parent)
 {
     return Call([=] {
-        Node& child = ToNode(node);
+        const Node& child = ToNode(node);
         CheckPointer(parent, L"place for the parent");
-        if (HandOut(child.Parent(), parent) == Absent)
+        if (HandOut(Node::Ptr(child.Parent()), parent) == Absent)
             *parent = nullptr;
         return S_OK;
     });
@@ -151,7 +189,8 @@ HRESULT KelnGetChildByIndex(IKelNode* node, uint64_t index, IKelNode** child)
     return Call([=] {
         Node& parent = ToNode(node);
         CheckPointer(child, L"place for the child");
-        return HandOut(parent.Child(index), child);
+        const std::vector<Node*>& children = parent.Children();
+        return HandOut(Node::Ptr(index < children.size() ? children[index] : nullptr), child);
     });
 }
 
@@ -160,7 +199,7 @@ HRESULT KelnGetChildByName(IKelNode* node, const wchar_t* name, IKelNode** child
     return Call([=] {
         Node& parent = ToNode(node);
         CheckPointer(child, L"place for the child");
-        return HandOut(parent.Child(ToName(name)), child);
+        return HandOut(Node::Ptr(parent.Child(ToName(name))), child);
     });
 }
 
@@ -183,7 +222,7 @@ HRESULT KelnGetNodeName(IKelNode* node, uint32_t kind, wchar_t* buffer, uint32_t
         const Node& named = ToNode(node);
         CheckPointer(size, L"buffer size");
         if (kind == KelnNameOnly)
-            return CopyText(named.Name().Text(), buffer, size);
+            return CopyText(named.Name(), buffer, size);
         if (kind == KelnPath)
             return CopyText(named.Path(), buffer, size);
         Refuse(E_INVALIDARG, L"unknown kind of node name " + std::to_wstring(kind));
@@ -195,7 +234,7 @@ HRESULT KelnGetNodeType(IKelNode* node, wchar_t* buffer, uint32_t* size)
     return Call([=] {
         const Node& typed = ToNode(node);
         CheckPointer(size, L"buffer size");
-        return CopyText(typed.Type().Text(), buffer, size);
+        return CopyText(typed.Type(), buffer, size);
     });
 }
 
@@ -205,10 +244,8 @@ HRESULT KelnGetAttributeNames(IKelNode* node, wchar_t* buffer, uint32_t* size)
         const Node& holder = ToNode(node);
         CheckPointer(size, L"buffer size");
         std::wstring names;
-        for (const NodeAttribute& attribute : holder.Look(false).attributes) {
-            names += attribute.name.Text();
-            names += L'\0';
-        }
+        for (const NodeAttribute& attribute : holder.Attributes())
+            names.append(attribute.name).push_back(L'\0');
         if (names.empty()) {
             *size = 0;
             return S_OK;
@@ -224,15 +261,14 @@ HRESULT KelnGetAttribute(IKelNode* node, const wchar_t* name, const uint16_t* re
     return Call([=] {
         const Node& holder = ToNode(node);
         const std::wstring_view attribute = ToName(name);
-        Value value;
-        if (!holder.FindAttribute(attribute, value))
+        const Value* const value = holder.FindAttribute(attribute);
+        if (!value)
             return Absent;
-        const uint16_t stored = value.type;
-        if (requestedType && *requestedType != stored)
-            value = Convert(value, *requestedType, attribute);
-        const HRESULT result = CopyValue(value, buffer, size);
+        const HRESULT result = requestedType && *requestedType != value->type
+                                   ? CopyBytes(Convert(*value, *requestedType, attribute).bytes, buffer, size)
+                                   : CopyBytes(value->bytes, buffer, size);
         if (SUCCEEDED(result) && storedType)
-            *storedType = stored;
+            *storedType = value->type;
         return result;
     });
 }
@@ -252,7 +288,7 @@ HRESULT KelnSetAttribute(IKelNode* node, const wchar_t* name, uint16_t type, con
 HRESULT KelnStartSerialization(uint32_t type, uint32_t flags, KelnWriteCallback write, void* writeContext,
                                void** context)
 {
-    return Call([=] {
+    return CallUnlocked([=] {
         CheckPointer(reinterpret_cast<const void*>(write), L"write callback");
         CheckPointer(context, L"place for the context");
         *context = new Serialization(type, flags, write, writeContext);
@@ -262,7 +298,7 @@ HRESULT KelnStartSerialization(uint32_t type, uint32_t flags, KelnWriteCallback 
 
 HRESULT KelnSerializeNodes(void* context, IKelNode* const* nodes, uint32_t count, uint32_t depth)
 {
-    return Call([=] {
+    return CallUnlocked([=] {
         CheckPointer(context, L"serialization context");
         if (count != 0)
             CheckPointer(nodes, L"array of nodes");
@@ -275,7 +311,7 @@ HRESULT KelnSerializeNodes(void* context, IKelNode* const* nodes, uint32_t count
 
 HRESULT KelnFinalizeSerialization(void* context)
 {
-    return Call([=] {
+    return CallUnlocked([=] {
         CheckPointer(context, L"serialization context");
         static_cast<Serialization*>(context)->Finalize();
         return S_OK;
@@ -289,4 +325,32 @@ HRESULT KelnCloseSerializationContext(void* context)
         delete static_cast<Serialization*>(context);
         return S_OK;
     });
+}
+
+uint64_t NodwellLiveNodes()
+{
+    const std::lock_guard guard(Node::s_lock);
+    return Node::s_live;
+}
+
+uint64_t NodwellOpenHandles()
+{
+    const std::lock_guard guard(Node::s_lock);
+    return s_openHandles;
+}
+
+void NodwellFailCall(uint64_t countdown, HRESULT result, int sticky)
+{
+    const std::lock_guard guard(Node::s_lock);
+    s_faults.planned = countdown != 0;
+    s_faults.countdown = countdown;
+    s_faults.result = result;
+    s_faults.sticky = sticky != 0;
+    s_faults.fired = 0;
+}
+
+uint64_t NodwellFaultsFired()
+{
+    const std::lock_guard guard(Node::s_lock);
+    return s_faults.fired;
 }

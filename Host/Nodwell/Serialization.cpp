@@ -1,16 +1,40 @@
 #include "Host/Nodwell/Serialization.h"
 
-#include "Host/Nodwell/Failures.h"
 #include "Platform/Text.h"
 
 #include <algorithm>
+#include <mutex>
 #include <utility>
 
 namespace
 {
 
 constexpr std::string_view EndOfLine = "\r\n";
+constexpr std::size_t PieceSize = 4096; // of what the callback gets
 constexpr std::size_t DeepestIndent = 64;
+
+// A clone that nobody else knows, and which may be read without the lock therefore.
+class PrivateClone
+{
+public:
+    PrivateClone(Node& node, uint32_t depth)
+    {
+        const std::lock_guard guard(Node::s_lock);
+        m_node = node.Clone(depth);
+    }
+    ~PrivateClone()
+    {
+        const std::lock_guard guard(Node::s_lock);
+        m_node.Reset();
+    }
+    PrivateClone(const PrivateClone&) = delete;
+    PrivateClone& operator=(const PrivateClone&) = delete;
+
+    Node& Root() const { return *m_node.Get(); }
+
+private:
+    Node::Ptr m_node;
+};
 
 // What stands in the text for a character that cannot stand for itself; empty for the others.
 std::string Reference(wchar_t character)
@@ -34,50 +58,14 @@ std::string Reference(wchar_t character)
 
 } // namespace
 
-void TextOutput::Put(std::string_view text)
-{
-    while (!text.empty()) {
-        const std::size_t taken = std::min(PieceSize - m_piece.size(), text.size());
-        m_piece += text.substr(0, taken);
-        text.remove_prefix(taken);
-        if (m_piece.size() == PieceSize)
-            Flush();
-    }
-}
-
-void TextOutput::Put(std::wstring_view text)
-{
-    std::size_t plain = 0; // where the part that needs no reference began
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const std::string reference = Reference(text[i]);
-        if (reference.empty())
-            continue;
-        Put(Text::ToUtf8(text.substr(plain, i - plain)));
-        Put(reference);
-        plain = i + 1;
-    }
-    Put(Text::ToUtf8(text.substr(plain)));
-}
-
-void TextOutput::Flush()
-{
-    if (m_piece.empty())
-        return;
-    const HRESULT result = m_write(m_piece.data(), static_cast<uint32_t>(m_piece.size()), m_context);
-    m_piece.clear();
-    if (FAILED(result))
-        throw Host::Failure{result, {}}; // with the error information that the callback has left
-}
-
 Serialization::Serialization(uint32_t type, uint32_t flags, KelnWriteCallback write, void* context)
-    : m_flags(flags), m_output(write, context)
+    : m_flags(flags), m_write(write), m_context(context)
 {
     if (type != 1)
         Refuse(E_NOTIMPL, L"serialization type " + std::to_wstring(type) + L" is not available, only 1 is");
     if ((flags & ~(Readable | ShowTypes)) != 0)
         Refuse(E_INVALIDARG, L"unknown serialization flags in " + std::to_wstring(flags));
-    m_output.Put("<nr>");
-    m_output.Put(EndOfLine);
+    m_text.append("<nr>").append(EndOfLine);
 }
 
 void Serialization::Claim()
@@ -89,57 +77,60 @@ void Serialization::Claim()
 void Serialization::Write(const std::vector<Node*>& nodes, uint32_t depth)
 {
     Claim();
-    for (Node* node : nodes)
-        WriteTree(*node, depth);
-    m_output.Flush();
+    for (Node* const node : nodes)
+        WriteTree(PrivateClone(*node, depth).Root());
+    Flush();
     m_usable = true;
 }
 
 void Serialization::Finalize()
 {
     Claim();
-    m_output.Put("</nr>");
-    m_output.Put(EndOfLine);
-    m_output.Flush();
+    m_text.append("</nr>").append(EndOfLine);
+    Flush();
 }
 
-void Serialization::WriteTree(Node& root, uint32_t depth)
+void Serialization::Flush()
 {
-    struct OpenNode
-    {
-        std::vector<Node::Ptr> children;
-        std::size_t next;
-    };
-    std::vector<OpenNode> open;
-    const auto begin = [&](const Node& node) {
-        Node::Snapshot content = node.Look(open.size() < depth);
-        if (Begin(node, content, open.size()))
-            open.push_back({std::move(content.children), 0});
+    for (std::string_view rest = m_text; !rest.empty(); rest.remove_prefix(std::min(PieceSize, rest.size()))) {
+        const auto size = static_cast<uint32_t>(std::min(PieceSize, rest.size()));
+        if (const HRESULT result = m_write(rest.data(), size, m_context); FAILED(result))
+            throw Host::Failure{result, {}}; // with the error information that the callback has left
+    }
+    m_text.clear();
+}
+
+// Without recursion: trees may be deep.
+void Serialization::WriteTree(Node& root)
+{
+    std::vector<std::pair<Node*, std::size_t>> open; // with the number of children that have been written
+    const auto begin = [&](Node& node) {
+        if (Begin(node, open.size()))
+            open.emplace_back(&node, 0);
     };
     begin(root);
     while (!open.empty()) {
-        OpenNode& current = open.back();
-        if (current.next < current.children.size()) {
-            const Node::Ptr child = std::move(current.children[current.next++]);
-            begin(*child);
+        auto& [node, written] = open.back();
+        if (written < node->ChildCount()) {
+            begin(*node->Children()[written++]);
         } else {
             open.pop_back();
             StartLine(open.size());
-            m_output.Put("</node>");
+            m_text += "</node>";
             EndLine();
         }
     }
 }
 
 // True when the node stays open for its children and its end.
-bool Serialization::Begin(const Node& node, const Node::Snapshot& content, std::size_t level)
+bool Serialization::Begin(Node& node, std::size_t level)
 {
-    const bool isEmpty = content.attributes.empty() && content.children.empty();
+    const bool isEmpty = node.Attributes().empty() && node.ChildCount() == 0;
     StartLine(level);
-    PutStart("node", node.Name().Text(), node.Type().Text());
-    m_output.Put(isEmpty ? "/>" : ">");
+    PutStart("node", node.Name(), node.Type());
+    m_text += isEmpty ? "/>" : ">";
     EndLine();
-    for (const NodeAttribute& attribute : content.attributes)
+    for (const NodeAttribute& attribute : node.Attributes())
         WriteAttribute(attribute, level + 1);
     return !isEmpty;
 }
@@ -148,51 +139,66 @@ void Serialization::WriteAttribute(const NodeAttribute& attribute, std::size_t l
 {
     const Value& value = attribute.value;
     StartLine(level);
-    PutStart("attribute", attribute.name.Text(), (m_flags & ShowTypes) != 0 ? TypeName(value.type) : L"");
-    if (value.bytes.Bytes().empty()) {
-        m_output.Put("/>");
+    PutStart("attribute", attribute.name, (m_flags & ShowTypes) != 0 ? TypeName(value.type) : L"");
+    if (value.bytes.empty()) {
+        m_text += "/>";
         EndLine();
         return;
     }
-    m_output.Put(">");
+    m_text += ">";
     if (value.type == KelnTextList) {
         EndLine();
         for (const std::wstring& item : ListItems(value)) {
             StartLine(level + 1);
-            m_output.Put("<item>");
-            m_output.Put(item);
-            m_output.Put("</item>");
+            m_text += "<item>";
+            PutEscaped(item);
+            m_text += "</item>";
             EndLine();
         }
         StartLine(level);
     } else {
-        m_output.Put(DisplayText(value));
+        PutEscaped(DisplayText(value));
     }
-    m_output.Put("</attribute>");
+    m_text += "</attribute>";
     EndLine();
 }
 
 void Serialization::PutStart(const char* element, std::wstring_view name, std::wstring_view type)
 {
-    m_output.Put("<");
-    m_output.Put(element);
+    m_text.append("<").append(element);
     for (const auto& [key, text] : {std::pair(" name=\"", name), std::pair(" type=\"", type)}) {
         if (text.empty())
             continue;
-        m_output.Put(key);
-        m_output.Put(text);
-        m_output.Put("\"");
+        m_text += key;
+        PutEscaped(text);
+        m_text += "\"";
     }
+}
+
+void Serialization::PutEscaped(std::wstring_view text)
+{
+    std::size_t plain = 0; // where the part that needs no reference began
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const std::string reference = Reference(text[i]);
+        if (reference.empty())
+            continue;
+        Text::AppendUtf8(text.substr(plain, i - plain), m_text);
+        m_text += reference;
+        plain = i + 1;
+    }
+    Text::AppendUtf8(text.substr(plain), m_text);
 }
 
 void Serialization::StartLine(std::size_t level)
 {
     if ((m_flags & Readable) != 0)
-        m_output.Put(std::string(2 * std::min(level, DeepestIndent), ' '));
+        m_text.append(2 * std::min(level, DeepestIndent), ' ');
 }
 
 void Serialization::EndLine()
 {
     if ((m_flags & Readable) != 0)
-        m_output.Put(EndOfLine);
+        m_text += EndOfLine;
+    if (m_text.size() >= PieceSize)
+        Flush();
 }

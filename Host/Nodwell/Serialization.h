@@ -17,32 +17,9 @@
 
 #include "Host/Nodwell/Node.h"
 
-#include <string>
-#include <string_view>
-#include <vector>
-
-// The text as it grows, handed to the host's callback in pieces of at most 4 KiB.
-class TextOutput
-{
-public:
-    TextOutput(KelnWriteCallback write, void* context) : m_write(write), m_context(context) {}
-
-    void Put(std::string_view text);
-    void Put(const char* text) { Put(std::string_view(text)); }
-    // Escaped.
-    void Put(std::wstring_view text);
-    void Flush();
-
-private:
-    static constexpr std::size_t PieceSize = 4096;
-
-    const KelnWriteCallback m_write;
-    void* const m_context;
-    std::string m_piece;
-};
-
 // One serialization, used by one thread at a time. The first failure, be it of the host's callback, ends it: what has
-// been written stops in the middle, and every further call is refused with E_UNEXPECTED.
+// been written stops in the middle, and every further call is refused with E_UNEXPECTED. To be called without
+// Node::s_lock; the callback is called without it.
 class Serialization
 {
 public:
@@ -56,15 +33,19 @@ public:
     void Finalize();
 
 private:
-    void WriteTree(Node& root, uint32_t depth);
-    bool Begin(const Node& node, const Node::Snapshot& content, std::size_t level);
+    void WriteTree(Node& root);
+    bool Begin(Node& node, std::size_t level);
     void WriteAttribute(const NodeAttribute& attribute, std::size_t level);
     void PutStart(const char* element, std::wstring_view name, std::wstring_view type);
+    void PutEscaped(std::wstring_view text);
     void StartLine(std::size_t level);
     void EndLine();
+    void Flush();
     void Claim();
 
     const uint32_t m_flags;
-    TextOutput m_output;
+    const KelnWriteCallback m_write;
+    void* const m_context;
+    std::string m_text; // not yet written
     bool m_usable = true;
 };

@@ -1,11 +1,12 @@
 #include "Host/Nodwell/Value.h"
 
-#include "Host/Nodwell/Failures.h"
 #include "Platform/Text.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstring>
 #include <limits>
+#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -77,7 +78,7 @@ bool IsWellFormed(uint16_t type, std::string_view bytes)
 
 std::int64_t NumberOf(const Value& value)
 {
-    const std::string_view bytes = value.bytes.Bytes();
+    const std::string_view bytes = value.bytes;
     switch (value.type) {
     case KelnInt32:
         return Load<std::int32_t>(bytes);
@@ -92,7 +93,7 @@ std::int64_t NumberOf(const Value& value)
 
 std::wstring TextOf(const Value& value)
 {
-    const std::string_view bytes = value.bytes.Bytes();
+    const std::string_view bytes = value.bytes;
     return value.type == KelnText8 ? Text::FromUtf8(bytes.substr(0, bytes.size() - 1))
                                    : Text::FromUtf16Le(bytes.substr(0, bytes.size() - 2));
 }
@@ -105,7 +106,7 @@ Value MakeText(uint16_t type, std::wstring_view text)
     else
         Text::AppendUtf16Le(text, bytes);
     bytes.append(type == KelnText8 ? 1 : 2, '\0');
-    return {SharedBytes(bytes), type};
+    return {type, std::move(bytes)};
 }
 
 std::wstring HexDigits(std::string_view bytes)
@@ -121,127 +122,99 @@ std::wstring HexDigits(std::string_view bytes)
     return text;
 }
 
-// One conversion of one attribute, for the sake of its failures: all of them say what is held and what was expected.
-class Conversion
+std::optional<bool> ParseBoolean(std::wstring text)
 {
-public:
-    Conversion(const Value& value, uint16_t wanted, std::wstring_view attribute)
-        : m_value(value), m_wanted(wanted), m_attribute(attribute)
-    {}
+    for (wchar_t& c : text)
+        c = c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c - L'A' + L'a') : c;
+    if (text == L"true" || text == L"1")
+        return true;
+    return text == L"false" || text == L"0" ? std::optional(false) : std::nullopt;
+}
 
-    Value Run() const
-    {
-        if (m_value.type == m_wanted)
-            return m_value;
-        if (m_value.type == KelnEmpty)
-            return FromEmpty();
-        if (IsNumber(m_value.type))
-            return FromNumber();
-        if (IsText(m_value.type))
-            return FromText();
-        if (m_value.type == KelnTextList && m_wanted == KelnText && ZeroUnits(m_value.bytes.Bytes()) == 1)
-            return {m_value.bytes, KelnText};
-        Fail(WrongType);
+HRESULT ParseInteger(std::wstring_view text, std::int64_t& number)
+{
+    const bool negative = text.starts_with(L'-');
+    if (negative || text.starts_with(L'+'))
+        text.remove_prefix(1);
+    const bool hexadecimal = text.starts_with(L"0x") || text.starts_with(L"0X");
+    const std::string digits = Text::ToUtf8(text.substr(hexadecimal ? 2 : 0));
+    std::uint64_t magnitude = 0;
+    const char* const end = digits.data() + digits.size();
+    const auto [stop, error] = std::from_chars(digits.data(), end, magnitude, hexadecimal ? 16 : 10);
+    if (stop != end || error == std::errc::invalid_argument)
+        return E_INVALIDARG;
+    constexpr auto largest = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+    if (error != std::errc() || magnitude > largest + negative)
+        return OutOfRange;
+    number = static_cast<std::int64_t>(negative ? 0 - magnitude : magnitude);
+    return S_OK;
+}
+
+template <class Integer>
+HRESULT Store(std::int64_t number, Value& result)
+{
+    if (!std::in_range<Integer>(number))
+        return OutOfRange;
+    result.bytes = BytesOf(static_cast<Integer>(number));
+    return S_OK;
+}
+
+HRESULT StoreNumber(std::int64_t number, Value& result)
+{
+    switch (result.type) {
+    case KelnInt32:
+        return Store<std::int32_t>(number, result);
+    case KelnUInt32:
+        return Store<std::uint32_t>(number, result);
+    case KelnInt64:
+        return Store<std::int64_t>(number, result);
+    default:
+        return Store<std::uint8_t>(number != 0, result);
     }
+}
 
-private:
-    Value FromEmpty() const
-    {
-        if (IsText(m_wanted))
-            return MakeText(m_wanted, {});
-        if (m_wanted == KelnTextList || m_wanted == KelnBinary)
-            return {{}, m_wanted};
-        Fail(WrongType);
+HRESULT ConvertToNumber(const Value& value, Value& result)
+{
+    std::int64_t number = 0;
+    if (IsNumber(value.type))
+        return StoreNumber(NumberOf(value), result);
+    if (result.type != KelnBool) {
+        const HRESULT parsed = ParseInteger(TextOf(value), number);
+        return FAILED(parsed) ? parsed : StoreNumber(number, result);
     }
+    const std::optional<bool> boolean = ParseBoolean(TextOf(value));
+    return boolean ? StoreNumber(*boolean, result) : E_INVALIDARG;
+}
 
-    Value FromNumber() const
-    {
-        if (IsNumber(m_wanted))
-            return Number(NumberOf(m_value));
-        if (IsText(m_wanted))
-            return MakeText(m_wanted, DisplayText(m_value));
-        Fail(WrongType);
-    }
+// `result` has the type that is wanted.
+HRESULT ConvertTo(const Value& value, Value& result)
+{
+    const bool isText = IsText(value.type);
+    if (value.type == result.type ||
+        (value.type == KelnTextList && result.type == KelnText && ZeroUnits(value.bytes) == 1))
+        result.bytes = value.bytes;
+    else if (IsText(result.type) && (isText || IsNumber(value.type) || value.type == KelnEmpty))
+        result = MakeText(result.type, value.type == KelnEmpty ? std::wstring() : DisplayText(value));
+    else if (result.type == KelnTextList && isText)
+        result.bytes = MakeText(KelnText, TextOf(value)).bytes;
+    else if (IsNumber(result.type) && (isText || IsNumber(value.type)))
+        return ConvertToNumber(value, result);
+    else if (value.type != KelnEmpty || (result.type != KelnTextList && result.type != KelnBinary))
+        return WrongType;
+    return S_OK;
+}
 
-    Value FromText() const
-    {
-        const std::wstring text = TextOf(m_value);
-        if (IsText(m_wanted))
-            return MakeText(m_wanted, text);
-        if (m_wanted == KelnTextList)
-            return {MakeText(KelnText, text).bytes, KelnTextList};
-        if (m_wanted == KelnBool)
-            return Number(ParseBoolean(text));
-        if (IsNumber(m_wanted))
-            return Number(ParseInteger(text));
-        Fail(WrongType);
-    }
-
-    Value Number(std::int64_t number) const
-    {
-        switch (m_wanted) {
-        case KelnInt32:
-            return Narrowed<std::int32_t>(number);
-        case KelnUInt32:
-            return Narrowed<std::uint32_t>(number);
-        case KelnInt64:
-            return Narrowed<std::int64_t>(number);
-        default:
-            return {SharedBytes(BytesOf(static_cast<char>(number != 0))), KelnBool};
-        }
-    }
-
-    template <class Integer>
-    Value Narrowed(std::int64_t number) const
-    {
-        if (!std::in_range<Integer>(number))
-            Fail(OutOfRange);
-        return {SharedBytes(BytesOf(static_cast<Integer>(number))), m_wanted};
-    }
-
-    bool ParseBoolean(std::wstring text) const
-    {
-        for (wchar_t& c : text)
-            c = c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c - L'A' + L'a') : c;
-        if (text != L"true" && text != L"1" && text != L"false" && text != L"0")
-            Fail(E_INVALIDARG);
-        return text == L"true" || text == L"1";
-    }
-
-    std::int64_t ParseInteger(std::wstring_view text) const
-    {
-        const bool negative = text.starts_with(L'-');
-        if (negative || text.starts_with(L'+'))
-            text.remove_prefix(1);
-        const bool hexadecimal = text.starts_with(L"0x") || text.starts_with(L"0X");
-        const std::string digits = Text::ToUtf8(text.substr(hexadecimal ? 2 : 0));
-        std::uint64_t magnitude = 0;
-        const char* const end = digits.data() + digits.size();
-        const auto [stop, error] = std::from_chars(digits.data(), end, magnitude, hexadecimal ? 16 : 10);
-        if (stop != end || error == std::errc::invalid_argument)
-            Fail(E_INVALIDARG);
-        constexpr auto largest = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
-        if (error != std::errc() || magnitude > largest + negative)
-            Fail(OutOfRange);
-        return static_cast<std::int64_t>(negative ? 0 - magnitude : magnitude);
-    }
-
-    [[noreturn]] void Fail(HRESULT result) const
-    {
-        constexpr std::size_t longest = 64;
-        std::wstring held = TypeName(m_value.type);
-        if (IsText(m_value.type) || IsNumber(m_value.type))
-            held += L" '" + DisplayText(m_value).substr(0, longest) + L"'";
-        else if (m_value.type == KelnTextList)
-            held += L" of " + std::to_wstring(ZeroUnits(m_value.bytes.Bytes()));
-        Refuse(result,
-               L"attribute '" + std::wstring(m_attribute) + L"' holds " + held + L", expected " + TypeName(m_wanted));
-    }
-
-    const Value& m_value;
-    const uint16_t m_wanted;
-    const std::wstring_view m_attribute;
-};
+// For a failure: the type, and the value where it is short.
+std::wstring Describe(const Value& value)
+{
+    constexpr std::size_t longest = 64;
+    std::wstring text = TypeName(value.type);
+    if (IsText(value.type) || IsNumber(value.type))
+        text += L" '" + DisplayText(value).substr(0, longest) + L"'";
+    else if (value.type == KelnTextList)
+        text += L" of " + std::to_wstring(ZeroUnits(value.bytes));
+    return text;
+}
 
 } // namespace
 
@@ -252,45 +225,35 @@ Value MakeValue(uint16_t type, const void* data, uint32_t size, std::wstring_vie
         Refuse(E_INVALIDARG, L"attribute '" + std::wstring(attribute) + L"' cannot be set to " + std::to_wstring(size) +
                                  L" bytes of type " + std::to_wstring(type) + L" (" + TypeName(type) + L")");
     if (type == KelnBool)
-        return {SharedBytes(BytesOf(static_cast<char>(bytes.front() != 0))), type};
-    return {SharedBytes(bytes), type};
+        return {type, std::string(1, bytes.front() != 0)};
+    return {type, std::string(bytes)};
 }
 
 Value Convert(const Value& value, uint16_t type, std::wstring_view attribute)
 {
-    return Conversion(value, type, attribute).Run();
+    Value result{type, {}};
+    if (const HRESULT failure = ConvertTo(value, result); FAILED(failure))
+        Refuse(failure, L"attribute '" + std::wstring(attribute) + L"' holds " + Describe(value) + L", expected " +
+                            TypeName(type));
+    return result;
 }
 
 const wchar_t* TypeName(uint16_t type)
 {
-    switch (type) {
-    case KelnEmpty:
-        return L"empty";
-    case KelnText8:
-        return L"utf8 text";
-    case KelnText:
-        return L"text";
-    case KelnInt32:
-        return L"int32";
-    case KelnUInt32:
-        return L"uint32";
-    case KelnInt64:
-        return L"int64";
-    case KelnBool:
-        return L"boolean";
-    case KelnBinary:
-        return L"binary";
-    case KelnTextList:
-        return L"text list";
-    default:
-        return L"unknown type";
-    }
+    constexpr std::pair<uint16_t, const wchar_t*> names[] = {
+        {KelnEmpty, L"empty"},  {KelnText8, L"utf8 text"}, {KelnText, L"text"},
+        {KelnInt32, L"int32"},  {KelnUInt32, L"uint32"},   {KelnInt64, L"int64"},
+        {KelnBool, L"boolean"}, {KelnBinary, L"binary"},   {KelnTextList, L"text list"},
+    };
+    const auto found =
+        std::find_if(std::begin(names), std::end(names), [=](const auto& each) { return each.first == type; });
+    return found == std::end(names) ? L"unknown type" : found->second;
 }
 
 std::vector<std::wstring> ListItems(const Value& list)
 {
     std::vector<std::wstring> items;
-    const std::string_view bytes = list.bytes.Bytes();
+    const std::string_view bytes = list.bytes;
     std::size_t start = 0;
     for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
         if (Load<char16_t>(bytes.substr(i)) == 0) {
@@ -307,5 +270,5 @@ std::wstring DisplayText(const Value& value)
         return TextOf(value);
     if (value.type == KelnBool)
         return NumberOf(value) != 0 ? L"true" : L"false";
-    return IsNumber(value.type) ? std::to_wstring(NumberOf(value)) : HexDigits(value.bytes.Bytes());
+    return IsNumber(value.type) ? std::to_wstring(NumberOf(value)) : HexDigits(value.bytes);
 }

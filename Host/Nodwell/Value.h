@@ -7,25 +7,26 @@
 // Read as another type:
 //   integers, booleans   as each other within range (non-zero is true), and as text: decimal, "true", "false"
 //   texts                as each other; as a list of one; as a number when the whole text is one, decimal or 0x, with
-//   or
-//                        without sign; as a boolean: "true", "false" in any letter case, "1", "0"
+//                        or without sign; as a boolean: "true", "false" in any letter case, "1", "0"
 //   list of one          as UTF-16 text
 //   empty                as empty text, empty list, no bytes
 // Everything else is refused with HResultFromWin32(ERROR_INVALID_DATATYPE); numbers out of range with
 // HResultFromWin32(ERROR_ARITHMETIC_OVERFLOW); texts that are no number or boolean with E_INVALIDARG.
 #pragma once
 
-#include "Host/Nodwell/SharedBytes.h"
+#include "Host/Support/Failure.h"
 #include "Interfaces/Nodwell.h"
 
 #include <string>
 #include <string_view>
 #include <vector>
 
+inline constexpr Host::Refusal Refuse{L"Nodwell"};
+
 struct Value
 {
-    SharedBytes bytes;
     uint16_t type = KelnEmpty;
+    std::string bytes;
 };
 
 // The value that a caller wants stored; E_INVALIDARG when it is malformed or of no known type. `attribute` names it in

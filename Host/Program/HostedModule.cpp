@@ -1,7 +1,6 @@
 #include "Host/Program/HostedModule.h"
 
-#include "Host/Components/FailureText.h"
-#include "Host/Support/Boundary.h"
+#include "Host/Support/Failure.h"
 #include "Host/Support/PathText.h"
 
 namespace Host

@@ -1,8 +1,7 @@
 // kestrine-host: runs the module on a site that a file describes, and shows what it does.
-#include "Host/Components/FailureText.h"
 #include "Host/Program/JsonCursor.h"
 #include "Host/Program/Run.h"
-#include "Host/Support/Boundary.h"
+#include "Host/Support/Failure.h"
 #include "Platform/Modules.h"
 #include "Platform/Program.h"
 #include "Platform/Text.h"

@@ -1,8 +1,7 @@
 #include "Host/Program/Requests.h"
 
-#include "Host/Components/FailureText.h"
 #include "Host/Components/RequestContexts.h"
-#include "Host/Support/Boundary.h"
+#include "Host/Support/Failure.h"
 #include "Interfaces/RequestService.h"
 
 #include <future>

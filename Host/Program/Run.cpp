@@ -4,7 +4,7 @@
 #include "Host/Program/Interruption.h"
 #include "Host/Program/JsonCursor.h"
 #include "Host/Program/SitePlayer.h"
-#include "Host/Support/Boundary.h"
+#include "Host/Support/Failure.h"
 #include "Host/Support/PathText.h"
 #include "Platform/Settings.h"
 #include "Platform/Text.h"

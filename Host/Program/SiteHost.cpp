@@ -1,7 +1,7 @@
 #include "Host/Program/SiteHost.h"
 
-#include "Host/Components/FailureText.h"
 #include "Host/Halvex/Registry.h"
+#include "Host/Support/Failure.h"
 #include "Host/Support/PathText.h"
 #include "Platform/Text.h"
 

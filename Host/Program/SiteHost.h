@@ -3,13 +3,13 @@
 
 #include "Host/Components/AuthTokenMgr.h"
 #include "Host/Components/ConfigServerProxy.h"
-#include "Host/Components/DatabaseConnectionManager.h"
 #include "Host/Components/ReportingSettingsManager.h"
 #include "Host/Components/RequestContexts.h"
 #include "Host/Components/RoleService.h"
 #include "Host/Program/HostedModule.h"
 #include "Host/Program/Site.h"
-#include "Host/Support/Boundary.h"
+#include "Host/ReportingDatabase/DatabaseConnectionManager.h"
+#include "Host/Support/Failure.h"
 #include "Interfaces/Halvex.h"
 
 #include <list>

@@ -1,7 +1,7 @@
 #include "Host/Program/SitePlayer.h"
 
-#include "Host/Components/FailureText.h"
 #include "Host/Program/Interruption.h"
+#include "Host/Support/Failure.h"
 
 #include <algorithm>
 #include <cmath>

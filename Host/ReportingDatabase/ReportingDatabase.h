@@ -1,26 +1,52 @@
 // The reporting database of the reference host: one SQLite file, usable with any SQLite tool at the same time.
 #pragma once
 
-#include "Host/ReportingDatabase/AccessRightsTable.h"
-#include "Host/ReportingDatabase/ReportServerRoles.h"
+#include "Host/ReportingDatabase/Sqlite.h"
 
 #include <atomic>
+#include <compare>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace Host
 {
 
+// A row of [dbo].[AccessRights], in the file the table AccessRights(LoginName, ManagedObjectUId), both TEXT or NULL.
+struct AccessRight
+{
+    std::optional<std::wstring> loginName;        // none: every account
+    std::optional<std::wstring> managedObjectUId; // none: every object
+
+    auto operator<=>(const AccessRight&) const = default;
+};
+
+// A row of the table ReportServerRoles(Account, Role, ReportServer, GrantedAt), all TEXT; times are UTC.
+struct ReportServerRole
+{
+    std::wstring account;
+    std::wstring role;
+    std::wstring reportServer; // URL
+    std::wstring grantedAt;
+};
+
+// Of any such file; failures throw Sqlite::Error. Rights are sorted, rows without a value first; roles come by account,
+// role and report server.
+std::vector<AccessRight> ReadAccessRights(const std::filesystem::path& file, const Sqlite::Patience& patience = {});
+std::vector<ReportServerRole> ReadReportServerRoles(const std::filesystem::path& file,
+                                                    const Sqlite::Patience& patience = {});
+
 // Any thread. Failures throw Failure.
 class ReportingDatabase
 {
 public:
-    // Creates the file and its tables where they are missing.
-    explicit ReportingDatabase(std::filesystem::path file);
+    // Creates the file and its tables where they are missing. A file that holds other tables, or one of these in
+    // another form, is refused and stays as it is. `patience`: with locks of other processes, now and later.
+    explicit ReportingDatabase(std::filesystem::path file, const Sqlite::Patience& patience = {});
 
     const std::filesystem::path& File() const { return m_file; }
     // The file's name, for messages.
@@ -29,9 +55,9 @@ public:
     std::vector<AccessRight> Rows() const;
     // Merges that were carried out since the start.
     std::uint64_t Rewrites() const { return m_rewrites; }
-    void CountRewrite() { ++m_rewrites; }
 
     std::vector<ReportServerRole> Roles() const;
+    // Gives the account the role Browser; one that it has already stays as it is.
     void GrantRole(const std::wstring& reportServer, const std::wstring& account);
     // Roles granted since the start; those that an account had already are counted again.
     std::uint64_t Grants() const { return m_grants; }
@@ -39,8 +65,11 @@ public:
     // From now on every SQL text is also written to `file`, which is replaced: exactly as it was sent, in UTF-8,
     // followed by a line end and the line "-- <number> ----...".
     void TraceTo(const std::filesystem::path& file);
-    void Trace(const wchar_t* sql);
 
+    // For sessions.
+    void Trace(const wchar_t* sql);
+    void CountRewrite() { ++m_rewrites; }
+    Sqlite::Connection Connect(Sqlite::Access access) const { return {m_file, access, m_patience}; }
     // Returns what `work` returns; a Sqlite::Error becomes Failure (E_FAIL).
     template <class Work>
     auto Do(const Work& work) const
@@ -56,9 +85,12 @@ private:
     [[noreturn]] void Fail(const Sqlite::Error& error) const;
 
     const std::filesystem::path m_file;
+    const Sqlite::Patience m_patience;
     std::atomic<std::uint64_t> m_rewrites{0};
     std::atomic<std::uint64_t> m_grants{0};
-    std::optional<ReportServerRoles> m_roles;
+    std::mutex m_rolesLock;
+    std::optional<Sqlite::Connection> m_roles;    // m_rolesLock
+    std::optional<Sqlite::Statement> m_grantRole; // m_rolesLock
     std::mutex m_traceLock;
     std::ofstream m_trace;      // m_traceLock
     std::uint64_t m_traced = 0; // m_traceLock

@@ -6,7 +6,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <variant>
 #include <vector>
 
 namespace Host
@@ -24,23 +23,21 @@ struct StagedRow
     bool isDelete;
 };
 
-// Drops a staging table that is left over and creates it anew.
-struct CreateStagingTable
-{};
-
-struct InsertStagedRows
+struct SqlStatement
 {
+    enum class Kind
+    {
+        CreateStaging, // drops a staging table that is left over and creates it anew
+        Insert,        // the rows into the staging table
+        Merge,         // brings the access rights in line with the staging table
+    };
+
+    Kind kind;
     std::vector<StagedRow> rows;
 };
 
-// Brings the access rights in line with the staging table.
-struct MergeStagedRows
-{};
-
-using SqlStatement = std::variant<CreateStagingTable, InsertStagedRows, MergeStagedRows>;
-
-// Blanks and line breaks between the words are free; keywords, names and brackets must be written as the module writes
-// them. Anything else throws Failure (SqlNotUnderstood) that quotes where the reading stopped.
+// Any run of blanks and line breaks stands for one blank; all else must be written as the module writes it. Anything
+// else throws Failure (SqlNotUnderstood) that quotes where the reading stopped.
 SqlStatement ReadSqlStatement(std::wstring_view sql);
 
 } // namespace Host

@@ -1,12 +1,12 @@
 #include "Host/ReportingDatabase/Sqlite.h"
 
+#include "Platform/Threads.h"
+
 namespace Sqlite
 {
 
 namespace
 {
-
-constexpr int BusyTimeoutMs = 10000; // somebody may be looking at the file with a tool of theirs
 
 [[noreturn]] void Fail(sqlite3* connection)
 {
@@ -73,7 +73,8 @@ std::optional<std::string> Statement::Text(int column) const
     return std::string(reinterpret_cast<const char*>(text), static_cast<std::size_t>(size));
 }
 
-Connection::Connection(const std::filesystem::path& file, Access access)
+Connection::Connection(const std::filesystem::path& file, Access access, const Patience& patience)
+    : m_wait(new Wait{patience})
 {
     const std::u8string name = file.u8string();
     const int flags = access == Access::ReadOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
@@ -82,8 +83,20 @@ Connection::Connection(const std::filesystem::path& file, Access access)
     m_connection.reset(connection);
     if (result != SQLITE_OK)
         Fail(connection);
-    sqlite3_busy_timeout(connection, BusyTimeoutMs);
+    sqlite3_busy_handler(connection, &Wait::Continue, m_wait.get());
     Execute("PRAGMA synchronous = OFF"); // nothing in it has to outlast a power failure
+}
+
+int Connection::Wait::Continue(void* wait, int rounds)
+{
+    constexpr std::chrono::milliseconds step(50);
+    auto& self = *static_cast<Wait*>(wait);
+    if (rounds == 0)
+        self.end = Platform::SteadyNow() + self.patience.limit;
+    if (Platform::SteadyNow() >= self.end || (self.patience.isStopped && self.patience.isStopped()))
+        return 0;
+    Platform::SleepFor(step);
+    return 1;
 }
 
 void Connection::Execute(const char* sql)

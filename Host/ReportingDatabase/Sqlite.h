@@ -1,6 +1,7 @@
 // The part of SQLite that the reporting database uses, with owning types.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -47,10 +48,17 @@ enum class Access
     Create, // to read and write; a missing file is created
 };
 
+// How long to wait for a lock that another process holds on the file.
+struct Patience
+{
+    std::chrono::milliseconds limit = std::chrono::seconds(60);
+    bool (*isStopped)() = nullptr; // asked several times a second; true ends the wait, and the call fails
+};
+
 class Connection
 {
 public:
-    Connection(const std::filesystem::path& file, Access access);
+    Connection(const std::filesystem::path& file, Access access, const Patience& patience = {});
 
     // Runs any number of statements.
     void Execute(const char* sql);
@@ -66,6 +74,14 @@ private:
     {
         void operator()(sqlite3* connection) const { sqlite3_close_v2(connection); }
     };
+    struct Wait
+    {
+        static int Continue(void* wait, int rounds);
+
+        Patience patience;
+        std::chrono::nanoseconds end{};
+    };
+    std::unique_ptr<Wait> m_wait; // its address is SQLite's as well
     std::unique_ptr<sqlite3, Closer> m_connection;
 };
 

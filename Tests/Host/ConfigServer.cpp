@@ -1,5 +1,5 @@
 #include "Host/Components/ConfigServerProxy.h"
-#include "Host/Support/Boundary.h"
+#include "Host/Support/Failure.h"
 #include "Tests/Host/NodwellFixture.h"
 #include "Tests/Support/Waiting.h"
 
@@ -51,10 +51,10 @@ struct Sink final : Host::Component<IModifySubscriptionSink>
     std::vector<std::wstring> notifications; // to be read when everything has been delivered
 };
 
-NodeHandle Filter(const std::wstring& path, int64_t depth, bool isParent = false)
+NodeHandle Filter(const std::wstring& path, int64_t depth)
 {
     return Host::BuildNode(
-        {{}, L"FilterByPath", {{L"NodePath", path}, {L"IsParent", isParent}, {L"MaxDepth", depth}}, {}});
+        {{}, L"FilterByPath", {{L"NodePath", path}, {L"IsParent", false}, {L"MaxDepth", depth}}, {}});
 }
 
 NodeHandle Request(int32_t mask, int32_t options)
@@ -110,13 +110,9 @@ TEST_F(ConfigServer, SaysWhatIsWrongWithASubscription)
     const NodeHandle filter = Filter(L"\\R", 0);
     const NodeHandle request = Request(7, 0);
     EXPECT_EQ(refusal(request, request), L"unknown filter type '', expected 'FilterByPath'");
-    EXPECT_EQ(refusal(filter, filter), L"unknown request '', expected 'SubscribeConfig'");
     EXPECT_EQ(refusal(Create(L"", L"FilterByPath"), request), L"the filter node has no attribute 'NodePath'");
     EXPECT_EQ(refusal(filter, Create(L"SubscribeConfig")), L"the request node has no attribute 'ChangesMask'");
     EXPECT_EQ(refusal(Filter(L"R", 0), request), L"NodePath 'R' is no path, expected the form '\\Name\\Name'");
-    EXPECT_EQ(refusal(Filter(L"\\R", -1), request), L"MaxDepth is -1, expected 0 or more");
-    EXPECT_EQ(refusal(Filter(L"\\R", 0, true), request), L"filters with IsParent true are not supported");
-    EXPECT_EQ(refusal(filter, Request(8, 0)), L"ChangesMask is 8, expected 1 to 7");
     EXPECT_EQ(refusal(filter, Request(7, 4)), L"SubscribeOptions is 4, expected a sum of 1, 2 and 8");
     EXPECT_EQ(server->LiveSubscriptions(), 0U);
 }

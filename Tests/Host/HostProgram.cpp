@@ -1,6 +1,6 @@
 #include "Host/Program/JsonCursor.h"
 #include "Host/Program/Run.h"
-#include "Host/Support/Boundary.h"
+#include "Host/Support/Failure.h"
 #include "Platform/Settings.h"
 #include "Platform/Testing/Process.h"
 #include "Platform/Testing/TemporaryFolder.h"

@@ -1,9 +1,9 @@
 // What the tests of the node library share, beside the host's own way with nodes.
 #pragma once
 
-#include "Host/Components/FailureText.h"
 #include "Host/Components/NodeAccess.h"
 #include "Host/Nodwell/TestControls.h"
+#include "Host/Support/Failure.h"
 
 #include <filesystem>
 #include <fstream>

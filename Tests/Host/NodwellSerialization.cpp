@@ -1,5 +1,7 @@
 #include "Tests/Host/NodwellFixture.h"
 
+#include <thread>
+
 namespace
 {
 
@@ -46,8 +48,20 @@ TEST_F(NodeSerialization, WritesTextForPeople)
     Host::SetAttribute(root.Get(), L"Bytes", Host::Binary{"\x0A\xFF"});
     AddNew(AddNew(root, L"Child"), L"");
     const char* const readable =
-#include "Tests/Host/NodwellReadable.inl"
-        ;
+        "<nr>\r\n"
+        "<node name=\"Root &amp; &lt;1&gt;\" type=\"Kind\">\r\n"
+        "  <attribute name=\"Text\" type=\"text\">a&#9;&quot;b'\xC3\xA4\xEF\xBF\xBD</attribute>\r\n"
+        "  <attribute name=\"List\" type=\"text list\">\r\n"
+        "    <item>x</item>\r\n"
+        "    <item></item>\r\n"
+        "  </attribute>\r\n"
+        "  <attribute name=\"Nothing\" type=\"empty\"/>\r\n"
+        "  <attribute name=\"Bytes\" type=\"binary\">0AFF</attribute>\r\n"
+        "  <node name=\"Child\">\r\n"
+        "    <node/>\r\n"
+        "  </node>\r\n"
+        "</node>\r\n"
+        "</nr>\r\n";
     EXPECT_EQ(Serialize(root), readable);
     EXPECT_EQ(Serialize(ChildAt(root, 0), 0, 0), "<nr>\r\n<node name=\"Child\"/></nr>\r\n");
 }
@@ -98,4 +112,23 @@ TEST_F(NodeSerialization, GivesAnEmptyStreamForNoNodesAndRefusesWhatItDoesNotKno
     EXPECT_EQ(Write(Create(L"Late").Get(), 1), E_UNEXPECTED);
     EXPECT_EQ(m_text, "<nr>\r\n</nr>\r\n");
     EXPECT_EQ(KelnCloseSerializationContext(m_context), S_OK);
+}
+
+TEST_F(NodeSerialization, AndClonesHoldWhatAnotherThreadSetsWholeOrNotAtAll)
+{
+    const NodeHandle root = Create(L"Root");
+    const NodeHandle child = AddNew(root, L"Child");
+    const std::wstring values[]{std::wstring(100, L'x'), std::wstring(100, L'y')};
+    Host::SetAttribute(child.Get(), L"A", values[0]);
+    const std::jthread writer([&](const std::stop_token& stop) {
+        for (int i = 0; !stop.stop_requested(); ++i)
+            Host::SetAttribute(child.Get(), L"A", values[i % 2]);
+    });
+    for (int i = 0; i < 1000; ++i) {
+        const NodeHandle clone = Host::CloneNode(root.Get(), KelnWholeTree);
+        const std::wstring value = Host::ReadText(ChildAt(clone, 0).Get(), L"A").value();
+        ASSERT_TRUE(value == values[0] || value == values[1]);
+        const std::string text = Serialize(root, 0);
+        ASSERT_TRUE(text.find(std::string(100, 'x')) != text.npos || text.find(std::string(100, 'y')) != text.npos);
+    }
 }

@@ -1,16 +1,21 @@
-#include "Host/Components/DatabaseConnectionManager.h"
-#include "Host/Support/Boundary.h"
+#include "Host/ReportingDatabase/DatabaseConnectionManager.h"
+#include "Host/ReportingDatabase/SqlStatements.h"
+#include "Host/Support/Failure.h"
 #include "Platform/Testing/TemporaryFolder.h"
 #include "Platform/Text.h"
 #include "Tests/Host/NodwellFixture.h"
 #include "Tests/Host/SqlTexts.h"
 
 #include <algorithm>
+#include <atomic>
+#include <future>
 #include <gmock/gmock.h>
 #include <iterator>
 #include <random>
 
 using Host::AccessRight;
+using Host::ReadSqlStatement;
+using Kind = Host::SqlStatement::Kind;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -88,7 +93,64 @@ std::wstring Literal(const std::optional<std::wstring>& text)
     return text ? L"N'" + *text + L"'" : L"NULL";
 }
 
+// The complaint about a text that must not be understood.
+std::wstring Refusal(const std::wstring& sql)
+{
+    try {
+        ReadSqlStatement(sql);
+        return L"(understood)";
+    } catch (const Host::Failure& failure) {
+        EXPECT_EQ(failure.result, Host::SqlNotUnderstood);
+        return failure.text;
+    }
+}
+
+std::vector<Host::StagedRow> ReadRows(const std::wstring& rows)
+{
+    const Host::SqlStatement statement = ReadSqlStatement(SqlTexts::InsertHead + rows);
+    EXPECT_EQ(statement.kind, Kind::Insert);
+    return statement.rows;
+}
+
 } // namespace
+
+TEST(SqlReading, TheModulesTextsAreUnderstood)
+{
+    EXPECT_EQ(ReadSqlStatement(SqlTexts::TemporaryTable).kind, Kind::CreateStaging);
+    EXPECT_EQ(ReadSqlStatement(SqlTexts::Merge).kind, Kind::Merge);
+
+    const auto rows = ReadRows(L"N'CORP\\o''neill''',N'{0C8E2B1A-5D3F-4E7A-9B61-2F4D8C7A1E05}','A'), (NULL,NULL,'D')"
+                               L"\r\n,\t( N'' , NULL , 'A' ) ");
+    ASSERT_EQ(rows.size(), 3U);
+    EXPECT_EQ(rows[0].loginName, L"CORP\\o'neill'");
+    EXPECT_EQ(rows[0].managedObjectUId, L"{0C8E2B1A-5D3F-4E7A-9B61-2F4D8C7A1E05}");
+    EXPECT_FALSE(rows[0].isDelete || rows[1].loginName || rows[1].managedObjectUId || !rows[1].isDelete);
+    EXPECT_EQ(rows[2].loginName, L"");
+    EXPECT_EQ(ReadRows(L"N'a), (''',NULL,'A')").at(0).loginName, L"a), ('");
+
+    // Blanks between words are free.
+    std::wstring merge = SqlTexts::Merge;
+    std::replace(merge.begin(), merge.end(), L'\t', L'\n');
+    EXPECT_EQ(ReadSqlStatement(merge).kind, Kind::Merge);
+}
+
+TEST(SqlReading, RefusalsQuoteWhereTheReadingStopped)
+{
+    std::wstring merge = SqlTexts::Merge;
+    merge.replace(merge.find(L"!="), 2, L"<>");
+    const std::pair<std::wstring, const wchar_t*> cases[] = {
+        {L" \n", L"at its end: expected IF, INSERT or MERGE"},
+        {L"DELETE FROM a", L"at character 1, near 'DELETE FROM a': expected IF, INSERT or MERGE"},
+        {merge, L"at character 355, near '<> 'D'   THEN INSERT…': expected !="},
+        {SqlTexts::TemporaryTable + L"x", L"at character 210, near 'x': expected the end"},
+        {SqlTexts::InsertHead + L"'a',NULL,'A')", L"at character 81, near ''a',NULL,'A')': expected N'...' or NULL"},
+        {SqlTexts::InsertHead + L"N'it''s", L"at character 81, near 'N'it''s': expected a closing quote"},
+        {SqlTexts::InsertHead + L"NULL,NULL,'X')", L"at character 91, near ''X')': expected 'A'"},
+        {SqlTexts::InsertHead + L"NULL,NULL,'A'); DROP", L"at character 95, near '; DROP': expected the end"},
+    };
+    for (const auto& [sql, refusal] : cases)
+        EXPECT_EQ(Refusal(sql), std::wstring(L"SQL text not understood ") + refusal);
+}
 
 TEST_F(Database, MergesAsTheStatementSays)
 {
@@ -191,6 +253,43 @@ TEST_F(Database, TheFileIsOfUseToAnySqliteTool)
         Write({std::wstring(L"N'b',N'") + Ward + L"','A'", L"N'c',N'{0c8e2b1a-5d3f-4e7a-9b61-2f4d8c7a1e05}','A'"}),
         S_OK);
     EXPECT_THAT(Rows(), ElementsAre(L"B 0c8e2b1a-5d3f-4e7a-9b61-2f4d8c7a1e05", std::wstring(L"c ") + Ward));
-    Sqlite::Connection(folder.Path() / "other.db", Sqlite::Access::Create).Execute("CREATE TABLE AccessRights(Name)");
-    EXPECT_THROW(Host::ReportingDatabase(folder.Path() / "other.db"), Host::Failure);
+}
+
+TEST_F(Database, AnotherDatabaseIsRefusedAndLeftAsItIs)
+{
+    const std::filesystem::path other = folder.Path() / "other.db";
+    const std::pair<const char*, std::wstring> cases[] = {
+        {"CREATE TABLE AccessRights(Name)",
+         L"its table AccessRights has the columns (Name ), expected (LoginName TEXT, ManagedObjectUId TEXT)"},
+        {"CREATE TABLE Invoices(Number INT)",
+         L"it holds the table 'Invoices', expected no other ones than AccessRights and ReportServerRoles"},
+    };
+    for (const auto& [sql, complaint] : cases) {
+        std::filesystem::remove(other);
+        Sqlite::Connection(other, Sqlite::Access::Create).Execute(sql);
+        const std::string before = ReadAll(other);
+        try {
+            Host::ReportingDatabase refused(other);
+            ADD_FAILURE() << sql;
+        } catch (const Host::Failure& failure) {
+            EXPECT_EQ(failure.text, L"cannot use '" + other.wstring() + L"' as the reporting database: " + complaint);
+        }
+        EXPECT_EQ(ReadAll(other), before);
+    }
+}
+
+TEST_F(Database, ALockIsWaitedForUntilTheLimitOrAStop)
+{
+    static std::atomic<int> asked;
+    asked = 0;
+    const auto isStopped = [] { return ++asked == 3; };
+    std::optional<Sqlite::Connection> holder(std::in_place, file, Sqlite::Access::Create);
+    std::optional<Sqlite::Transaction> lock(std::in_place, *holder);
+    EXPECT_THROW(Host::ReportingDatabase(file, {std::chrono::milliseconds(0)}), Host::Failure);
+    EXPECT_THROW(Host::ReportingDatabase(file, {std::chrono::hours(1), isStopped}), Host::Failure);
+    EXPECT_EQ(asked, 3);
+    std::future<HRESULT> written = std::async(std::launch::async, [&] { return Write({L"N'a',NULL,'A'"}); });
+    EXPECT_EQ(written.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
+    lock.reset();
+    EXPECT_EQ(written.get(), S_OK);
 }

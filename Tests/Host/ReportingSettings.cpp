@@ -1,5 +1,5 @@
 #include "Host/Components/ReportingSettingsManager.h"
-#include "Host/Support/ErrorInfo.h"
+#include "Host/Support/Failure.h"
 #include "Tests/Host/NodwellFixture.h"
 
 #include <functional>

@@ -16,7 +16,6 @@ class DatabaseConnectionManager final : public Component<IDatabaseConnectionMana
 {
 public:
     explicit DatabaseConnectionManager(std::shared_ptr<ReportingDatabase> database) : m_database(std::move(database)) {}
-    ~DatabaseConnectionManager() override = default;
 
     // E_POINTER without an entry, E_INVALIDARG for a mode other than 1.
     HRESULT OpenConnection(IKelNode* connectionSettings, std::int32_t mode, IDatabaseConnection** out) override;
