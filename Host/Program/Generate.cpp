@@ -86,11 +86,12 @@ Json GenerateSite(const SiteSize& size)
 {
     std::mt19937 random(size.seed);
     const std::uint32_t allContainers = 10 * size.containers;
-    Json users = Json::object();
+    Json accounts = Json::array();
+    accounts.push_back("domain LARGE = S-1-5-21-310-311-312");
     Json departments = Json::array();
     Json grants = Json::array();
     for (std::uint32_t i = 0; i < size.accounts; ++i) {
-        users[AccountName(i)] = FirstRelativeId + i;
+        accounts.push_back("user " + AccountName(i) + " = " + std::to_string(FirstRelativeId + i));
         if (i % AccountsPerDepartment == 0)
             departments.push_back({{"name", DepartmentName(i)}, {"attributes", {{"Accounts", Json::array()}}}});
         departments.back()["attributes"]["Accounts"].push_back(AccountName(i));
@@ -112,7 +113,7 @@ Json GenerateSite(const SiteSize& size)
              {{"databaseConnectionManager", "Reports.DatabaseConnections"},
               {"reportingSettingsManager", "Reports.Settings"}}},
             {"connectionSettings", Json::array({entry})},
-            {"accounts", {{"domains", {{{"name", "LARGE"}, {"sid", "S-1-5-21-310-311-312"}}}}, {"users", users}}},
+            {"accounts", accounts},
             {"grants", grants},
             {"components", MakeComponents()},
             {"timeline", MakeTimeline(size)}};

@@ -45,12 +45,12 @@ Registration::~Registration()
     HalvexUnregisterInstance(m_name.c_str());
 }
 
-void WriteAccounts(const AccountBook& accounts, const std::filesystem::path& file)
+void WriteAccounts(const std::string& accounts, const std::filesystem::path& file)
 {
     std::filesystem::path written = file;
     written += ".new";
     std::error_code error;
-    if (std::ofstream(written, std::ios::binary) << accounts.FileText() << std::flush)
+    if (std::ofstream(written, std::ios::binary) << accounts << std::flush)
         std::filesystem::rename(written, file, error);
     else
         error = std::make_error_code(std::errc::io_error);

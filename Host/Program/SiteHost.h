@@ -48,7 +48,7 @@ struct SitePlaces
 };
 
 // Writes the file of accounts anew; who reads it meanwhile sees the old one or the new one. Throws Failure.
-void WriteAccounts(const AccountBook& accounts, const std::filesystem::path& file);
+void WriteAccounts(const std::string& accounts, const std::filesystem::path& file);
 
 // One thread.
 class SiteHost
@@ -74,7 +74,7 @@ public:
     void EnableSettings(const std::wstring& entry);
     // The entry that is enabled, or null.
     const NodeDescription* EnabledEntry() const;
-    void ReplaceAccounts(const AccountBook& accounts) { WriteAccounts(accounts, m_accountsFile); }
+    void ReplaceAccounts(const std::string& accounts) { WriteAccounts(accounts, m_accountsFile); }
 
     // Returns when every notification has been delivered.
     void WaitUntilDelivered();

@@ -1,5 +1,5 @@
 // The accounts that this computer knows: the well-known ones, which are built in, and those of the accounts file.
-// Internal to the platform; free of the system, because the stand-ins for tests under Wine use it as well.
+// Free of the system, because the reference host and the stand-ins for tests under Wine use it on both platforms.
 //
 // The accounts file, named by the environment variable KESTRINE_ACCOUNTS_FILE, is UTF-8 text (UTF-16LE with its
 // byte-order mark is also read). Every line is blank, a comment or an entry:

@@ -176,7 +176,7 @@ TEST_F(HostProgram, WrongInputEndsItBeforeAnythingRuns)
         {run + " --db " + Quoted(file), "file is not a database"},
         {run + " --sql-trace " + Quoted(folder.Path()), "cannot write the SQL trace"},
         {run + " --for -1", "--for"},
-        {"check " + Quoted(folder.Path() / "no.json"), "no.json: cannot be read, expected a site file"},
+        {"check " + Quoted(folder.Path() / "no.json"), "no.json: cannot be read: there is no such file"},
         {"table " + Quoted(folder.Path() / "no.db"), "no.db: cannot be read as a reporting database"},
         {"roles " + Quoted(file), "file: cannot be read as a reporting database"},
         {"generate " + Quoted(folder.Path()), "cannot be written"},
@@ -189,9 +189,9 @@ TEST_F(HostProgram, WrongInputEndsItBeforeAnythingRuns)
 
 TEST_F(HostProgram, AFailingStartSaysWhichComponentAndUndoesEverything)
 {
-    const fs::path site = WriteSite([](auto& json) { json["components"][1]["config"].erase("RBACIsInUseAttribute"); });
+    const fs::path site = WriteSite([](auto& json) { json["components"][1]["config"]["RBACStatusNodePath"] = "No path"; });
     EXPECT_EQ(Run("run " + Quoted(site) + " --data " + Quoted(folder.Path())), 1);
-    EXPECT_THAT(errors, HasSubstr("configuring 'Reports.RBACUsageTracker' (RBACUsageTracker) failed: 0x80070490"));
+    EXPECT_THAT(errors, HasSubstr("configuring 'Reports.RBACUsageTracker' (RBACUsageTracker) failed: 0x80070057"));
 
     EXPECT_EQ(Run("run " + Quoted(Sample) + " --module " + Quoted(folder.Path() / "site.json")), 1);
     EXPECT_THAT(errors, HasSubstr("cannot load the module"));

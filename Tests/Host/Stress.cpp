@@ -72,7 +72,7 @@ Host::Site MakeSite()
     std::string text = SiteText;
     std::string users;
     for (int i = 0; i < FirstMarker + 2 * (Length() / RoundLength + 1); ++i)
-        users += ", \"D\\\\user" + std::to_string(i) + "\": " + std::to_string(2000 + i);
+        users += ", \"user D\\\\user" + std::to_string(i) + " = " + std::to_string(2000 + i) + '"';
     text.replace(text.find("@USERS@"), 7, users);
     return Host::ReadSite(text);
 }
