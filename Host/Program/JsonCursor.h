@@ -1,7 +1,7 @@
 // Reading of JSON whose complaints say where, what was found and what was expected.
 #pragma once
 
-#include "Host/Program/Input.h"
+#include "Host/Program/Files.h"
 
 #include <cstdint>
 #include <nlohmann/json.hpp>

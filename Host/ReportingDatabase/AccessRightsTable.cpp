@@ -85,6 +85,16 @@ std::optional<std::string> ToGuidColumn(const std::optional<std::wstring>& text)
     return ToColumn(guid);
 }
 
+std::vector<AccessRight> ReadRows(Sqlite::Connection& connection)
+{
+    Sqlite::Statement select = connection.Prepare("SELECT LoginName, ManagedObjectUId FROM main.AccessRights");
+    std::vector<AccessRight> rows;
+    while (select.Step())
+        rows.push_back({FromColumn(select.Text(0)), FromColumn(select.Text(1))});
+    std::sort(rows.begin(), rows.end());
+    return rows;
+}
+
 } // namespace
 
 void CreateAccessRightsTable(const std::filesystem::path& file)
@@ -100,12 +110,7 @@ void CreateAccessRightsTable(const std::filesystem::path& file)
 std::vector<AccessRight> ReadAccessRights(const std::filesystem::path& file)
 {
     Sqlite::Connection connection(file, Sqlite::Access::ReadOnly);
-    Sqlite::Statement select = connection.Prepare("SELECT LoginName, ManagedObjectUId FROM AccessRights");
-    std::vector<AccessRight> rows;
-    while (select.Step())
-        rows.push_back({FromColumn(select.Text(0)), FromColumn(select.Text(1))});
-    std::sort(rows.begin(), rows.end());
-    return rows;
+    return ReadRows(connection);
 }
 
 AccessRightsSession::AccessRightsSession(const std::filesystem::path& file) : m_connection(file, Sqlite::Access::Create)
@@ -143,6 +148,20 @@ void AccessRightsSession::Merge()
 {
     CheckStaging();
     Sqlite::Transaction transaction(m_connection);
+    MergeInTransaction();
+    transaction.Commit();
+}
+
+std::vector<AccessRight> AccessRightsSession::RehearseMerge()
+{
+    CheckStaging();
+    const Sqlite::Transaction transaction(m_connection);
+    MergeInTransaction();
+    return ReadRows(m_connection);
+}
+
+void AccessRightsSession::MergeInTransaction()
+{
     m_connection.Execute(IndexStagingSql);
     m_connection.Execute(FindMatchesSql);
     if (Sqlite::Statement twice = m_connection.Prepare(FindDoubleDeletionSql); twice.Step())
@@ -150,7 +169,6 @@ void AccessRightsSession::Merge()
                                   FromColumn(twice.Text(0)).value_or(L"") + L"'"};
     m_connection.Execute(DeleteSql);
     m_connection.Execute(InsertSql);
-    transaction.Commit();
 }
 
 void AccessRightsSession::CheckStaging() const

@@ -41,9 +41,12 @@ public:
     // In one transaction: the table is merged completely or left as it was. Login names compare without regard to case
     // and match nothing when they are NULL; identifiers match when they are equal or both NULL.
     void Merge();
+    // Merges, and rolls it back again; returns what the table held in between, sorted.
+    std::vector<AccessRight> RehearseMerge();
 
 private:
     void CheckStaging() const;
+    void MergeInTransaction();
 
     Sqlite::Connection m_connection;
     std::optional<Sqlite::Statement> m_insert; // present while the staging table exists

@@ -35,8 +35,7 @@ void DatabaseConnection::Perform(const SqlStatement& statement)
     } else if (std::holds_alternative<CreateStagingTable>(statement)) {
         m_session->CreateStaging();
     } else {
-        m_session->Merge();
-        m_database->CountRewrite();
+        m_database->Merge(*m_session);
     }
 }
 

@@ -7,11 +7,15 @@
 namespace Host
 {
 
-ReportingDatabase::ReportingDatabase(std::filesystem::path file) : m_file(std::move(file))
+ReportingDatabase::ReportingDatabase(std::filesystem::path file, Use use) : m_file(std::move(file))
 {
     try {
-        CreateAccessRightsTable(m_file);
-        m_roles.emplace(m_file);
+        if (use == Use::Rehearse) {
+            ReadAccessRights(m_file);
+        } else {
+            CreateAccessRightsTable(m_file);
+            m_roles.emplace(m_file);
+        }
     } catch (const Sqlite::Error& error) {
         throw Failure{E_FAIL, L"cannot use '" + PathText(m_file) + L"' as the reporting database: " +
                                   Text::FromUtf8(error.what())};
@@ -35,8 +39,27 @@ std::vector<ReportServerRole> ReportingDatabase::Roles() const
 
 void ReportingDatabase::GrantRole(const std::wstring& reportServer, const std::wstring& account)
 {
+    if (!m_roles)
+        return;
     Do([&] { m_roles->Grant(reportServer, account); });
     ++m_grants;
+}
+
+void ReportingDatabase::Merge(AccessRightsSession& session)
+{
+    if (m_roles) {
+        session.Merge();
+    } else {
+        const std::lock_guard guard(m_rehearsalLock);
+        m_rehearsed = session.RehearseMerge();
+    }
+    ++m_rewrites;
+}
+
+std::vector<AccessRight> ReportingDatabase::RehearsedRows() const
+{
+    const std::lock_guard guard(m_rehearsalLock);
+    return m_rehearsed ? *m_rehearsed : Rows();
 }
 
 void ReportingDatabase::TraceTo(const std::filesystem::path& file)
@@ -52,6 +75,13 @@ void ReportingDatabase::Trace(const wchar_t* sql)
     const std::lock_guard guard(m_traceLock);
     if (m_trace.is_open())
         m_trace << Text::ToUtf8(sql) << "\n-- " << ++m_traced << ' ' << std::string(60, '-') << '\n' << std::flush;
+}
+
+void ReportingDatabase::CheckTrace()
+{
+    const std::lock_guard guard(m_traceLock);
+    if (m_trace.is_open() && !m_trace)
+        throw Failure{E_FAIL, L"the SQL trace is not complete: it could not be written"};
 }
 
 void ReportingDatabase::Fail(const Sqlite::Error& error) const

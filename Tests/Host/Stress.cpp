@@ -175,7 +175,7 @@ protected:
         Platform::SetVariable(L"GS_General_DataDirectoryPath", (folder.Path() / "").wstring().c_str());
         Platform::SetVariable(L"GS_Logger_MaxSeverity", L"WARN");
         Platform::SetVariable(L"KESTRINE_ACCOUNTS_FILE", accountsFile.wstring().c_str());
-        Host::WriteAccounts(site.accounts, accountsFile);
+        Host::ReplaceFile(accountsFile, site.accounts);
         host.emplace(site, database, Host::SitePlaces{KESTRINE_MODULE, accountsFile});
         requests = Host::GetInstance<IRequestService>(L"Requests");
         for (const wchar_t* const permission : Permissions)

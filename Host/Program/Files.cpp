@@ -1,5 +1,6 @@
-#include "Host/Program/Input.h"
+#include "Host/Program/Files.h"
 
+#include "Host/Support/Boundary.h"
 #include "Host/Support/PathText.h"
 #include "Platform/Text.h"
 
@@ -16,9 +17,14 @@ namespace
 
 namespace fs = std::filesystem;
 
+std::string Said(const fs::path& file, const char* what, const std::string& reason)
+{
+    return Text::ToUtf8(PathText(file)) + ": cannot be " + what + ": " + reason;
+}
+
 [[noreturn]] void Refuse(const fs::path& file, const std::string& reason)
 {
-    throw InputError(Text::ToUtf8(PathText(file)) + ": cannot be read: " + reason);
+    throw InputError(Said(file, "read", reason));
 }
 
 std::ifstream Open(const fs::path& file)
@@ -53,6 +59,30 @@ std::string ReadInputFile(const fs::path& file)
 void CheckReadable(const fs::path& file)
 {
     Open(file);
+}
+
+void ReplaceFile(const fs::path& file, const std::string& content)
+{
+    if (fs::exists(file) && !fs::is_regular_file(file))
+        throw InputError(Said(file, "written", "it is no regular file"));
+    fs::path beside = file;
+    beside += ".new";
+    errno = 0;
+    std::ofstream stream(beside, std::ios::binary);
+    if (!stream)
+        throw InputError(Said(file, "written", std::generic_category().message(errno)));
+    std::error_code error;
+    stream << content << std::flush;
+    if (!stream)
+        error = std::error_code(errno, std::generic_category());
+    stream.close();
+    if (!error)
+        fs::rename(beside, file, error);
+    if (!error)
+        return;
+    std::error_code ignored;
+    fs::remove(beside, ignored);
+    throw Failure{E_FAIL, Text::FromUtf8(Said(file, "written", error.message()))};
 }
 
 } // namespace Host

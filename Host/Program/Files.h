@@ -1,4 +1,4 @@
-// What a person hands to the program.
+// The files that a person names.
 #pragma once
 
 #include <filesystem>
@@ -19,5 +19,9 @@ std::string ReadInputFile(const std::filesystem::path& file);
 
 // Throws the same for a file that somebody else is to read.
 void CheckReadable(const std::filesystem::path& file);
+
+// Writes a file anew; who reads it meanwhile sees the old one or the new one. Throws InputError when that cannot begin,
+// and Failure when it cannot be completed.
+void ReplaceFile(const std::filesystem::path& file, const std::string& content);
 
 } // namespace Host
