@@ -165,6 +165,19 @@ TEST_F(HostProgram, LargeSitesRunToTheirEnd)
     EXPECT_THAT(Section(output, "1. "), AllOf(HasSubstr("+200 -0, 600 rows"), HasSubstr("roles: +0, 300 roles")));
 }
 
+TEST_F(HostProgram, GeneratedSitesAskSoonAgainForWhatFailed)
+{
+    const fs::path site = folder.Path() / "large.json";
+    ASSERT_EQ(Run("generate --accounts 20 " + Quoted(site)), 0);
+    auto json = nlohmann::json::parse(ReadAll(site));
+    json["timeline"] = nlohmann::json::parse(R"([
+        {"say": "a", "gate": {"fail": "busy"}, "cycle": false},
+        {"say": "b", "settings": {"enable": "Report server"}, "until": {"rows": 60, "failedGrants": 20}},
+        {"say": "c", "gate": {"recover": true}, "until": {"roles": 20}}])");
+    std::ofstream(site) << json.dump();
+    EXPECT_EQ(Run("run " + Quoted(site) + " --data " + Quoted(folder.Path() / "data")), 0) << output;
+}
+
 TEST_F(HostProgram, WrongInputEndsItWithAClearLineAndLeavesNothingBehind)
 {
     EXPECT_EQ(Run("check " + Quoted(Sample)), 0);
