@@ -1,13 +1,18 @@
 #include "Platform/Program.h"
 
 #include "Platform/Text.h"
+#include "Platform/Windows/LastError.h"
 
 #include <memory>
 #include <shellapi.h>
-#include <windows.h>
 
 namespace
 {
+
+struct LocalDeleter
+{
+    void operator()(LPWSTR* texts) const { LocalFree(texts); }
+};
 
 unsigned TerminalWidth(DWORD stream)
 {
@@ -35,7 +40,7 @@ unsigned ErrorTerminalWidth()
 std::vector<std::string> ProgramArguments(int, char**)
 {
     int count = 0;
-    const std::unique_ptr<LPWSTR, decltype(&LocalFree)> wide(CommandLineToArgvW(GetCommandLineW(), &count), &LocalFree);
+    const std::unique_ptr<LPWSTR, LocalDeleter> wide(CommandLineToArgvW(GetCommandLineW(), &count));
     std::vector<std::string> arguments;
     for (int i = 1; wide && i < count; ++i)
         arguments.push_back(Text::ToUtf8(wide.get()[i]));
