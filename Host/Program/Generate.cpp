@@ -18,8 +18,8 @@ constexpr std::uint32_t AccountsPerDepartment = 100;
 constexpr std::uint32_t Requests = 32;
 constexpr std::uint32_t FirstRelativeId = 1101;
 
-// What does not depend on the size. The intervals are short because the roles updater asks for no role, not even for the
-// first time, before the computer has been up for its RetryIntervalS.
+// What does not depend on the size. The intervals are short because the roles updater asks for no role, not even for
+// the first time, before the computer has been up for its RetryIntervalS.
 constexpr char Frame[] = R"json({
     "site": "",
     "moduleSettings": {"Logger": {"MaxSeverity": "WARN"}},
