@@ -69,12 +69,18 @@ RunFiles::RunFiles(const WantedFiles& wanted)
     } catch (const fs::filesystem_error& error) {
         throw InputError(shown + ": cannot be used as data directory: " + error.code().message());
     }
-    Hold(shown);
     const fs::path file = fs::absolute(wanted.database.value_or(m_dataDirectory / "reporting.db"));
     undo.Note(file);
     if (wanted.sqlTrace)
         undo.Note(fs::absolute(*wanted.sqlTrace));
-    Open(wanted, file);
+    try {
+        Hold(shown);
+        Open(wanted, file);
+    } catch (...) {
+        m_database.reset(); // files that are open cannot be removed everywhere
+        m_hold.reset();
+        throw;
+    }
     undo.Disarm();
 }
 
