@@ -2,27 +2,25 @@
 #pragma once
 
 #include "Host/Program/JsonCursor.h"
-
-#include <map>
+#include "Platform/Posix/AccountDirectory.h"
 
 namespace Host
 {
 
-// Names of accounts are DOMAIN\name and compare without regard to case; the domain "." is the computer's own.
+// Lines of an accounts file (Platform/Posix/AccountDirectory.h). Names of accounts are DOMAIN\name; the domain "." is
+// the computer's own.
 class AccountBook
 {
 public:
-    // No accounts.
-    AccountBook();
-    // Those of a site's section "accounts", checked. Throws InputError.
-    explicit AccountBook(const JsonCursor& json);
+    // Throws InputError for a line that cannot be used.
+    explicit AccountBook(const JsonCursor& lines);
 
     // The SID of the account with this name, or the text itself when it is a SID; nullopt when it is neither.
     std::optional<std::wstring> SidOf(const std::wstring& nameOrSid) const;
-    // The name with the computer's in place of ".".
+    // A known account's name as the computer says it; another name as it is.
     std::wstring FullName(const std::wstring& name) const;
 
-    // Throw InputError when there is no account `name`, or when it cannot have the name DOMAIN\newName.
+    // Throw InputError when the lines have no account `name`, or when it cannot be called `newName`.
     void Remove(const JsonCursor& name);
     void Rename(const JsonCursor& name, const JsonCursor& newName);
 
@@ -30,31 +28,21 @@ public:
     std::string FileText() const;
 
 private:
-    struct Domain
+    struct Line
     {
+        std::wstring keyword;
         std::wstring name;
-        std::wstring sid;
-        std::wstring dnsName;
-    };
-    struct Account
-    {
-        std::wstring kind; // user, group or alias
-        std::wstring name;
-        std::vector<std::wstring> members; // SIDs; one that has gone does not count
+        std::wstring value;
+
+        std::wstring Text() const { return keyword + L' ' + name + L" = " + value; }
     };
 
-    void ReadComputer(const JsonCursor& json);
-    void ReadDomain(const JsonCursor& json);
-    void ReadAccount(const wchar_t* kind, const std::wstring& name, const JsonCursor& relativeId);
-    void ReadMember(const std::wstring& group, const JsonCursor& member);
-    void ReadType(const std::wstring& name, const JsonCursor& type);
-    bool IsTaken(const std::wstring& domainName) const;
-    std::string Key(const std::wstring& name) const;
+    bool IsAbout(const std::wstring& name, const Account& account) const;
+    const Account& Find(const JsonCursor& name) const;
+    bool Load();
 
-    std::vector<Domain> m_domains; // the computer's first
-    std::map<std::wstring, Account> m_accounts;
-    std::map<std::string, std::wstring> m_sids;   // by name in lower case
-    std::map<std::wstring, std::wstring> m_types; // of well-known accounts
+    std::vector<Line> m_lines;
+    AccountDirectory m_directory; // of the lines
 };
 
 } // namespace Host

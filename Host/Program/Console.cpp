@@ -1,6 +1,11 @@
 #include "Host/Program/Console.h"
 
+#include "Host/Support/Failure.h"
+#include "Platform/Settings.h"
 #include "Platform/Text.h"
+
+#include <cerrno>
+#include <system_error>
 
 namespace Host
 {
@@ -31,19 +36,32 @@ std::wstring Count(std::uint64_t count, const std::wstring& what)
     return std::to_wstring(count) + L' ' + what + (count == 1 ? L"" : L"s");
 }
 
+Style StyleFor(unsigned terminalWidth)
+{
+    if (terminalWidth == 0 || Platform::EnvironmentVariable(L"TERM") == L"dumb")
+        return {};
+    return {terminalWidth, Platform::EnvironmentVariable(L"NO_COLOR").value_or(L"").empty()};
+}
+
 void Console::Line(std::wstring_view text, Colour colour)
 {
     ClearProgress();
-    const bool coloured = m_isTerminal && colour != Colour::None;
+    const bool coloured = m_style.colours && colour != Colour::None;
+    errno = 0;
     m_out << (coloured ? ColourCode(colour) : "") << Text::ToUtf8(text) << (coloured ? "\x1b[0m" : "") << std::endl;
+    if (m_out)
+        return;
+    if (m_failure.empty())
+        m_failure = errno != 0 ? std::generic_category().message(errno) : "no reason given";
+    throw Failure{E_FAIL, L"the output cannot be written: " + Text::FromUtf8(m_failure)};
 }
 
 void Console::Progress(std::wstring_view text)
 {
-    if (!m_isTerminal)
+    if (m_style.width == 0)
         return;
     ClearProgress();
-    m_out << Text::ToUtf8(text) << std::flush;
+    m_out << Text::ToUtf8(text.substr(0, m_style.width - 1)) << std::flush;
     m_progressShown = true;
 }
 

@@ -21,26 +21,38 @@ enum class Colour
     Bold,
 };
 
-// Lines appear at once, in a pipe too. Colours and progress are for terminals only. One thread at a time.
+// What may be done to the lines beside writing them.
+struct Style
+{
+    unsigned width = 0; // columns of the terminal, for progress; 0: none
+    bool colours = false;
+};
+
+// As a terminal of that width (0: none) and the environment variables NO_COLOR and TERM have it.
+Style StyleFor(unsigned terminalWidth);
+
+// Lines appear at once, in a pipe too. One thread at a time.
 class Console
 {
 public:
-    Console(std::ostream& out, bool isTerminal) : m_out(out), m_isTerminal(isTerminal) {}
+    Console(std::ostream& out, const Style& style) : m_out(out), m_style(style) {}
     ~Console() { ClearProgress(); }
     Console(const Console&) = delete;
     Console& operator=(const Console&) = delete;
 
+    // Throws Failure when it cannot be written.
     void Line(std::wstring_view text = {}, Colour colour = Colour::None);
 
-    // Shows `text` in a line that the next output replaces.
+    // Shows `text`, as far as the terminal is wide, in a line that the next output replaces.
     void Progress(std::wstring_view text);
 
 private:
     void ClearProgress();
 
     std::ostream& m_out;
-    const bool m_isTerminal;
+    const Style m_style;
     bool m_progressShown = false;
+    std::string m_failure; // why the first line that could not be written was not
 };
 
 } // namespace Host

@@ -5,7 +5,6 @@
 #include <random>
 #include <set>
 #include <string>
-#include <vector>
 
 namespace Host
 {
@@ -18,7 +17,39 @@ using Json = nlohmann::ordered_json;
 constexpr std::uint32_t AccountsPerDepartment = 100;
 constexpr std::uint32_t Requests = 32;
 constexpr std::uint32_t FirstRelativeId = 1101;
-constexpr double LongestRun = 3600;
+
+// What does not depend on the size. The intervals are short because the roles updater asks for no role, not even for
+// the first time, before the computer has been up for its RetryIntervalS.
+constexpr char Frame[] = R"json({
+    "site": "",
+    "moduleSettings": {"Logger": {"MaxSeverity": "WARN"}},
+    "configuration": {"name": "Configuration", "children": []},
+    "names": {"databaseConnectionManager": "Reports.DatabaseConnections", "reportingSettingsManager": "Reports.Settings"},
+    "connectionSettings": [{"name": "Report server", "attributes": {
+        "Enabled": false, "ReportServerUrl": "http://198.51.100.20/ReportServer",
+        "ReportServerUserName": "LARGE\\svc-reports", "ReportServerPassword": "none"}}],
+    "accounts": ["domain LARGE = S-1-5-21-310-311-312"],
+    "grants": [],
+    "components": [
+        {"name": "Reports.Updater", "class": "ReportAccessInfoUpdater", "config": {
+            "UpdateIntervalS": 300, "RetryIntervalS": 1,
+            "DatabaseConnectionManager": "Reports.DatabaseConnections", "ReportingSettingsManager": "Reports.Settings",
+            "RegisterAccessInfoSources": ["Reports.Requests", "Reports.ConfiguredAccounts"],
+            "RegisterAccessInfoConsumers": ["Reports.Roles"]}},
+        {"name": "Reports.Requests", "class": "PrepareReportAccessService", "config": {
+            "ReportAccessInfoUpdater": "Reports.Updater", "RequiredContainerPermission": "ViewReports"}},
+        {"name": "Reports.ConfiguredAccounts", "class": "ConfiguredAccountsTracker",
+            "config": {"ReportAccessInfoUpdater": "Reports.Updater", "RequiredContainerPermission": "ViewReports"},
+            "children": [{"name": "TrackingItems", "children": [{"name": "Departments", "type": "TrackingItem",
+                "attributes": {"NodePath": "\\Configuration", "Attribute": "Accounts", "Recursively": true}}]}]},
+        {"name": "Reports.Roles", "class": "SSRSRolesUpdater", "config": {"UpdateIntervalS": 1, "RetryIntervalS": 1}}],
+    "timeline": [
+        {"say": "The report server is taken into use: every account is listed and gets its role",
+            "settings": {"enable": "Report server"}, "until": {}, "limit": 3600},
+        {"say": "The first department is taken out of the configuration",
+            "configure": {"path": "\\Configuration\\Department 1", "remove": true}, "until": {}, "limit": 3600},
+        {"say": "People ask for reports, all at once", "requests": []}]
+})json";
 
 std::string AccountName(std::uint32_t index)
 {
@@ -32,52 +63,13 @@ std::string ContainerId(std::uint32_t index)
     return text;
 }
 
-std::string DepartmentName(std::uint32_t index)
+Json Department(std::uint32_t number, const SiteSize& size)
 {
-    return "Department " + std::to_string(index / AccountsPerDepartment + 1);
-}
-
-Json MakeComponents()
-{
-    const std::string permission = "ViewReports";
-    Json updater{{"UpdateIntervalS", 300},
-                 {"DatabaseConnectionManager", "Reports.DatabaseConnections"},
-                 {"ReportingSettingsManager", "Reports.Settings"},
-                 {"RegisterAccessInfoSources", {"Reports.Requests", "Reports.ConfiguredAccounts"}},
-                 {"RegisterAccessInfoConsumers", {"Reports.Roles"}}};
-    Json requests{{"ReportAccessInfoUpdater", "Reports.Updater"}, {"RequiredContainerPermission", permission}};
-    Json tracker{{"ReportAccessInfoUpdater", "Reports.Updater"}, {"RequiredContainerPermission", permission}};
-    Json items{
-        {"name", "TrackingItems"},
-        {"children",
-         {{{"name", "Departments"},
-           {"type", "TrackingItem"},
-           {"attributes", {{"NodePath", "\\Configuration"}, {"Attribute", "Accounts"}, {"Recursively", true}}}}}}};
-    return {{{"name", "Reports.Updater"}, {"class", "ReportAccessInfoUpdater"}, {"config", updater}},
-            {{"name", "Reports.Requests"}, {"class", "PrepareReportAccessService"}, {"config", requests}},
-            {{"name", "Reports.ConfiguredAccounts"},
-             {"class", "ConfiguredAccountsTracker"},
-             {"config", tracker},
-             {"children", {items}}},
-            {{"name", "Reports.Roles"}, {"class", "SSRSRolesUpdater"}, {"config", Json::object()}}};
-}
-
-Json MakeTimeline(const SiteSize& size)
-{
-    const std::uint64_t rows = std::uint64_t{size.accounts} * size.containers;
-    const std::uint32_t gone = std::min(size.accounts, AccountsPerDepartment);
-    Json requests = Json::array();
-    for (std::uint32_t i = size.accounts - std::min(size.accounts, Requests); i < size.accounts; ++i)
-        requests.push_back({{"from", AccountName(i)}});
-    return {{{"say", "The report server is taken into use: every account is listed and gets its role"},
-             {"settings", {{"enable", "Report server"}}},
-             {"until", {{"rows", rows}, {"roles", size.accounts}}},
-             {"limit", LongestRun}},
-            {{"say", "The first department is taken out of the configuration"},
-             {"configure", {{"path", "\\Configuration\\" + DepartmentName(0)}, {"remove", true}}},
-             {"until", {{"rows", rows - std::uint64_t{gone} * size.containers}}},
-             {"limit", LongestRun}},
-            {{"say", "People ask for reports, all at once"}, {"requests", requests}}};
+    Json accounts = Json::array();
+    const std::uint32_t first = number * AccountsPerDepartment;
+    for (std::uint32_t i = first; i < std::min(first + AccountsPerDepartment, size.accounts); ++i)
+        accounts.push_back(AccountName(i));
+    return {{"name", "Department " + std::to_string(number + 1)}, {"attributes", {{"Accounts", accounts}}}};
 }
 
 } // namespace
@@ -85,37 +77,25 @@ Json MakeTimeline(const SiteSize& size)
 Json GenerateSite(const SiteSize& size)
 {
     std::mt19937 random(size.seed);
-    const std::uint32_t allContainers = 10 * size.containers;
-    Json users = Json::object();
-    Json departments = Json::array();
-    Json grants = Json::array();
+    Json site = Json::parse(Frame);
+    site["site"] = "Large site: " + std::to_string(size.accounts) + " accounts";
     for (std::uint32_t i = 0; i < size.accounts; ++i) {
-        users[AccountName(i)] = FirstRelativeId + i;
         if (i % AccountsPerDepartment == 0)
-            departments.push_back({{"name", DepartmentName(i)}, {"attributes", {{"Accounts", Json::array()}}}});
-        departments.back()["attributes"]["Accounts"].push_back(AccountName(i));
+            site["configuration"]["children"].push_back(Department(i / AccountsPerDepartment, size));
+        site["accounts"].push_back("user " + AccountName(i) + " = " + std::to_string(FirstRelativeId + i));
         std::set<std::string> containers;
         while (containers.size() < size.containers)
-            containers.insert(ContainerId(static_cast<std::uint32_t>(random() % allContainers)));
-        grants.push_back({{"account", AccountName(i)}, {"permission", "ViewReports"}, {"containers", containers}});
+            containers.insert(ContainerId(static_cast<std::uint32_t>(random() % (10 * size.containers))));
+        site["grants"].push_back(
+            {{"account", AccountName(i)}, {"permission", "ViewReports"}, {"containers", containers}});
     }
-    const Json entry{{"name", "Report server"},
-                     {"attributes",
-                      {{"Enabled", false},
-                       {"ReportServerUrl", "http://198.51.100.20/ReportServer"},
-                       {"ReportServerUserName", "LARGE\\svc-reports"},
-                       {"ReportServerPassword", "none"}}}};
-    return {{"site", "Large site: " + std::to_string(size.accounts) + " accounts"},
-            {"moduleSettings", {{"Logger", {{"MaxSeverity", "WARN"}}}}},
-            {"configuration", {{"name", "Configuration"}, {"children", departments}}},
-            {"names",
-             {{"databaseConnectionManager", "Reports.DatabaseConnections"},
-              {"reportingSettingsManager", "Reports.Settings"}}},
-            {"connectionSettings", Json::array({entry})},
-            {"accounts", {{"domains", {{{"name", "LARGE"}, {"sid", "S-1-5-21-310-311-312"}}}}, {"users", users}}},
-            {"grants", grants},
-            {"components", MakeComponents()},
-            {"timeline", MakeTimeline(size)}};
+    const std::uint64_t gone = std::min(size.accounts, AccountsPerDepartment);
+    Json& timeline = site["timeline"];
+    timeline[0]["until"] = {{"rows", std::uint64_t{size.accounts} * size.containers}, {"roles", size.accounts}};
+    timeline[1]["until"] = {{"rows", (size.accounts - gone) * size.containers}};
+    for (std::uint32_t i = size.accounts - std::min(size.accounts, Requests); i < size.accounts; ++i)
+        timeline[2]["requests"].push_back({{"from", AccountName(i)}});
+    return site;
 }
 
 } // namespace Host

@@ -2,9 +2,7 @@
 
 #include "Platform/Text.h"
 
-#include <algorithm>
 #include <set>
-#include <sstream>
 
 namespace Host
 {
@@ -14,21 +12,6 @@ namespace
 
 using nlohmann::json;
 
-std::string Number(double number)
-{
-    std::ostringstream text;
-    text << number;
-    return text.str();
-}
-
-std::string QuotedList(const std::vector<std::string>& keys)
-{
-    std::string list;
-    for (const std::string& key : keys)
-        list += (list.empty() ? "\"" : ", \"") + key + '"';
-    return list;
-}
-
 std::string EscapedKey(const std::string& key)
 {
     std::string escaped;
@@ -37,44 +20,96 @@ std::string EscapedKey(const std::string& key)
     return escaped;
 }
 
-// The library keeps the last of several values of a key: this looks at the keys while they are read.
-class DuplicateKeyCheck
+std::string Shortened(const std::string& utf8)
+{
+    constexpr std::size_t longest = 60;
+    std::wstring text = Text::FromUtf8(utf8);
+    if (text.size() > longest)
+        text = text.substr(0, longest) + L"...";
+    return Text::ToUtf8(text);
+}
+
+// Walks through a text before values are made of it, because of several values of a key the library keeps the last.
+class TextCheck final : public json::json_sax_t
 {
 public:
-    bool operator()(int, json::parse_event_t event, json& parsed)
+    bool null() override { return Next(); }
+    bool boolean(bool) override { return Next(); }
+    bool number_integer(json::number_integer_t) override { return Next(); }
+    bool number_unsigned(json::number_unsigned_t) override { return Next(); }
+    bool number_float(json::number_float_t, const std::string&) override { return Next(); }
+    bool binary(json::binary_t&) override { return Next(); }
+    bool string(std::string& text) override
     {
-        using Event = json::parse_event_t;
-        if (event == Event::key) {
-            Level& object = m_levels.back();
-            object.key = parsed.get<std::string>();
-            if (!object.keys.insert(object.key).second)
-                throw InputError(Pointer() + ": found this key twice, expected it once");
-        } else if (event == Event::object_end || event == Event::array_end) {
-            m_levels.pop_back();
-        } else {
-            if (!m_levels.empty() && m_levels.back().isArray)
-                m_levels.back().key = std::to_string(m_levels.back().count++);
-            if (event != Event::value)
-                m_levels.push_back({event == Event::array_start, 0, {}, {}});
-        }
+        CheckText(text);
+        return Next();
+    }
+    bool start_object(std::size_t) override { return Enter(false); }
+    bool start_array(std::size_t) override { return Enter(true); }
+    bool end_object() override { return Leave(); }
+    bool end_array() override { return Leave(); }
+    bool key(std::string& key) override
+    {
+        Level& object = m_levels.back();
+        object.key = key;
+        CheckText(key);
+        if (!object.keys.insert(key).second)
+            throw InputError(Pointer() + ": found this key twice, expected it once");
         return true;
+    }
+    bool parse_error(std::size_t, const std::string&, const json::exception& error) override
+    {
+        // "[json.exception.parse_error.101] parse error at line 3, column 5: ..."
+        const std::string message = error.what();
+        const std::size_t place = message.find("line ");
+        if (place == message.npos)
+            throw InputError(Pointer() + ": found a number that is too large, expected one below 1e308");
+        throw InputError(message.substr(place));
     }
 
 private:
     struct Level
     {
         bool isArray;
-        std::size_t count;
-        std::string key; // or index
+        std::size_t index;
+        std::string key;
         std::set<std::string> keys;
     };
+
+    bool Enter(bool isArray)
+    {
+        constexpr std::size_t mostLevels = 500; // more would exhaust the stack of whoever walks the value
+        if (m_levels.size() == mostLevels)
+            throw InputError(Shortened(Pointer()) + ": found another level, expected 500 at most");
+        m_levels.push_back({isArray, 0, {}, {}});
+        return true;
+    }
+
+    bool Leave()
+    {
+        m_levels.pop_back();
+        return Next();
+    }
+
+    bool Next()
+    {
+        if (!m_levels.empty())
+            ++m_levels.back().index;
+        return true;
+    }
+
+    void CheckText(const std::string& text) const
+    {
+        if (text.find('\0') != text.npos)
+            throw InputError(Pointer() + ": found a zero character, expected a text without");
+    }
 
     std::string Pointer() const
     {
         std::string pointer;
         for (const Level& level : m_levels)
-            pointer += '/' + EscapedKey(level.key);
-        return pointer;
+            pointer += '/' + (level.isArray ? std::to_string(level.index) : EscapedKey(level.key));
+        return pointer.empty() ? "/" : pointer;
     }
 
     std::vector<Level> m_levels;
@@ -84,133 +119,42 @@ private:
 
 json ParseJson(const std::string& text)
 {
-    try {
-        return json::parse(text, DuplicateKeyCheck());
-    } catch (const json::parse_error& error) {
-        // "[json.exception.parse_error.101] parse error at line 3, column 5: ..."
-        const std::string message = error.what();
-        const std::size_t place = message.find("line ");
-        throw InputError(place == message.npos ? message : message.substr(place));
-    }
-}
-
-void JsonCursor::CheckKeys(const std::vector<std::string>& known) const
-{
-    if (!m_value.is_object())
-        Fail("an object with " + QuotedList(known));
-    for (const auto& [key, value] : m_value.items()) {
-        if (std::find(known.begin(), known.end(), key) == known.end())
-            throw InputError(m_pointer + "/" + EscapedKey(key) + ": found an unknown key, expected one of " +
-                             QuotedList(known));
-    }
-}
-
-std::string JsonCursor::FormOf(const std::vector<std::vector<std::string>>& forms) const
-{
-    std::vector<std::string> firstKeys;
-    const std::vector<std::string>* found = nullptr;
-    bool several = false;
-    for (const auto& form : forms) {
-        firstKeys.push_back(form.front());
-        if (Has(form.front()))
-            several = std::exchange(found, &form) != nullptr || several;
-    }
-    if (!found || several)
-        Fail("just one of " + QuotedList(firstKeys));
-    CheckKeys(*found);
-    return found->front();
-}
-
-JsonCursor JsonCursor::Child(const std::string& key, const json& value) const
-{
-    return JsonCursor(value, m_pointer + '/' + EscapedKey(key));
+    TextCheck check;
+    json::sax_parse(text, &check);
+    return json::parse(text);
 }
 
 JsonCursor JsonCursor::operator[](const std::string& key) const
 {
+    static const json null;
     const auto found = m_value.find(key);
-    if (found == m_value.end())
-        throw InputError(m_pointer + '/' + key + ": found nothing, expected this key");
-    return Child(key, *found);
-}
-
-std::optional<JsonCursor> JsonCursor::Find(const std::string& key) const
-{
-    return Has(key) ? std::optional<JsonCursor>((*this)[key]) : std::nullopt;
+    return JsonCursor(found == m_value.end() ? null : *found, m_pointer + '/' + EscapedKey(key));
 }
 
 std::vector<std::pair<std::wstring, JsonCursor>> JsonCursor::Members() const
 {
-    if (!m_value.is_object())
-        Fail("an object");
     std::vector<std::pair<std::wstring, JsonCursor>> members;
-    for (const auto& [key, value] : m_value.items()) {
-        const JsonCursor child = Child(key, value);
-        if (key.empty() || key.find('\0') != key.npos)
-            child.Fail("a key without zero characters that is not empty");
-        members.emplace_back(Text::FromUtf8(key), child);
-    }
+    for (const auto& [key, value] : m_value.items())
+        members.emplace_back(Text::FromUtf8(key), JsonCursor(value, m_pointer + '/' + EscapedKey(key)));
     return members;
 }
 
 std::vector<JsonCursor> JsonCursor::Items() const
 {
-    if (!m_value.is_array())
-        Fail("an array");
     std::vector<JsonCursor> items;
     for (std::size_t i = 0; i < m_value.size(); ++i)
-        items.push_back(Child(std::to_string(i), m_value[i]));
+        items.emplace_back(m_value[i], m_pointer + '/' + std::to_string(i));
     return items;
 }
 
 std::wstring JsonCursor::Text() const
 {
-    if (!m_value.is_string())
-        Fail("a text");
-    const std::string& text = m_value.get_ref<const std::string&>();
-    if (text.find('\0') != text.npos)
-        Fail("a text without zero characters");
-    return Text::FromUtf8(text);
-}
-
-std::wstring JsonCursor::Name() const
-{
-    if (!m_value.is_string() || m_value.get_ref<const std::string&>().empty())
-        Fail("a text that is not empty");
-    return Text();
-}
-
-bool JsonCursor::Boolean() const
-{
-    if (!m_value.is_boolean())
-        Fail("true or false");
-    return m_value.get<bool>();
-}
-
-std::int64_t JsonCursor::Integer(std::int64_t least, std::int64_t most) const
-{
-    const bool fits = m_value.is_number_integer() &&
-                      (!m_value.is_number_unsigned() || m_value.get<std::uint64_t>() <= INT64_MAX) &&
-                      m_value.get<std::int64_t>() >= least && m_value.get<std::int64_t>() <= most;
-    if (!fits)
-        Fail("a whole number from " + std::to_string(least) + " to " + std::to_string(most));
-    return m_value.get<std::int64_t>();
-}
-
-double JsonCursor::Number(double least, double most) const
-{
-    if (!m_value.is_number() || m_value.get<double>() < least || m_value.get<double>() > most)
-        Fail("a number from " + Host::Number(least) + " to " + Host::Number(most));
-    return m_value.get<double>();
+    return m_value.is_null() ? std::wstring() : Text::FromUtf8(m_value.get_ref<const std::string&>());
 }
 
 void JsonCursor::Fail(const std::string& expected) const
 {
-    constexpr std::size_t longest = 60;
-    std::wstring found = Text::FromUtf8(m_value.dump());
-    if (found.size() > longest)
-        found = found.substr(0, longest) + L"...";
-    throw InputError((m_pointer.empty() ? "/" : m_pointer) + ": found " + Text::ToUtf8(found) + ", expected " +
+    throw InputError((m_pointer.empty() ? "/" : m_pointer) + ": found " + Shortened(m_value.dump()) + ", expected " +
                      expected);
 }
 

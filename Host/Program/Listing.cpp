@@ -1,14 +1,15 @@
 #include "Host/Program/Listing.h"
 
+#include "Platform/Text.h"
+
 #include <algorithm>
+#include <nlohmann/json.hpp>
 
 namespace Host
 {
 
 namespace
 {
-
-constexpr std::size_t MostChanges = 20;
 
 struct Line
 {
@@ -54,6 +55,29 @@ void ShowLines(Console& console, const std::vector<Line>& lines)
     }
 }
 
+std::wstring CsvLine(const Record& record)
+{
+    std::wstring line;
+    for (const std::optional<std::wstring>& value : record) {
+        std::wstring text = value.value_or(L"");
+        if (text.find_first_of(L"\",\r\n") != text.npos) {
+            for (std::size_t i = text.find(L'"'); i != text.npos; i = text.find(L'"', i + 2))
+                text.insert(i, 1, L'"');
+            text = L'"' + text + L'"';
+        }
+        line += (&value == &record.front() ? L"" : L",") + text;
+    }
+    return line;
+}
+
+nlohmann::ordered_json JsonObject(const std::vector<std::string>& keys, const Record& record)
+{
+    nlohmann::ordered_json object;
+    for (std::size_t i = 0; i < keys.size(); ++i)
+        object[keys[i]] = record[i] ? nlohmann::ordered_json(Text::ToUtf8(*record[i])) : nlohmann::ordered_json();
+    return object;
+}
+
 } // namespace
 
 Rows AccessRightRows(const std::vector<AccessRight>& rights, const ObjectNames& names)
@@ -91,11 +115,11 @@ RowChanges CountChanges(const Rows& before, const Rows& after)
     return changes;
 }
 
-void ShowChanges(Console& console, const Rows& before, const Rows& after)
+void ShowChanges(Console& console, const Rows& before, const Rows& after, std::size_t most)
 {
     std::vector<Line> lines = MarkedLines(before, after);
     std::erase_if(lines, [](const Line& line) { return line.mark == L' '; });
-    const std::size_t more = lines.size() - std::min(lines.size(), MostChanges);
+    const std::size_t more = lines.size() - std::min(lines.size(), most);
     lines.resize(lines.size() - more);
     ShowLines(console, lines);
     if (more > 0)
@@ -106,6 +130,24 @@ void ShowRows(Console& console, const Rows& rows)
 {
     ShowLines(console, MarkedLines(rows, rows));
     console.Line(Count(rows.size(), L"row"));
+}
+
+void ShowRecords(Console& console, Format format, const std::vector<std::string>& keys,
+                 const std::vector<Record>& records)
+{
+    if (format == Format::Csv) {
+        Record header;
+        for (const std::string& key : keys)
+            header.push_back(Text::FromUtf8(key));
+        console.Line(CsvLine(header));
+        for (const Record& record : records)
+            console.Line(CsvLine(record));
+        return;
+    }
+    nlohmann::ordered_json array = nlohmann::ordered_json::array();
+    for (const Record& record : records)
+        array.push_back(JsonObject(keys, record));
+    console.Line(Text::FromUtf8(array.dump(1)));
 }
 
 } // namespace Host

@@ -33,10 +33,24 @@ struct RowChanges
 
 RowChanges CountChanges(const Rows& before, const Rows& after);
 
-// Shows the rows that came with "+" and those that went with "-"; of very many the first.
-void ShowChanges(Console& console, const Rows& before, const Rows& after);
+// Shows the rows that came with "+" and those that went with "-"; `most` of them, the first ones.
+void ShowChanges(Console& console, const Rows& before, const Rows& after, std::size_t most = 20);
 
 // Shows all rows and their number.
 void ShowRows(Console& console, const Rows& rows);
+
+enum class Format
+{
+    Text,
+    Json,
+    Csv,
+};
+
+// Values in the order of the keys; none is null in JSON and empty in CSV.
+using Record = std::vector<std::optional<std::wstring>>;
+
+// An array of objects, or a header line and a line for each record.
+void ShowRecords(Console& console, Format format, const std::vector<std::string>& keys,
+                 const std::vector<Record>& records);
 
 } // namespace Host

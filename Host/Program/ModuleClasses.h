@@ -3,6 +3,7 @@
 
 #include "Interfaces/ComponentsModule.h"
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -24,7 +25,6 @@ struct Reference
 {
     std::string attribute;
     Role role;
-    bool required;
 };
 
 struct ModuleClass
@@ -35,24 +35,25 @@ struct ModuleClass
     std::vector<Reference> references;
 };
 
-inline const std::vector<ModuleClass>& ModuleClasses()
+// The schema of site files lists the names.
+inline const ModuleClass& ModuleClassNamed(const std::string& name)
 {
     using namespace KestrineClasses;
-    static const Reference updater{"ReportAccessInfoUpdater", Role::Updater, true};
+    static const Reference updater{"ReportAccessInfoUpdater", Role::Updater};
     static const std::vector<ModuleClass> classes{
         {"ReportAccessInfoUpdater",
          ReportAccessInfoUpdater,
          Role::Updater,
-         {{"DatabaseConnectionManager", Role::DatabaseConnectionManager, true},
-          {"ReportingSettingsManager", Role::ReportingSettingsManager, true},
-          {"RegisterAccessInfoSources", Role::Source, false},
-          {"RegisterAccessInfoConsumers", Role::Consumer, false}}},
+         {{"DatabaseConnectionManager", Role::DatabaseConnectionManager},
+          {"ReportingSettingsManager", Role::ReportingSettingsManager},
+          {"RegisterAccessInfoSources", Role::Source},
+          {"RegisterAccessInfoConsumers", Role::Consumer}}},
         {"RBACUsageTracker", RBACUsageTracker, Role::Source, {updater}},
         {"PrepareReportAccessService", PrepareReportAccessService, Role::Source, {updater}},
         {"ConfiguredAccountsTracker", ConfiguredAccountsTracker, Role::Source, {updater}},
         {"SSRSRolesUpdater", SSRSRolesUpdater, Role::Consumer, {}},
     };
-    return classes;
+    return *std::find_if(classes.begin(), classes.end(), [&](const ModuleClass& each) { return each.name == name; });
 }
 
 } // namespace Host

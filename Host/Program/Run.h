@@ -3,9 +3,8 @@
 
 #include "Host/Program/Console.h"
 #include "Host/Program/Generate.h"
-
-#include <filesystem>
-#include <optional>
+#include "Host/Program/Listing.h"
+#include "Host/Program/RunFiles.h"
 
 namespace Host
 {
@@ -14,6 +13,7 @@ enum ExitStatus
 {
     Success = 0,
     RunFailed = 1,
+    Different = 1,
     WrongInput = 2,
     Leaked = 3,
     Interrupted = 130,
@@ -23,19 +23,24 @@ struct RunOptions
 {
     std::filesystem::path site;
     std::filesystem::path module;
-    std::optional<std::filesystem::path> database;      // default: in the data directory
-    std::optional<std::filesystem::path> dataDirectory; // default: a new temporary one
-    std::optional<std::filesystem::path> sqlTrace;
+    WantedFiles files;
     std::optional<double> seconds; // how long the module runs by itself after the timeline
     bool untilIdle = false;
     bool reportAlive = false;
 };
 
-// They throw InputError for what a person has to mend before anything runs, and Failure when the run fails.
-ExitStatus RunSite(const RunOptions& options, Console& console);
+// They throw InputError for what a person has to mend before anything runs, and Failure when something fails later.
+
+// With `json` the summary is an object, and comes there.
+ExitStatus RunSite(const RunOptions& options, Console& console, Console* json = nullptr);
+// What the first cycle of the site would change in the database; files.database names it.
+ExitStatus DiffSite(const RunOptions& options, Console& console);
 void CheckSite(const std::filesystem::path& site, Console& console);
-void PrintTable(const std::filesystem::path& database, Console& console);
-void PrintRoles(const std::filesystem::path& database, Console& console);
+void PrintTable(const std::filesystem::path& database, Format format, Console& console);
+void PrintRoles(const std::filesystem::path& database, Format format, Console& console);
 void WriteGeneratedSite(const SiteSize& size, const std::filesystem::path& file, Console& console);
+
+// What an exception says to a person, in UTF-8.
+std::string Said(const std::exception_ptr& error);
 
 } // namespace Host

@@ -4,11 +4,11 @@
 #include "Host/Components/AccessInfoSource.h"
 #include "Host/Components/NodeAccess.h"
 #include "Host/Components/PermissionsChecker.h"
-#include "Host/Program/AccountBook.h"
 #include "Host/Program/ModuleClasses.h"
 
 #include <filesystem>
 #include <functional>
+#include <map>
 
 namespace Host
 {
@@ -72,7 +72,7 @@ struct Site
     std::vector<NodeDescription> connectionSettings;
     std::wstring databaseConnectionManager; // instance names
     std::wstring reportingSettingsManager;
-    AccountBook accounts;
+    std::string accounts;        // text of the accounts file
     double tokenLifetime = 3600; // seconds
     bool displayNames = true;    // of the tokens' subjects
     std::vector<Grant> grants;

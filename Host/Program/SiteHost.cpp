@@ -6,7 +6,6 @@
 #include "Platform/Text.h"
 
 #include <algorithm>
-#include <fstream>
 
 namespace Host
 {
@@ -43,20 +42,6 @@ Registration::Registration(const std::wstring& name, IComponentBase* component) 
 Registration::~Registration()
 {
     HalvexUnregisterInstance(m_name.c_str());
-}
-
-void WriteAccounts(const AccountBook& accounts, const std::filesystem::path& file)
-{
-    std::filesystem::path written = file;
-    written += ".new";
-    std::error_code error;
-    if (std::ofstream(written, std::ios::binary) << accounts.FileText() << std::flush)
-        std::filesystem::rename(written, file, error);
-    else
-        error = std::make_error_code(std::errc::io_error);
-    if (error)
-        throw Failure{E_FAIL,
-                      L"cannot write the accounts file '" + PathText(file) + L"': " + Text::FromUtf8(error.message())};
 }
 
 SiteHost::SiteHost(const Site& site, std::shared_ptr<ReportingDatabase> database, const SitePlaces& places)

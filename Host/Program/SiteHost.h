@@ -6,6 +6,7 @@
 #include "Host/Components/ReportingSettingsManager.h"
 #include "Host/Components/RequestContexts.h"
 #include "Host/Components/RoleService.h"
+#include "Host/Program/Files.h"
 #include "Host/Program/HostedModule.h"
 #include "Host/Program/Site.h"
 #include "Host/ReportingDatabase/DatabaseConnectionManager.h"
@@ -47,9 +48,6 @@ struct SitePlaces
     std::filesystem::path accountsFile;
 };
 
-// Writes the file of accounts anew; who reads it meanwhile sees the old one or the new one. Throws Failure.
-void WriteAccounts(const AccountBook& accounts, const std::filesystem::path& file);
-
 // One thread.
 class SiteHost
 {
@@ -74,7 +72,7 @@ public:
     void EnableSettings(const std::wstring& entry);
     // The entry that is enabled, or null.
     const NodeDescription* EnabledEntry() const;
-    void ReplaceAccounts(const AccountBook& accounts) { WriteAccounts(accounts, m_accountsFile); }
+    void ReplaceAccounts(const std::string& accounts) { ReplaceFile(m_accountsFile, accounts); }
 
     // Returns when every notification has been delivered.
     void WaitUntilDelivered();

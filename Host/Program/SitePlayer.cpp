@@ -247,18 +247,24 @@ void SitePlayer::Wait(double seconds)
     });
 }
 
-Totals SitePlayer::Result() const
+void SitePlayer::Finish()
 {
-    Totals totals = m_totals;
+    if (m_database.Rewrites() != m_rewrites || m_database.Grants() != m_grants) {
+        m_console.Line();
+        m_console.Line(L"What was still running", Colour::Bold);
+        ShowState();
+    }
+    const Rows rows = AccessRightRows(m_database.Rows(), {});
+    m_totals.tableRows = rows.size();
+    m_totals.pendingGrants = 0;
     const std::wstring reportServer = ReportServer();
     if (reportServer.empty())
-        return totals;
-    std::set<std::wstring> pending = FirstColumn(m_rows);
+        return;
+    std::set<std::wstring> pending = FirstColumn(rows);
     pending.erase(EveryAccount);
     for (const std::wstring& account : FirstColumn(RolesOn(reportServer, RoleRows(m_database.Roles(), false))))
         pending.erase(account);
-    totals.pendingGrants = pending.size();
-    return totals;
+    m_totals.pendingGrants = pending.size();
 }
 
 // The one in use; empty when there is none.

@@ -14,8 +14,9 @@ struct Totals
     std::uint64_t cycles = 0;
     std::uint64_t failedCycles = 0;
     RowChanges rows;
-    std::size_t unmet = 0;         // conditions of events that did not come true
-    std::size_t pendingGrants = 0; // accounts in the table without role on the report server in use
+    std::size_t unmet = 0;                    // conditions of events that did not come true
+    std::optional<std::size_t> tableRows;     // at the end, when the table can be read
+    std::optional<std::size_t> pendingGrants; // accounts in it without role on the report server in use
 };
 
 // Every part ends early when an interruption is requested. Failures of the host's own parts throw Failure.
@@ -32,8 +33,10 @@ public:
     // Leaves the module to itself and shows the tables whenever they have changed.
     void RunFor(double seconds);
 
-    Totals Result() const;
-    std::size_t RowCount() const { return m_rows.size(); }
+    // Shows and counts what the module has still done, once its components have been released.
+    void Finish();
+
+    const Totals& Result() const { return m_totals; }
 
 private:
     void Play(const Event& event);

@@ -2,6 +2,7 @@
 #include "Host/Components/ConfigServerProxy.h"
 #include "Host/Components/RequestContexts.h"
 #include "Host/Components/RoleService.h"
+#include "Host/Program/SiteSchema.h"
 #include "Host/Program/SiteValues.h"
 #include "Host/Program/TimelineReader.h"
 #include "Host/ReportingDatabase/GuidText.h"
@@ -9,8 +10,6 @@
 #include "Platform/Text.h"
 
 #include <algorithm>
-#include <fstream>
-#include <sstream>
 
 namespace Host
 {
@@ -22,30 +21,15 @@ using Roles = std::map<std::wstring, Role>;
 
 SiteSource ReadSource(const JsonCursor& json)
 {
-    json.CheckKeys({"name", "items"});
-    return {json["name"].Name(), ReadArray(json["items"], ReadAccessItem)};
-}
-
-const ModuleClass& ReadClass(const JsonCursor& json)
-{
-    std::string names;
-    for (const ModuleClass& each : ModuleClasses()) {
-        if (json.Value() == each.name)
-            return each;
-        names += (names.empty() ? "\"" : ", \"") + each.name + '"';
-    }
-    json.Fail("one of " + names);
+    return {json["name"].Text(), ReadArray(json["items"], &ReadAccessItem)};
 }
 
 SiteComponent ReadComponent(const JsonCursor& json)
 {
-    json.CheckKeys({"name", "class", "config", "children"});
-    SiteComponent component{json["name"].Name(), &ReadClass(json["class"]), {}};
-    component.config.name = component.name;
-    component.config.attributes = ReadAttributes(json["config"]);
-    if (const auto children = json.Find("children"))
-        component.config.children = ReadNamed(*children, ReadNode);
-    return component;
+    const std::wstring name = json["name"].Text();
+    return {name,
+            &ModuleClassNamed(json["class"].Value()),
+            {name, {}, ReadAttributes(json["config"]), ReadNamed(json["children"], &ReadNode)}};
 }
 
 // {"Logger": {"MaxSeverity": "DBG"}} becomes GS_Logger_MaxSeverity=DBG.
@@ -53,14 +37,11 @@ std::map<std::wstring, std::wstring> ReadModuleSettings(const JsonCursor& json)
 {
     std::map<std::wstring, std::wstring> settings;
     for (const auto& [section, keys] : json.Members()) {
-        for (const auto& [key, value] : keys.Members()) {
-            if (section == L"General" && key == L"DataDirectoryPath")
-                value.Fail("other settings: this one is the option --data");
-            const std::wstring text = value.Value().is_boolean()  ? (value.Boolean() ? L"1" : L"0")
-                                      : value.Value().is_number() ? std::to_wstring(value.Integer(0, UINT32_MAX))
-                                                                  : value.Text();
-            settings[L"GS_" + section + L"_" + key] = text;
-        }
+        for (const auto& [key, value] : keys.Members())
+            settings[L"GS_" + section + L"_" + key] = value.Value().is_string() ? value.Text()
+                                                      : value.Value().is_boolean()
+                                                          ? (value.Value() ? L"1" : L"0")
+                                                          : std::to_wstring(value.Value().get<std::uint32_t>());
     }
     return settings;
 }
@@ -69,9 +50,8 @@ std::map<std::wstring, std::wstring> ReadObjectNames(const JsonCursor& json)
 {
     std::map<std::wstring, std::wstring> names;
     for (const auto& [guid, name] : json.Members()) {
-        const std::optional<std::wstring> text = ToGuidText(guid);
-        if (!text || !names.emplace(*text, name.Name()).second)
-            name.Fail("a GUID as key, and each once");
+        if (!names.emplace(*ToGuidText(guid), name.Text()).second)
+            name.Fail("each GUID once");
     }
     return names;
 }
@@ -116,11 +96,8 @@ Roles CollectRoles(const Site& site, const JsonCursor& json)
 void CheckComponent(const SiteComponent& component, const Roles& roles, const JsonCursor& config)
 {
     for (const Reference& reference : component.moduleClass->references) {
-        if (!reference.required && !config.Has(reference.attribute))
-            continue;
         const JsonCursor value = config[reference.attribute];
-        const bool isList = value.Value().is_array() && !reference.required;
-        for (const JsonCursor& each : isList ? value.Items() : std::vector<JsonCursor>{value}) {
+        for (const JsonCursor& each : value.Value().is_string() ? std::vector{value} : value.Items()) {
             const auto found = roles.find(each.Text());
             if (found == roles.end() || found->second != reference.role)
                 each.Fail("the name of " + RoleName(reference.role) + " of this site");
@@ -142,43 +119,25 @@ void CheckReferences(const Site& site, const JsonCursor& json)
         json["components"].Fail("one component of class \"ReportAccessInfoUpdater\" among them");
 }
 
-void ReadTokens(const JsonCursor& json, Site& site)
-{
-    json.CheckKeys({"lifetimeS", "displayNames"});
-    if (const auto lifetime = json.Find("lifetimeS"))
-        site.tokenLifetime = lifetime->Number(0, 1e6);
-    if (const auto names = json.Find("displayNames"))
-        site.displayNames = names->Boolean();
-}
-
 Site ReadSiteParts(const JsonCursor& json)
 {
-    json.CheckKeys({"site", "moduleSettings", "configuration", "connectionSettings", "names", "accounts", "tokens",
-                    "grants", "accessInfo", "components", "objectNames", "timeline"});
-    Site site;
-    site.title = json["site"].Name();
-    if (const auto settings = json.Find("moduleSettings"))
-        site.moduleSettings = ReadModuleSettings(*settings);
-    site.configuration = ReadNode(json["configuration"]);
-    if (const auto entries = json.Find("connectionSettings"))
-        site.connectionSettings = ReadNamed(*entries, ReadConnectionSettings);
-    const JsonCursor names = json["names"];
-    names.CheckKeys({"databaseConnectionManager", "reportingSettingsManager"});
-    site.databaseConnectionManager = names["databaseConnectionManager"].Name();
-    site.reportingSettingsManager = names["reportingSettingsManager"].Name();
-    if (const auto accounts = json.Find("accounts"))
-        site.accounts = AccountBook(*accounts);
-    if (const auto tokens = json.Find("tokens"))
-        ReadTokens(*tokens, site);
-    if (const auto grants = json.Find("grants"))
-        site.grants = ReadArray(*grants, [&](const JsonCursor& each) { return ReadGrant(each, site.accounts); });
-    if (const auto sources = json.Find("accessInfo"))
-        site.sources = ReadNamed(*sources, ReadSource);
-    site.components = ReadNamed(json["components"], ReadComponent);
-    if (const auto objects = json.Find("objectNames"))
-        site.objectNames = ReadObjectNames(*objects);
+    const AccountBook accounts(json["accounts"]);
+    Site site{json["site"].Text(),
+              ReadModuleSettings(json["moduleSettings"]),
+              ReadNode(json["configuration"]),
+              ReadNamed(json["connectionSettings"], &ReadNode),
+              json["names"]["databaseConnectionManager"].Text(),
+              json["names"]["reportingSettingsManager"].Text(),
+              accounts.FileText(),
+              json["tokens"]["lifetimeS"].As(3600.0),
+              json["tokens"]["displayNames"].As(true),
+              ReadArray(json["grants"], [&](const JsonCursor& each) { return ReadGrant(each, accounts); }),
+              ReadNamed(json["accessInfo"], &ReadSource),
+              ReadNamed(json["components"], &ReadComponent),
+              ReadObjectNames(json["objectNames"]),
+              {}};
     CheckReferences(site, json);
-    TimelineReader timeline(site);
+    TimelineReader timeline(site, accounts);
     site.timeline = ReadArray(json["timeline"], [&](const JsonCursor& each) { return timeline.Read(each); });
     return site;
 }
@@ -188,20 +147,18 @@ Site ReadSiteParts(const JsonCursor& json)
 Site ReadSite(const std::string& text)
 {
     const nlohmann::json parsed = ParseJson(text);
-    return ReadSiteParts(JsonCursor(parsed));
+    const JsonCursor site(parsed);
+    CheckShape(site);
+    return ReadSiteParts(site);
 }
 
 Site LoadSite(const std::filesystem::path& file)
 {
-    const std::string name = Text::ToUtf8(PathText(file));
-    std::ifstream stream(file, std::ios::binary);
-    std::ostringstream text;
-    if (!stream || !(text << stream.rdbuf()))
-        throw InputError(name + ": cannot be read, expected a site file");
+    const std::string text = ReadInputFile(file);
     try {
-        return ReadSite(text.str());
+        return ReadSite(text);
     } catch (const InputError& error) {
-        throw InputError(name + ": " + error.what());
+        throw InputError(Text::ToUtf8(PathText(file)) + ": " + error.what());
     }
 }
 

@@ -1,4 +1,5 @@
-// The values of which site files are made. All of it throws InputError.
+// The values of which site files are made, once their shape has been checked. Throws InputError for what does not fit
+// to the rest of the site.
 #pragma once
 
 #include "Host/Components/AccessInfoSource.h"
@@ -33,16 +34,13 @@ auto ReadNamed(const JsonCursor& array, const Read& read)
     });
 }
 
-// {"name": value, ...}: texts, whole numbers, booleans, null, lists of texts, {"binary": "00FF"}.
+inline std::wstring TextOf(const JsonCursor& json)
+{
+    return json.Text();
+}
 std::vector<Attribute> ReadAttributes(const JsonCursor& json);
 NodeDescription ReadNode(const JsonCursor& json);
-NodeDescription ReadConnectionSettings(const JsonCursor& json);
-
 AccessItem ReadAccessItem(const JsonCursor& json);
-
-// In the form of GuidText.h.
-std::wstring ReadGuid(const JsonCursor& json);
-
 // The SID of an account of the site, or of any other that is given by its SID.
 std::wstring ReadSid(const JsonCursor& json, const AccountBook& accounts);
 Grant ReadGrant(const JsonCursor& json, const AccountBook& accounts);

@@ -17,9 +17,7 @@ namespace
 
 using Findings = std::vector<Finding>;
 
-constexpr double LongestWait = 3600;
 constexpr double DefaultLimit = 20;
-constexpr std::int64_t MostRequests = 256;
 
 std::wstring ValueText(const AttributeValue& value)
 {
@@ -44,13 +42,6 @@ Finding DescribeSettings(const SiteHost& host)
     return {entry ? L"settings: '" + entry->name + L"' is enabled" : L"settings: no entry is enabled"};
 }
 
-bool ReadTrue(const JsonCursor& json)
-{
-    if (!json.Boolean())
-        json.Fail("true");
-    return true;
-}
-
 // The part of a text that tells about an account, or about all of them.
 std::wstring For(const std::wstring& name)
 {
@@ -59,13 +50,9 @@ std::wstring For(const std::wstring& name)
 
 FaultForm ReadFaultForm(const JsonCursor& json)
 {
-    if (json.Value() == "call")
-        return FaultForm::Call;
-    if (json.Value() == "result")
-        return FaultForm::Result;
-    if (json.Value() == "bareResult")
-        return FaultForm::BareResult;
-    json.Fail("\"call\", \"result\" or \"bareResult\"");
+    return json.Value() == "result"       ? FaultForm::Result
+           : json.Value() == "bareResult" ? FaultForm::BareResult
+                                          : FaultForm::Call;
 }
 
 // Failures, recoveries and delays of a component of the host: "fail" with or without "as", "recover", "delayS".
@@ -74,21 +61,20 @@ template <class GetPlan>
 decltype(Event::perform) ReadFault(const JsonCursor& json, const std::wstring& component, const std::wstring& account,
                                    const std::wstring& shown, const GetPlan& plan)
 {
-    if (const auto delay = json.Find("delayS")) {
-        const std::chrono::duration<double> duration(delay->Number(0, LongestWait));
+    if (json.Has("delayS")) {
+        const std::chrono::duration<double> duration(json["delayS"].Value().get<double>());
         return [=](SiteHost& host) {
             plan(host).SetDelay(duration);
             return Findings{{component + L": takes " + std::to_wstring(std::lround(duration.count() * 1000)) + L" ms"}};
         };
     }
     if (json.Has("recover")) {
-        ReadTrue(json["recover"]);
         return [=](SiteHost& host) {
             plan(host).Recover(account);
             return Findings{{component + L": answers again" + For(shown)}};
         };
     }
-    const Fault fault{json["fail"].Name(), json.Has("as") ? ReadFaultForm(json["as"]) : FaultForm::Call};
+    const Fault fault{json["fail"].Text(), ReadFaultForm(json["as"])};
     return [=](SiteHost& host) {
         plan(host).Fail(account, fault);
         return Findings{{component + L": fails" + For(shown) + L": " + fault.text}};
@@ -97,7 +83,7 @@ decltype(Event::perform) ReadFault(const JsonCursor& json, const std::wstring& c
 
 } // namespace
 
-TimelineReader::TimelineReader(const Site& site) : m_site(site), m_accounts(site.accounts)
+TimelineReader::TimelineReader(const Site& site, AccountBook accounts) : m_site(site), m_accounts(std::move(accounts))
 {
     AddPaths(site.configuration, {});
     for (const NodeDescription& entry : site.connectionSettings)
@@ -121,54 +107,37 @@ Event TimelineReader::Read(const JsonCursor& json)
         {"tokens", &TimelineReader::ReadTokens},     {"gate", &TimelineReader::ReadGate},
         {"requests", &TimelineReader::ReadRequests}, {"stop", &TimelineReader::ReadStop},
     };
-    const std::vector<std::string> common{"say", "until", "limit", "cycle"};
-    std::vector<std::vector<std::string>> forms{{"wait"}};
-    for (const auto& [key, reader] : readers)
-        forms.push_back({key});
-    const bool isBare = json.Has("cycle") || json.Has("until");
-    if (isBare && std::none_of(forms.begin(), forms.end(), [&](const auto& form) { return json.Has(form[0]); }))
-        forms = {{"say"}};
-    for (auto& form : forms)
-        form.insert(form.end(), common.begin(), common.end());
-    const std::string action = json.FormOf(forms);
-
     Event event;
-    event.say = json["say"].Name();
-    if (const auto until = json.Find("until"))
-        event.until = ReadCondition(*until);
-    event.limit = json.Has("limit") ? json["limit"].Number(0, LongestWait) : DefaultLimit;
-    event.cycle = json.Has("cycle") ? json["cycle"].Boolean() : !event.until;
-    if (action == "wait")
-        event.wait = json["wait"].Number(0, LongestWait);
-    else if (action != "say")
-        event.perform = (this->*readers.at(action))(json[action]);
+    event.say = json["say"].Text();
+    if (json.Has("until"))
+        event.until = ReadCondition(json["until"]);
+    event.limit = json["limit"].As(DefaultLimit);
+    event.cycle = json["cycle"].As(!event.until);
+    event.wait = json["wait"].As(0.0);
+    for (const auto& [key, read] : readers) {
+        if (json.Has(key))
+            event.perform = (this->*read)(json[key]);
+    }
     return event;
 }
 
 Condition TimelineReader::ReadCondition(const JsonCursor& json) const
 {
-    json.CheckKeys({"rows", "roles", "listed", "unlisted", "granted", "queries", "tokens", "failedGrants"});
     const auto number = [&](const char* key) {
-        const auto found = json.Find(key);
-        return found ? std::optional(static_cast<std::uint64_t>(found->Integer(0, INT32_MAX))) : std::nullopt;
+        return json.Has(key) ? std::optional(json[key].Value().get<std::uint64_t>()) : std::nullopt;
     };
-    Condition condition;
-    condition.rows = number("rows");
-    condition.roles = number("roles");
-    for (const auto& [key, names] : {std::pair("listed", &condition.listed), std::pair("unlisted", &condition.unlisted),
-                                     std::pair("granted", &condition.granted)}) {
-        if (const auto found = json.Find(key))
-            *names = ReadAccountNames(*found);
-    }
-    condition.activity = {number("queries").value_or(0), number("tokens").value_or(0),
-                          number("failedGrants").value_or(0)};
-    return condition;
+    const auto names = [&](const char* key) {
+        return ReadArray(json[key], [this](const JsonCursor& each) { return m_accounts.FullName(each.Text()); });
+    };
+    const Activity activity{number("queries").value_or(0), number("tokens").value_or(0),
+                            number("failedGrants").value_or(0)};
+    return {number("rows"), number("roles"), names("listed"), names("unlisted"), names("granted"), activity};
 }
 
 TimelineReader::Action TimelineReader::ReadSettings(const JsonCursor& json)
 {
-    if (json.FormOf({{"entries"}, {"enable"}}) == "entries") {
-        const auto entries = ReadNamed(json["entries"], ReadConnectionSettings);
+    if (json.Has("entries")) {
+        const auto entries = ReadNamed(json["entries"], &ReadNode);
         m_entries.clear();
         for (const NodeDescription& entry : entries)
             m_entries.insert(entry.name);
@@ -178,8 +147,8 @@ TimelineReader::Action TimelineReader::ReadSettings(const JsonCursor& json)
         };
     }
     const JsonCursor enable = json["enable"];
-    const std::wstring name = enable.Value().is_null() ? std::wstring() : enable.Name();
-    if (!name.empty() && !m_entries.contains(name))
+    const std::wstring name = enable.Text();
+    if (!enable.Value().is_null() && !m_entries.contains(name))
         enable.Fail("null or the name of a connection-settings entry known by then");
     return [=](SiteHost& host) {
         host.EnableSettings(name);
@@ -189,18 +158,16 @@ TimelineReader::Action TimelineReader::ReadSettings(const JsonCursor& json)
 
 TimelineReader::Action TimelineReader::ReadConfigure(const JsonCursor& json)
 {
-    const std::string action = json.FormOf({{"set", "path", "create"}, {"remove", "path"}});
-    const std::wstring path = json["path"].Name();
+    const std::wstring path = json["path"].Text();
     const std::vector<std::wstring> names = SplitNodePath(path);
     const std::wstring root = m_paths.begin()->substr(1);
     if (names.empty() || names.front() != root)
         json["path"].Fail("a path that begins with \"\\\\" + Text::ToUtf8(root) + '"');
-    const bool create = json.Has("create") && json["create"].Boolean();
+    const bool create = json["create"].As(false);
     if (!create && !m_paths.contains(path))
         json["path"].Fail("the path of a node that exists by then, or \"create\": true");
 
-    if (action == "remove") {
-        ReadTrue(json["remove"]);
+    if (json.Has("remove")) {
         if (names.size() == 1)
             json["path"].Fail("another node than the root to remove");
         std::erase_if(m_paths,
@@ -225,26 +192,20 @@ TimelineReader::Action TimelineReader::ReadConfigure(const JsonCursor& json)
 
 TimelineReader::Action TimelineReader::ReadSource(const JsonCursor& json)
 {
-    const std::string action = json.FormOf({{"items", "name"},
-                                            {"add", "name"},
-                                            {"remove", "name"},
-                                            {"fail", "name"},
-                                            {"recover", "name"},
-                                            {"delayS", "name"}});
-    const std::wstring name = json["name"].Name();
+    const std::wstring name = json["name"].Text();
     const auto& sources = m_site.sources;
     if (std::none_of(sources.begin(), sources.end(), [&](const SiteSource& each) { return each.name == name; }))
         json["name"].Fail("the name of an entry of /accessInfo");
     const std::wstring source = L"source '" + name + L"'";
-    if (action == "remove") {
-        const auto accounts = ReadArray(json["remove"], [](const JsonCursor& each) { return each.Name(); });
+    if (json.Has("remove")) {
+        const auto accounts = ReadArray(json["remove"], &TextOf);
         return [=](SiteHost& host) {
             return Findings{{source + L": gone: " + Count(host.Source(name).RemoveAccounts(accounts), L"item")}};
         };
     }
-    if (action == "items" || action == "add") {
-        const auto items = ReadArray(json[action], ReadAccessItem);
-        const bool replace = action == "items";
+    const bool replace = json.Has("items");
+    if (replace || json.Has("add")) {
+        const auto items = ReadArray(json[replace ? "items" : "add"], &ReadAccessItem);
         return [=](SiteHost& host) {
             if (replace)
                 host.Source(name).SetItems({});
@@ -257,25 +218,20 @@ TimelineReader::Action TimelineReader::ReadSource(const JsonCursor& json)
 
 TimelineReader::Action TimelineReader::ReadDatabase(const JsonCursor& json)
 {
-    json.CheckKeys({"outage", "failAtStatement"});
-    std::optional<bool> outage;
-    std::optional<std::uint64_t> failing;
-    if (const auto found = json.Find("outage"))
-        outage = found->Boolean();
-    if (const auto found = json.Find("failAtStatement"))
-        failing = static_cast<std::uint64_t>(found->Integer(0, INT32_MAX));
-    if (!outage && !failing)
-        json.Fail("\"outage\" or \"failAtStatement\" or both");
+    const bool isSwitched = json.Has("outage");
+    const bool outage = json["outage"].As(false);
+    const bool isBroken = json.Has("failAtStatement");
+    const auto failing = json["failAtStatement"].As(std::uint64_t{0});
     return [=](SiteHost& host) {
         Findings findings;
-        if (outage) {
-            host.Connections().SetOutOfOrder(*outage);
-            findings.push_back({*outage ? L"database: does not answer" : L"database: answers again"});
+        if (isSwitched) {
+            host.Connections().SetOutOfOrder(outage);
+            findings.push_back({outage ? L"database: does not answer" : L"database: answers again"});
         }
-        if (failing) {
-            host.Connections().FailAtStatement(*failing);
-            findings.push_back({*failing == 0 ? L"database: sessions last again"
-                                              : L"database: sessions break at statement " + std::to_wstring(*failing)});
+        if (isBroken) {
+            host.Connections().FailAtStatement(failing);
+            findings.push_back({failing == 0 ? L"database: sessions last again"
+                                             : L"database: sessions break at statement " + std::to_wstring(failing)});
         }
         return findings;
     };
@@ -283,16 +239,15 @@ TimelineReader::Action TimelineReader::ReadDatabase(const JsonCursor& json)
 
 TimelineReader::Action TimelineReader::ReadAccounts(const JsonCursor& json)
 {
-    const std::string action = json.FormOf({{"remove"}, {"rename", "to"}});
-    std::wstring text = L"accounts: " + json[action].Name();
-    if (action == "remove") {
+    std::wstring text = L"accounts: ";
+    if (json.Has("remove")) {
         m_accounts.Remove(json["remove"]);
-        text += L" is gone";
+        text += json["remove"].Text() + L" is gone";
     } else {
         m_accounts.Rename(json["rename"], json["to"]);
-        text += L" is now called " + json["to"].Name();
+        text += json["rename"].Text() + L" is now called " + json["to"].Text();
     }
-    return [text, accounts = m_accounts](SiteHost& host) {
+    return [text, accounts = m_accounts.FileText()](SiteHost& host) {
         host.ReplaceAccounts(accounts);
         return Findings{{text}};
     };
@@ -300,44 +255,37 @@ TimelineReader::Action TimelineReader::ReadAccounts(const JsonCursor& json)
 
 TimelineReader::Action TimelineReader::ReadPermissions(const JsonCursor& json)
 {
-    const std::string action =
-        json.FormOf({{"grant"}, {"revoke"}, {"fail", "account"}, {"recover", "account"}, {"delayS"}});
-    if (action == "grant") {
+    if (json.Has("grant")) {
         const Grant grant = ReadGrant(json["grant"], m_accounts);
         const std::wstring extent =
             grant.containers.empty() ? L"every container" : Count(grant.containers.size(), L"container");
         const std::wstring text =
-            L"permissions: " + json["grant"]["account"].Name() + L" gets '" + grant.permission + L"' on " + extent;
+            L"permissions: " + json["grant"]["account"].Text() + L" gets '" + grant.permission + L"' on " + extent;
         return [=](SiteHost& host) {
             host.Permissions().Add(grant);
             return Findings{{text}};
         };
     }
-    if (action == "revoke") {
+    if (json.Has("revoke")) {
         const JsonCursor revoke = json["revoke"];
-        revoke.CheckKeys({"account", "permission"});
         const std::wstring sid = ReadSid(revoke["account"], m_accounts);
-        const std::wstring permission = revoke.Has("permission") ? revoke["permission"].Name() : std::wstring();
-        const std::wstring text = L"permissions: " + revoke["account"].Name() + L" loses " +
+        const std::wstring permission = revoke["permission"].Text();
+        const std::wstring text = L"permissions: " + revoke["account"].Text() + L" loses " +
                                   (permission.empty() ? L"every permission" : L"'" + permission + L"'");
         return [=](SiteHost& host) {
             host.Permissions().Revoke(sid, permission);
             return Findings{{text}};
         };
     }
-    const std::wstring shown = json.Has("account") ? json["account"].Name() : std::wstring();
-    return ReadFault(json, L"permissions checker", ReadSidOf(json), shown,
+    return ReadFault(json, L"permissions checker", ReadSidOf(json), json["account"].Text(),
                      [](SiteHost& host) -> FaultPlan& { return host.Permissions().Faults(); });
 }
 
 TimelineReader::Action TimelineReader::ReadTokens(const JsonCursor& json)
 {
-    const std::string action =
-        json.FormOf({{"expire", "account"}, {"fail", "account"}, {"recover", "account"}, {"delayS"}});
-    const std::wstring shown = json.Has("account") ? json["account"].Name() : std::wstring();
+    const std::wstring shown = json["account"].Text();
     const std::wstring sid = ReadSidOf(json);
-    if (action == "expire") {
-        ReadTrue(json["expire"]);
+    if (json.Has("expire")) {
         return [=](SiteHost& host) {
             host.Tokens().Expire(sid);
             return Findings{{L"token manager: the tokens so far have expired" + For(shown)}};
@@ -349,8 +297,7 @@ TimelineReader::Action TimelineReader::ReadTokens(const JsonCursor& json)
 
 TimelineReader::Action TimelineReader::ReadGate(const JsonCursor& json)
 {
-    json.FormOf({{"fail", "as", "account"}, {"recover", "account"}, {"delayS"}});
-    const std::wstring account = json.Has("account") ? m_accounts.FullName(json["account"].Name()) : std::wstring();
+    const std::wstring account = m_accounts.FullName(json["account"].Text());
     return ReadFault(json, L"settings gate", account, account,
                      [](SiteHost& host) -> FaultPlan& { return host.Gate().Faults(); });
 }
@@ -359,26 +306,22 @@ TimelineReader::Action TimelineReader::ReadRequests(const JsonCursor& json)
 {
     const std::wstring service = NameOfClass("PrepareReportAccessService", json);
     const auto requests = ReadArray(json, [&](const JsonCursor& each) {
-        each.CheckKeys({"from", "through", "waitForSync"});
-        SiteRequest request{L"nobody", {}, {}, each.Has("waitForSync") && each["waitForSync"].Boolean()};
+        SiteRequest request{L"nobody", {}, {}, each["waitForSync"].As(false)};
         if (!each["from"].Value().is_null()) {
             request.sid = ReadSid(each["from"], m_accounts);
-            request.shown = each["from"].Name();
+            request.shown = each["from"].Text();
         }
-        for (const JsonCursor& through : each.Has("through") ? each["through"].Items() : std::vector<JsonCursor>()) {
+        for (const JsonCursor& through : each["through"].Items()) {
             request.through.push_back(ReadSid(through, m_accounts));
-            request.shown += L" through " + through.Name();
+            request.shown += L" through " + through.Text();
         }
         return request;
     });
-    if (requests.empty() || requests.size() > MostRequests)
-        json.Fail("1 to " + std::to_string(MostRequests) + " requests");
     return [=](SiteHost& host) { return SendRequests(host, service, requests); };
 }
 
 TimelineReader::Action TimelineReader::ReadStop(const JsonCursor& json)
 {
-    ReadTrue(json);
     const std::wstring tracker = NameOfClass("ConfiguredAccountsTracker", json);
     return [=](SiteHost&) {
         const HRESULT result = GetInstance<ITrackerControl>(tracker)->Stop();
@@ -390,11 +333,6 @@ TimelineReader::Action TimelineReader::ReadStop(const JsonCursor& json)
 std::wstring TimelineReader::ReadSidOf(const JsonCursor& json) const
 {
     return json.Has("account") ? ReadSid(json["account"], m_accounts) : std::wstring();
-}
-
-std::vector<std::wstring> TimelineReader::ReadAccountNames(const JsonCursor& json) const
-{
-    return ReadArray(json, [this](const JsonCursor& each) { return m_accounts.FullName(each.Name()); });
 }
 
 // The name of the site's first component of a class.

@@ -1,6 +1,7 @@
 // The events of a site.
 #pragma once
 
+#include "Host/Program/AccountBook.h"
 #include "Host/Program/Site.h"
 
 #include <set>
@@ -12,7 +13,7 @@ namespace Host
 class TimelineReader
 {
 public:
-    explicit TimelineReader(const Site& site);
+    TimelineReader(const Site& site, AccountBook accounts);
 
     Event Read(const JsonCursor& json);
 
@@ -33,7 +34,6 @@ private:
 
     void AddPaths(const NodeDescription& node, const std::wstring& parent);
     std::wstring ReadSidOf(const JsonCursor& json) const;
-    std::vector<std::wstring> ReadAccountNames(const JsonCursor& json) const;
     std::wstring NameOfClass(const char* moduleClass, const JsonCursor& json) const;
 
     const Site& m_site;

@@ -185,7 +185,10 @@ void DatabaseSession::Merge()
                                   Text::FromUtf8(twice.Text(0).value_or("")) + L"'"};
     m_connection->Execute(DeleteSql);
     m_connection->Execute(InsertSql);
-    transaction.Commit();
+    if (m_database->IsRehearsal())
+        m_database->NoteRehearsal(ReadAccessRights(*m_connection)); // the transaction's end rolls the merge back
+    else
+        transaction.Commit();
 }
 
 } // namespace

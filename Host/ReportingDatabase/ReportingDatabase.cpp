@@ -56,7 +56,12 @@ void CheckTables(Sqlite::Connection& connection)
 std::vector<AccessRight> ReadAccessRights(const std::filesystem::path& file, const Sqlite::Patience& patience)
 {
     Sqlite::Connection connection(file, Sqlite::Access::ReadOnly, patience);
-    Sqlite::Statement select = connection.Prepare("SELECT LoginName, ManagedObjectUId FROM AccessRights");
+    return ReadAccessRights(connection);
+}
+
+std::vector<AccessRight> ReadAccessRights(Sqlite::Connection& connection)
+{
+    Sqlite::Statement select = connection.Prepare("SELECT LoginName, ManagedObjectUId FROM main.AccessRights");
     const auto column = [&](int index) {
         const std::optional<std::string> text = select.Text(index);
         return text ? std::optional(Text::FromUtf8(*text)) : std::nullopt;
@@ -80,10 +85,16 @@ std::vector<ReportServerRole> ReadReportServerRoles(const std::filesystem::path&
     return roles;
 }
 
-ReportingDatabase::ReportingDatabase(std::filesystem::path file, const Sqlite::Patience& patience)
-    : m_file(std::move(file)), m_patience(patience)
+ReportingDatabase::ReportingDatabase(std::filesystem::path file, const Sqlite::Patience& patience, Use use)
+    : m_file(std::move(file)), m_patience(patience), m_use(use)
 {
     try {
+        if (IsRehearsal()) {
+            Sqlite::Connection connection = Connect(Sqlite::Access::ReadOnly);
+            CheckTables(connection);
+            ReadAccessRights(connection);
+            return;
+        }
         m_roles.emplace(Connect(Sqlite::Access::Create));
         Sqlite::Transaction transaction(*m_roles);
         CheckTables(*m_roles);
@@ -113,6 +124,8 @@ std::vector<ReportServerRole> ReportingDatabase::Roles() const
 
 void ReportingDatabase::GrantRole(const std::wstring& reportServer, const std::wstring& account)
 {
+    if (IsRehearsal())
+        return;
     Do([&] {
         const std::lock_guard guard(m_rolesLock);
         m_grantRole->Bind(1, Text::ToUtf8(account));
@@ -120,6 +133,18 @@ void ReportingDatabase::GrantRole(const std::wstring& reportServer, const std::w
         m_grantRole->Step();
     });
     ++m_grants;
+}
+
+void ReportingDatabase::NoteRehearsal(std::vector<AccessRight> rows)
+{
+    const std::lock_guard guard(m_rehearsalLock);
+    m_rehearsed = std::move(rows);
+}
+
+std::vector<AccessRight> ReportingDatabase::RehearsedRows() const
+{
+    const std::lock_guard guard(m_rehearsalLock);
+    return m_rehearsed ? *m_rehearsed : Rows();
 }
 
 void ReportingDatabase::TraceTo(const std::filesystem::path& file)
@@ -135,6 +160,13 @@ void ReportingDatabase::Trace(const wchar_t* sql)
     const std::lock_guard guard(m_traceLock);
     if (m_trace.is_open())
         m_trace << Text::ToUtf8(sql) << "\n-- " << ++m_traced << ' ' << std::string(60, '-') << '\n' << std::flush;
+}
+
+void ReportingDatabase::CheckTrace()
+{
+    const std::lock_guard guard(m_traceLock);
+    if (m_trace.is_open() && !m_trace)
+        throw Failure{E_FAIL, L"the SQL trace is not complete: it could not be written"};
 }
 
 void ReportingDatabase::Fail(const Sqlite::Error& error) const

@@ -16,4 +16,14 @@ inline std::wstring PathText(const std::filesystem::path& path)
     return Text::FromUtf8({reinterpret_cast<const char*>(name.data()), name.size()});
 }
 
+// The other way round.
+inline std::filesystem::path PathOf(std::string_view utf8)
+{
+    return std::filesystem::path(std::u8string(utf8.begin(), utf8.end()));
+}
+inline std::filesystem::path PathOf(std::wstring_view text)
+{
+    return PathOf(Text::ToUtf8(text));
+}
+
 } // namespace Host

@@ -1,5 +1,5 @@
 // The accounts that this computer knows: the well-known ones, which are built in, and those of the accounts file.
-// Internal to the platform; the stand-ins for tests under Wine use it as well.
+// Free of the system, because the reference host and the stand-ins for tests under Wine use it on both platforms.
 //
 // The accounts file, named by the environment variable KESTRINE_ACCOUNTS_FILE, is UTF-8 text (UTF-16LE with its
 // byte-order mark is also read). Every line is blank, a comment or an entry:
@@ -55,6 +55,14 @@ public:
     const Account* FindByName(std::wstring_view name) const { return Find(name); }
     const Account* FindBySid(const Platform::Sid& sid) const;
 
+    // The well-known accounts alone, to which lines of a file are added.
+    AccountDirectory();
+    // Adds what a line that is neither blank nor a comment says. Returns what was expected in its place when it cannot
+    // be used, after which the directory is of no use; null otherwise.
+    const wchar_t* AddLine(std::wstring_view line);
+    // Adds the computer's own domain where no line has.
+    void CompleteComputer();
+
     // The groups that the account is in, directly or through others, Everyone and Authenticated Users included.
     std::vector<Platform::Sid> GroupsOf(const Account& account) const;
 
@@ -66,18 +74,13 @@ private:
         std::wstring dnsName; // or another second name; empty: none
     };
 
-    AccountDirectory(); // the well-known accounts
     static std::shared_ptr<const AccountDirectory> Load(const std::string& file);
-
-    // Returns what was expected instead of the line; null: nothing is wrong.
-    const wchar_t* AddLine(std::wstring_view line);
 
     // False when something that is named is not there or something that is added is.
     bool AddEntry(std::wstring_view keyword, std::wstring_view name, std::wstring_view value);
     bool AddDomain(std::wstring_view name, std::wstring_view sid, std::wstring_view dnsName);
     bool AddAccount(std::wstring_view name, std::wstring_view relativeId, Platform::AccountType type);
     bool Insert(std::size_t domain, std::wstring_view name, const std::wstring& sidText, Platform::AccountType type);
-    void CompleteComputer();
 
     Account* Find(std::wstring_view name) const;
     Account* FindIn(std::size_t domain, std::wstring_view name) const;

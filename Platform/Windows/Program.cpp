@@ -1,14 +1,50 @@
 #include "Platform/Program.h"
 
-#include <cstdio>
-#include <io.h>
+#include "Platform/Text.h"
+#include "Platform/Windows/LastError.h"
+
+#include <memory>
+#include <shellapi.h>
+
+namespace
+{
+
+struct LocalDeleter
+{
+    void operator()(LPWSTR* texts) const { LocalFree(texts); }
+};
+
+unsigned TerminalWidth(DWORD stream)
+{
+    CONSOLE_SCREEN_BUFFER_INFO info{};
+    if (!GetConsoleScreenBufferInfo(GetStdHandle(stream), &info))
+        return 0;
+    return static_cast<unsigned>(info.srWindow.Right - info.srWindow.Left + 1);
+}
+
+} // namespace
 
 namespace Platform
 {
 
-bool OutputIsTerminal()
+unsigned OutputTerminalWidth()
 {
-    return _isatty(_fileno(stdout)) != 0;
+    return TerminalWidth(STD_OUTPUT_HANDLE);
+}
+
+unsigned ErrorTerminalWidth()
+{
+    return TerminalWidth(STD_ERROR_HANDLE);
+}
+
+std::vector<std::string> ProgramArguments(int, char**)
+{
+    int count = 0;
+    const std::unique_ptr<LPWSTR, LocalDeleter> wide(CommandLineToArgvW(GetCommandLineW(), &count));
+    std::vector<std::string> arguments;
+    for (int i = 1; wide && i < count; ++i)
+        arguments.push_back(Text::ToUtf8(wide.get()[i]));
+    return arguments;
 }
 
 void KeepNewFilesFromOthers() {}

@@ -33,6 +33,11 @@ std::string Section(const std::string& output, const std::string& begin)
     return start == output.npos ? "(none)" : output.substr(start, output.find("\n\n", start) - start + 1);
 }
 
+void KeepEvents(nlohmann::json& site, int count)
+{
+    site["timeline"].erase(site["timeline"].begin() + count, site["timeline"].end());
+}
+
 class HostProgram : public testing::Test
 {
 protected:
@@ -41,8 +46,7 @@ protected:
     {
         const fs::path out = folder.Path() / "out.txt";
         const fs::path err = folder.Path() / "err.txt";
-        const std::string command =
-            Quoted(KESTRINE_HOST_PROGRAM) + ' ' + arguments + " >" + Quoted(out) + " 2>" + Quoted(err);
+        const std::string command = Quoted(program) + ' ' + arguments + " >" + Quoted(out) + " 2>" + Quoted(err);
         const int status = RunInShell(command);
         output = ReadAll(out);
         errors = ReadAll(err);
@@ -54,8 +58,8 @@ protected:
         Host::RunOptions options;
         options.site = site;
         options.module = KESTRINE_MODULE;
-        options.dataDirectory = folder.Path() / "data";
-        Host::Console console(out, true);
+        options.files.dataDirectory = folder.Path() / "data";
+        Host::Console console(out, {80, true});
         return RunSite(options, console);
     }
 
@@ -68,19 +72,24 @@ protected:
     }
 
     const TemporaryFolder folder;
+    fs::path program = KESTRINE_HOST_PROGRAM;
     std::string output;
     std::string errors;
 };
 
-// Raises SIGINT when a text goes through.
-struct InterruptingBuffer : std::stringbuf
+// Does something when the text of the third event goes through.
+struct ActingBuffer : std::stringbuf
 {
+    explicit ActingBuffer(std::function<void()> action) : act(std::move(action)) {}
+
     std::streamsize xsputn(const char* text, std::streamsize size) override
     {
         if (std::string_view(text, static_cast<std::size_t>(size)).find("3. ") == 0)
-            std::raise(SIGINT);
+            act();
         return std::stringbuf::xsputn(text, size);
     }
+
+    const std::function<void()> act;
 };
 
 } // namespace
@@ -120,7 +129,7 @@ TEST_F(HostProgram, TheSampleSettingsHideSecretsAndFilesAreNotForEverybody)
 {
     const fs::path site = WriteSite([](auto& json) {
         json["moduleSettings"] = nlohmann::json::object();
-        json["timeline"].erase(json["timeline"].begin() + 8, json["timeline"].end());
+        KeepEvents(json, 8);
     });
     Platform::SetVariable(L"GLOBAL_SETTINGS_INI", (fs::path(KESTRINE_SAMPLES) / "Kestrine.ini").wstring().c_str());
     const fs::path data = folder.Path() / "data";
@@ -156,42 +165,176 @@ TEST_F(HostProgram, LargeSitesRunToTheirEnd)
     EXPECT_THAT(Section(output, "1. "), AllOf(HasSubstr("+200 -0, 600 rows"), HasSubstr("roles: +0, 300 roles")));
 }
 
-TEST_F(HostProgram, WrongInputEndsItBeforeAnythingRuns)
+TEST_F(HostProgram, GeneratedSitesAskSoonAgainForWhatFailed)
 {
-    const fs::path data = folder.Path() / "data";
+    const fs::path site = folder.Path() / "large.json";
+    ASSERT_EQ(Run("generate --accounts 20 " + Quoted(site)), 0);
+    auto json = nlohmann::json::parse(ReadAll(site));
+    json["timeline"] = nlohmann::json::parse(R"([
+        {"say": "a", "gate": {"fail": "busy"}, "cycle": false},
+        {"say": "b", "settings": {"enable": "Report server"}, "until": {"rows": 60, "failedGrants": 20}},
+        {"say": "c", "gate": {"recover": true}, "until": {"roles": 20}}])");
+    std::ofstream(site) << json.dump();
+    EXPECT_EQ(Run("run " + Quoted(site) + " --data " + Quoted(folder.Path() / "data")), 0) << output;
+}
+
+TEST_F(HostProgram, WrongInputEndsItWithAClearLineAndLeavesNothingBehind)
+{
     EXPECT_EQ(Run("check " + Quoted(Sample)), 0);
     EXPECT_THAT(output, HasSubstr("site.json: ok (5 components, 28 events)\n"));
 
     const fs::path wrong = WriteSite([](auto& site) { site["components"][1]["class"] = "Tracker"; });
-    EXPECT_EQ(Run("run --data " + Quoted(data) + ' ' + Quoted(wrong)), 2);
-    EXPECT_THAT(errors, HasSubstr("site.json: /components/1/class: found \"Tracker\", expected one of"));
-    EXPECT_EQ(output, "");
-    EXPECT_FALSE(fs::exists(data));
-
     const fs::path file = folder.Path() / "file";
     std::ofstream(file) << std::string(4096, 'x');
-    const std::string run = "run " + Quoted(Sample) + " --data " + Quoted(data);
+    const fs::path empty = folder.Path() / "empty";
+    std::ofstream{empty};
+    const fs::path none = folder.Path() / "none";
+    const fs::path data = folder.Path() / "data";
+    const std::string run = "run " + Quoted(Sample) + " --data " + Quoted(data / "below");
     const std::pair<std::string, const char*> cases[] = {
-        {"run " + Quoted(Sample) + " --data " + Quoted(file / "below"), "as data directory: Not a directory"},
+        {"frob", "unknown command \"frob\", expected one of run, diff, check, table, roles, generate"},
+        {"run", "site is required"},
+        {run + " --for -1", "\"-1\", expected seconds from 0 to 1e9"},
+        {run + " --for nan", "\"nan\", expected seconds from 0 to 1e9"},
+        {run + " --for 1 --until-idle", "--until-idle excludes --for"},
+        {"table --format xml " + Quoted(file), "--format"},
+        {"generate --accounts 0 " + Quoted(none), "--accounts"},
+        {"run --data " + Quoted(data) + ' ' + Quoted(wrong),
+         "site.json: /components/1/class: found \"Tracker\", expected one of"},
+        {"check " + Quoted(none), "none: cannot be read: there is no such file\n"},
+        {"check " + Quoted(folder.Path()), ": cannot be read: it is a folder\n"},
+        {"check " + Quoted(empty), "empty: cannot be read: it is empty\n"},
+        {"check " + Quoted(file), "file: line 1, column 1: syntax error"},
+        {"table " + Quoted(none), "none: cannot be read: there is no such file\n"},
+        {"roles " + Quoted(file), "file: cannot be read as a reporting database: file is not a database\n"},
+        {"diff " + Quoted(Sample), "--db is required"},
+        {"diff " + Quoted(Sample) + " --db " + Quoted(none), "none: cannot be read: there is no such file\n"},
+        {"diff " + Quoted(Sample) + " --db " + Quoted(file), "file is not a database"},
+        {run + " --module " + Quoted(none), "none: cannot be read: there is no such file\n"},
+        {"run " + Quoted(Sample) + " --data " + Quoted(file / "below"), "as data directory: Not a directory\n"},
         {run + " --db " + Quoted(file), "file is not a database"},
+        {run + " --db " + Quoted(folder.Path()), "cannot be used as the reporting database: it is a folder\n"},
         {run + " --sql-trace " + Quoted(folder.Path()), "cannot write the SQL trace"},
-        {run + " --for -1", "--for"},
-        {"check " + Quoted(folder.Path() / "no.json"), "no.json: cannot be read, expected a site file"},
-        {"table " + Quoted(folder.Path() / "no.db"), "no.db: cannot be read as a reporting database"},
-        {"roles " + Quoted(file), "file: cannot be read as a reporting database"},
-        {"generate " + Quoted(folder.Path()), "cannot be written"},
+        {run + " --db " + Quoted(none) + " --sql-trace " + Quoted(none),
+         "none: is the database, expected another file"},
+        {"generate " + Quoted(folder.Path()), "cannot be written: it is no regular file\n"},
+        {"generate " + Quoted(none / "x"), "cannot be written: No such file or directory\n"},
     };
     for (const auto& [arguments, complaint] : cases) {
-        EXPECT_EQ(Run(arguments), 2);
-        EXPECT_THAT(errors, HasSubstr(complaint));
+        EXPECT_EQ(Run(arguments), 2) << arguments;
+        EXPECT_THAT(errors, HasSubstr(complaint)) << arguments;
+        EXPECT_EQ(output, "") << arguments;
+        EXPECT_FALSE(fs::exists(data) || fs::exists(none)) << arguments;
     }
+}
+
+TEST_F(HostProgram, ADataFolderServesOneRunAtATime)
+{
+    const fs::path data = folder.Path() / "data";
+    ActingBuffer buffer([&] {
+        EXPECT_EQ(
+            Run("run " + Quoted(Sample) + " --data " + Quoted(data / ".." / "data") + " --db " + Quoted(data / "x")),
+            2);
+        EXPECT_THAT(errors, HasSubstr("is in use by another run"));
+        EXPECT_FALSE(fs::exists(data / "x"));
+    });
+    std::ostream out(&buffer);
+    EXPECT_EQ(RunHere(out, WriteSite([](auto& json) { KeepEvents(json, 3); })), Host::Success);
+    EXPECT_THAT(buffer.str(), HasSubstr("3. "));
+}
+
+TEST_F(HostProgram, AFolderWithAnyLettersWillDo)
+{
+    const fs::path bin = folder.Path() / fs::path(u8"\u00E4 \u00F6");
+    fs::create_directory(bin);
+    for (const auto& entry : fs::directory_iterator(fs::path(KESTRINE_HOST_PROGRAM).parent_path())) {
+        if (entry.path() == KESTRINE_HOST_PROGRAM || entry.path().extension() == ".so" ||
+            entry.path().extension() == ".dll")
+            fs::copy(entry.path(), bin / entry.path().filename());
+    }
+    program = bin / fs::path(KESTRINE_HOST_PROGRAM).filename();
+    const fs::path site = WriteSite([](auto& json) { KeepEvents(json, 2); });
+    fs::rename(site, bin / u8"\u00FC.json");
+    ASSERT_EQ(Run("run " + Quoted(bin / u8"\u00FC.json") + " --data " + Quoted(bin / "data")), 0) << errors;
+    EXPECT_THAT(output, HasSubstr("5 in the table"));
+    EXPECT_TRUE(fs::exists(bin / "data" / "reporting.db"));
+}
+
+TEST_F(HostProgram, ProgramsReadItsOutput)
+{
+    const fs::path data = folder.Path() / "data";
+    const fs::path site = WriteSite([](auto& json) { KeepEvents(json, 3); });
+    ASSERT_EQ(Run("run --format json " + Quoted(site) + " --data " + Quoted(data)), 0) << errors;
+    const auto summary = nlohmann::json::parse(output);
+    EXPECT_EQ(summary["rows"], (nlohmann::json{{"added", 6}, {"removed", 0}, {"now", 6}}));
+    EXPECT_TRUE(summary["failure"].is_null());
+    EXPECT_THAT(errors, AllOf(HasSubstr("\n3. "), Not(HasSubstr("Summary"))));
+
+    ASSERT_EQ(Run("table --format json " + Quoted(data / "reporting.db")), 0);
+    const auto rows = nlohmann::json::parse(output);
+    EXPECT_EQ(rows.size(), 6U);
+    EXPECT_EQ(rows[0], (nlohmann::json{{"account", nullptr}, {"object", nullptr}}));
+    ASSERT_EQ(Run("roles --format csv " + Quoted(data / "reporting.db")), 0);
+    EXPECT_TRUE(output.starts_with("account,role,reportServer,grantedAt\nBRIGHTMOOR\\a.lindqvist,Browser,http://"));
+    ASSERT_EQ(Run("--version"), 0);
+    EXPECT_TRUE(output.starts_with("kestrine-host 1."));
+}
+
+TEST_F(HostProgram, DiffSaysWhatTheFirstCycleWouldChangeAndWritesNothing)
+{
+    const fs::path database = folder.Path() / "data" / "reporting.db";
+    const auto changed = [&](const char* account) {
+        return WriteSite([&](auto& json) {
+            KeepEvents(json, 2);
+            json["connectionSettings"][1]["attributes"]["Enabled"] = true;
+            json["accessInfo"][2]["items"][0]["account"] = account;
+        });
+    };
+    ASSERT_EQ(Run("run " + Quoted(changed("BRIGHTMOOR\\audit")) + " --data " + Quoted(folder.Path() / "data")), 0);
+    const std::string before = ReadAll(database);
+    const std::string diff = "diff " + Quoted(folder.Path() / "site.json") + " --db " + Quoted(database);
+    EXPECT_EQ(Run(diff), 0) << errors;
+    EXPECT_EQ(output, "0 rows to add, 0 to remove\n");
+    changed("BRIGHTMOOR\\second");
+    EXPECT_EQ(Run(diff), 1) << errors;
+    EXPECT_THAT(output, AllOf(HasSubstr("- BRIGHTMOOR\\audit "), HasSubstr("+ BRIGHTMOOR\\second "),
+                              EndsWith("\n1 row to add, 1 to remove\n")));
+    EXPECT_TRUE(ReadAll(database) == before);
+}
+
+TEST_F(HostProgram, OutputThatCannotBeWrittenIsAFailure)
+{
+    std::ostringstream out;
+    Host::Console console(out, {12, false});
+    console.Progress(L"    waiting: 5 of 10 s");
+    console.Line(L"text", Host::Colour::Red);
+    EXPECT_EQ(out.str(), "    waiting\r\x1b[Ktext\n");
+    out.setstate(std::ios::badbit);
+    EXPECT_THROW(console.Line(L"text"), Host::Failure);
+    for (const auto& [name, value] : {std::pair(L"TERM", L"dumb"), std::pair(L"NO_COLOR", L"1")}) {
+        EXPECT_TRUE(Host::StyleFor(80).colours);
+        Platform::SetVariable(name, value);
+        EXPECT_EQ(Host::StyleFor(80).width, name == std::wstring(L"TERM") ? 0U : 80U);
+        EXPECT_FALSE(Host::StyleFor(80).colours);
+        Platform::SetVariable(name, nullptr);
+    }
+    if (!fs::exists("/dev/full"))
+        return;
+    for (const std::string command : {"--help", "--version"})
+        EXPECT_EQ(RunInShell(Quoted(KESTRINE_HOST_PROGRAM) + ' ' + command + " >/dev/full 2>&1"), 1);
+    const std::string run =
+        Quoted(KESTRINE_HOST_PROGRAM) + " run " + Quoted(WriteSite([](auto& json) { KeepEvents(json, 2); }));
+    EXPECT_EQ(RunInShell(run + " >/dev/full 2>&1"), 1);
+    EXPECT_EQ(RunInShell(run + " --sql-trace /dev/full >" + Quoted(folder.Path() / "out")), 1);
+    EXPECT_THAT(ReadAll(folder.Path() / "out"), HasSubstr("Summary (failed)"));
 }
 
 TEST_F(HostProgram, AFailingStartSaysWhichComponentAndUndoesEverything)
 {
-    const fs::path site = WriteSite([](auto& json) { json["components"][1]["config"].erase("RBACIsInUseAttribute"); });
+    const fs::path site =
+        WriteSite([](auto& json) { json["components"][1]["config"]["RBACStatusNodePath"] = "No path"; });
     EXPECT_EQ(Run("run " + Quoted(site) + " --data " + Quoted(folder.Path())), 1);
-    EXPECT_THAT(errors, HasSubstr("configuring 'Reports.RBACUsageTracker' (RBACUsageTracker) failed: 0x80070490"));
+    EXPECT_THAT(errors, HasSubstr("configuring 'Reports.RBACUsageTracker' (RBACUsageTracker) failed: 0x80070057"));
 
     EXPECT_EQ(Run("run " + Quoted(Sample) + " --module " + Quoted(folder.Path() / "site.json")), 1);
     EXPECT_THAT(errors, HasSubstr("cannot load the module"));
@@ -203,12 +346,39 @@ TEST_F(HostProgram, AFailingStartSaysWhichComponentAndUndoesEverything)
 
 TEST_F(HostProgram, AnInterruptionStopsItCleanly)
 {
-    InterruptingBuffer buffer;
+    ActingBuffer buffer([] { std::raise(SIGINT); });
     std::ostream out(&buffer);
     const fs::path site = WriteSite([](auto& json) { json["timeline"][2] = {{"say", "A long wait"}, {"wait", 3600}}; });
     EXPECT_EQ(RunHere(out, site), Host::Interrupted);
-    EXPECT_THAT(buffer.str(), AllOf(HasSubstr("A long wait"), HasSubstr("Summary (interrupted)"),
-                                    HasSubstr("released  completely"), Not(HasSubstr("\n4. "))));
+    EXPECT_THAT(buffer.str(),
+                AllOf(HasSubstr("A long wait"), HasSubstr("Summary (interrupted)"), HasSubstr(" 5 in the table"),
+                      HasSubstr("released  completely"), Not(HasSubstr("\n4. "))));
+}
+
+// A cycle may be on its way while the last event ends.
+TEST_F(HostProgram, TheSummaryCountsWhatReleasedComponentsHaveWritten)
+{
+    const fs::path database = folder.Path() / "data" / "reporting.db";
+    const fs::path site = folder.Path() / "large.json";
+    ASSERT_EQ(Run("generate --accounts 100 --containers 20 " + Quoted(site)), 0);
+    auto json = nlohmann::json::parse(ReadAll(site));
+    json["timeline"] = {{{"say", "x"}, {"settings", {{"enable", "Report server"}}}, {"cycle", false}}};
+    std::ofstream(site) << json.dump();
+    std::ostringstream out;
+    EXPECT_EQ(RunHere(out, site), Host::Success);
+    const std::size_t rows = Host::ReadAccessRights(database).size();
+    EXPECT_THAT(out.str(), AllOf(HasSubstr(", " + std::to_string(rows) + " in the table"),
+                                 HasSubstr(' ' + std::to_string(rows) + " added")));
+}
+
+TEST_F(HostProgram, ARunThatFailsOnTheWaySumsUpAllTheSame)
+{
+    const fs::path database = folder.Path() / "data" / "reporting.db";
+    ActingBuffer buffer([&] { std::ofstream(database) << std::string(8192, 'x'); });
+    std::ostream out(&buffer);
+    EXPECT_THROW(RunHere(out, Sample), Host::Failure);
+    EXPECT_THAT(buffer.str(), AllOf(HasSubstr("Summary (failed)"), HasSubstr("an unknown number in the table"),
+                                    HasSubstr("released  completely"), HasSubstr("    log       ")));
 }
 
 TEST_F(HostProgram, UnmetConditionsAndLeaksAreFailures)

@@ -72,7 +72,7 @@ Host::Site MakeSite()
     std::string text = SiteText;
     std::string users;
     for (int i = 0; i < FirstMarker + 2 * (Length() / RoundLength + 1); ++i)
-        users += ", \"D\\\\user" + std::to_string(i) + "\": " + std::to_string(2000 + i);
+        users += ", \"user D\\\\user" + std::to_string(i) + " = " + std::to_string(2000 + i) + '"';
     text.replace(text.find("@USERS@"), 7, users);
     return Host::ReadSite(text);
 }
@@ -175,7 +175,7 @@ protected:
         Platform::SetVariable(L"GS_General_DataDirectoryPath", (folder.Path() / "").wstring().c_str());
         Platform::SetVariable(L"GS_Logger_MaxSeverity", L"WARN");
         Platform::SetVariable(L"KESTRINE_ACCOUNTS_FILE", accountsFile.wstring().c_str());
-        Host::WriteAccounts(site.accounts, accountsFile);
+        Host::ReplaceFile(accountsFile, site.accounts);
         host.emplace(site, database, Host::SitePlaces{KESTRINE_MODULE, accountsFile});
         requests = Host::GetInstance<IRequestService>(L"Requests");
         for (const wchar_t* const permission : Permissions)

@@ -10,9 +10,8 @@ R"({
       "ReportServerUserName": "svc", "ReportServerPassword": { "binary": "00" } } },
     { "name": "local", "attributes": { "Enabled": false, "ReportServerUrl": "http://localhost/",
       "ReportServerUserName": "svc", "ReportServerPassword": { "binary": "01" } } } ],
-  "accounts": { "computer": { "name": "HERE", "sid": "S-1-5-21-9-9-9" },
-    "domains": [ { "name": "D", "sid": "S-1-5-21-1-2-3" } ], "users": { ".\\local": 1001@USERS@ },
-    "groups": { "D\\readers": { "rid": 1003, "members": ["D\\user41"] } } },
+  "accounts": [ "computer HERE = S-1-5-21-9-9-9", "domain D = S-1-5-21-1-2-3", "user .\\local = 1001"@USERS@,
+    "group D\\readers = 1003", "member D\\readers = D\\user41" ],
   "accessInfo": [ { "name": "Fixed", "items": [ { "account": "D\\fixed" } ] } ],
   "components": [
     { "name": "Updater", "class": "ReportAccessInfoUpdater", "config": { "DatabaseConnectionManager": "Database",
