@@ -139,7 +139,7 @@ public:
     {
         auto owned = std::make_unique<Body>(std::move(body));
         Start(&RunAndDestroy<Body>, owned.get());
-        owned.release(); // the thread's
+        static_cast<void>(owned.release()); // the thread's
     }
     WorkerThread(const WorkerThread&) = delete;
     WorkerThread& operator=(const WorkerThread&) = delete;

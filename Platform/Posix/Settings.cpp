@@ -20,7 +20,7 @@ std::mutex environmentLock; // guards `environ` among these functions
 // case here), else the first that differs in case only. Empty when there is none.
 std::string FindName(std::wstring_view name)
 {
-    const std::string exact = Text::ToUtf8(name);
+    std::string exact = Text::ToUtf8(name);
     if (exact.empty() || exact.find('=') != exact.npos)
         return {};
     if (getenv(exact.c_str()))

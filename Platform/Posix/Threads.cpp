@@ -91,7 +91,7 @@ void WorkerThread::Start(Run run, void* body)
             dlclose(task->module);
         throw std::bad_alloc();
     }
-    task.release(); // the thread's
+    static_cast<void>(task.release()); // the thread's
 }
 
 bool WorkerThread::IsCurrent() const
