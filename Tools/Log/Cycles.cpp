@@ -96,7 +96,7 @@ void CycleCollector::Begin(Thread& thread, const Line& line)
 
 void CycleCollector::End(Thread& thread, const Line& line, Cycle::End end)
 {
-    const Open open = std::move(thread.open.back());
+    const Open open = thread.open.back();
     thread.open.pop_back();
     m_cycles[open.index].end = end;
     m_cycles[open.index].milliseconds = Duration(line.message);
