@@ -1,4 +1,4 @@
-# What the reference host and the tests are built from: GoogleTest, SQLite, nlohmann_json and CLI11. Natively they are the
+# What the programs and the tests are built from: GoogleTest, SQLite, nlohmann_json and CLI11. Natively they are the
 # system's packages. For Windows, GoogleTest is built from the sources that the system has, SQLite from those that
 # Scripts/setup fetches, and the header-only libraries are reached through links: the system's include folder as a whole
 # must stay out of the cross compiler's sight.
@@ -10,9 +10,7 @@ if(NOT WIN32)
         find_package(SQLite3 REQUIRED)
         find_package(nlohmann_json REQUIRED)
     endif()
-    if(KESTRINE_HOST)
-        find_package(CLI11 REQUIRED)
-    endif()
+    find_package(CLI11 REQUIRED)
     return()
 endif()
 
@@ -43,6 +41,4 @@ if(KESTRINE_HOST OR KESTRINE_TESTS)
     target_compile_definitions(Sqlite PRIVATE SQLITE_OMIT_LOAD_EXTENSION SQLITE_DQS=0)
     add_library(SQLite::SQLite3 ALIAS Sqlite)
 endif()
-if(KESTRINE_HOST)
-    kestrine_header_library(CLI11::CLI11 CLI CLI.hpp)
-endif()
+kestrine_header_library(CLI11::CLI11 CLI CLI.hpp)

@@ -1,0 +1,136 @@
+#include "Tests/Tools/LogText.h"
+#include "Tools/Log/Filter.h"
+#include "Tools/Log/HtmlPage.h"
+#include "Tools/Log/TextOutput.h"
+
+#include <gmock/gmock.h>
+#include <sstream>
+
+using namespace LogTool;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+
+namespace
+{
+
+const std::string Begin = "Entering: CReportAccessInfoUpdater::UpdateAction";
+const std::string End = "Exiting: CReportAccessInfoUpdater::UpdateAction [1 234.567 ms]";
+const std::string Populating = "  Populating access rights table";
+
+const std::string Items = R"(  Processing AccessRights: KelNode[0x1]:
+<node>
+  <node type="AccessRightsItem">
+    <attribute name="LogonName" type="text">HOME\two</attribute>
+    <attribute name="ContainerId" type="text list">
+      <item>3B1F0A52-6C1E-4D0B-9C55-2A7D8E41F001</item>
+      <item></item>
+      <item>3B1F0A52-6C1E-4D0B-9C55-2A7D8E41F002</item>
+    </attribute>
+  </node>
+  <node type="AccessRightsItem">
+    <attribute name="IsLocalOnly" type="boolean">true</attribute>
+  </node>
+  <node type="AccessRightsItem">
+    <attribute name="LogonName" type="text">HOME\everything</attribute>
+  </node>
+</node>)";
+
+CycleCollector Collect(const std::string& log)
+{
+    CycleCollector collector(true);
+    for (const Line& line : ReadLines(Utf16(log)))
+        collector.Take(line);
+    return collector;
+}
+
+std::string Table(const std::vector<Cycle>& cycles)
+{
+    std::ostringstream out;
+    WriteCycles(out, cycles);
+    return out.str();
+}
+
+std::string Page(const std::vector<Cycle>& cycles)
+{
+    std::ostringstream out;
+    WriteHtml(out, cycles, "<b>.log", "");
+    return out.str();
+}
+
+// The lines of a cycle on thread `thread`, one a second.
+std::string Lines(unsigned second, unsigned thread, const std::vector<std::string>& messages)
+{
+    std::string lines;
+    for (const std::string& message : messages)
+        lines += Entry(second++, "DBG", thread, message);
+    return lines;
+}
+
+} // namespace
+
+TEST(LogCycles, EachOutcomeHasItsLine)
+{
+    // Two threads take turns; a run of the module that was killed ends without its last line.
+    const std::string log =
+        Lines(0, 1, {Begin, Items}) + Lines(2, 2, {Begin, "  Updating access rights table is not required"}) +
+        Lines(4, 1, {"  Removing local-only account items", Populating, End}) + Lines(7, 2, {End}) +
+        Lines(8, 1, {Begin, Items, Populating, End}) + Lines(12, 1, {Begin, End}) + Lines(14, 1, {Begin}) +
+        Entry(15, "WARN", 1, "  Unable to query access info source=0x1 failed: 0x80004005") +
+        Lines(16, 1, {"EXCEPTION at: CReportAccessInfoUpdater::UpdateAction [0.500 ms]"}) +
+        Entry(17, "ERR", 1, "CReportAccessInfoUpdater::UpdateAction failed: 0x80004005 [x] lost [0x1,0x2;0x3]") +
+        Lines(18, 1, {Begin, Populating}) + Banner() + Lines(20, 1, {Begin, "  " + Begin, "  " + End, End}) +
+        Lines(24, 1, {"Entering: CReportAccessInfoUpdater::UpdateAccessInfo"});
+    EXPECT_EQ(Table(Collect(log).Cycles()),
+              R"(start                    duration ms  table          items    rows  failures
+2026-11-22 14:00:00.000    1 234.567  rewritten          2       3
+2026-11-22 14:00:02.000    1 234.567  not rewritten
+2026-11-22 14:00:08.000    1 234.567  rewritten          3       4
+2026-11-22 14:00:12.000    1 234.567  no settings
+2026-11-22 14:00:14.000        0.500  failed                        1 source failed; 0x80004005 [x] lost
+2026-11-22 14:00:18.000               did not end
+2026-11-22 14:00:20.000    1 234.567  no settings
+2026-11-22 14:00:21.000    1 234.567  no settings
+8 cycles, 2 rewrote the table, 1 failed, 1 without end, 1 with failed sources
+)");
+    const auto count = [cycles = Collect(log).Cycles()](const Filter& filter) {
+        return std::count_if(cycles.begin(), cycles.end(), [&](const Cycle& cycle) { return filter.Passes(cycle); });
+    };
+    EXPECT_EQ(count({SeverityWarn, "", {}}), 1);
+    EXPECT_EQ(count({{}, "2026-11-22 14:00:12", {}}), 5);
+    EXPECT_EQ(count({{}, "", 2}), 1);
+}
+
+TEST(LogCycles, ALogWithoutDebugLinesIsToldFromOneWithoutCycles)
+{
+    EXPECT_FALSE(Collect(Banner() + Entry(1, "INFO", 1, "text") + "further\r\n").HasDebugLines());
+    const CycleCollector collector = Collect(Entry(1, "DBG", 1, "text"));
+    EXPECT_TRUE(collector.HasDebugLines());
+    EXPECT_EQ(Table(collector.Cycles()), "0 cycles\n");
+    EXPECT_THAT(Page(collector.Cycles()), AllOf(HasSubstr("0 cycles"), HasSubstr("</html>")));
+}
+
+TEST(LogCycles, ThePageEscapesWhatTheLogHolds)
+{
+    const std::string page =
+        Page(Collect(Lines(0, 1,
+                           {Begin, "  '<script>alert(\"1\")</script>' & more\r\n</pre><img src=x>",
+                            "EXCEPTION at: CReportAccessInfoUpdater::UpdateAction [0.500 ms]"}) +
+                     Entry(17, "ERR", 1, "CReportAccessInfoUpdater::UpdateAction failed: </title><script>"))
+                 .Cycles());
+    EXPECT_THAT(page, AllOf(Not(HasSubstr("<script")), Not(HasSubstr("<img")), Not(HasSubstr("<b>")),
+                            HasSubstr("'&lt;script&gt;alert(&quot;1&quot;)&lt;/script&gt;' &amp; more\n&lt;/pre&gt;"),
+                            HasSubstr("failed: &lt;/title&gt;&lt;script&gt;\n"), HasSubstr("class=\"cross\"")));
+}
+
+TEST(LogCycles, ThePageShortensLongNodesAndCyclesButNoWarningOrStep)
+{
+    std::string log = Lines(0, 1, {Begin, "      Adding access info:" + std::string(1000, '\n')});
+    for (int i = 0; i < 5000; ++i)
+        log += Entry(3, "DBG", 1, "      source's line");
+    log += Entry(4, "WARN", 1, "      source's warning") + Lines(5, 1, {Populating, End});
+    const std::string page = Page(Collect(log).Cycles());
+    EXPECT_LT(page.size(), 100'000U);
+    EXPECT_THAT(page, AllOf(HasSubstr("… 980 more lines"), HasSubstr("… further lines of sources"),
+                            HasSubstr("source's warning"), HasSubstr(Populating), HasSubstr(End)));
+}
