@@ -55,7 +55,7 @@ void CheckOutput(const std::ostream& out, const std::string& name)
 
 void Print(const Filter& filter, const Line& line)
 {
-    static const bool colour = Platform::OutputIsTerminal();
+    static const bool colour = Platform::OutputTerminalWidth() != 0;
     if (!filter.Passes(line))
         return;
     WriteLine(std::cout, line, colour);
