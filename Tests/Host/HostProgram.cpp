@@ -53,6 +53,17 @@ protected:
         return status;
     }
 
+    // Each is refused with its line, and neither `none` nor a data directory is there afterwards.
+    void ExpectRefusals(const std::vector<std::pair<std::string, const char*>>& cases)
+    {
+        for (const auto& [arguments, complaint] : cases) {
+            EXPECT_EQ(Run(arguments), 2) << arguments;
+            EXPECT_THAT(errors, HasSubstr(complaint)) << arguments;
+            EXPECT_EQ(output, "") << arguments;
+            EXPECT_FALSE(fs::exists(none) || fs::exists(folder.Path() / "data")) << arguments;
+        }
+    }
+
     Host::ExitStatus RunHere(std::ostream& out, const fs::path& site)
     {
         Host::RunOptions options;
@@ -72,6 +83,7 @@ protected:
     }
 
     const TemporaryFolder folder;
+    const fs::path none = folder.Path() / "none";
     fs::path program = KESTRINE_HOST_PROGRAM;
     std::string output;
     std::string errors;
@@ -178,40 +190,45 @@ TEST_F(HostProgram, GeneratedSitesAskSoonAgainForWhatFailed)
     EXPECT_EQ(Run("run " + Quoted(site) + " --data " + Quoted(folder.Path() / "data")), 0) << output;
 }
 
-TEST_F(HostProgram, WrongInputEndsItWithAClearLineAndLeavesNothingBehind)
+TEST_F(HostProgram, WrongArgumentsEndItBeforeAnythingRuns)
 {
-    EXPECT_EQ(Run("check " + Quoted(Sample)), 0);
-    EXPECT_THAT(output, HasSubstr("site.json: ok (5 components, 28 events)\n"));
-
+    const std::string run = "run " + Quoted(Sample) + " --data " + Quoted(none);
     const fs::path wrong = WriteSite([](auto& site) { site["components"][1]["class"] = "Tracker"; });
-    const fs::path file = folder.Path() / "file";
-    std::ofstream(file) << std::string(4096, 'x');
-    const fs::path empty = folder.Path() / "empty";
-    std::ofstream{empty};
-    const fs::path none = folder.Path() / "none";
-    const fs::path data = folder.Path() / "data";
-    const std::string run = "run " + Quoted(Sample) + " --data " + Quoted(data / "below");
-    const std::pair<std::string, const char*> cases[] = {
+    ExpectRefusals({
         {"frob", "unknown command \"frob\", expected one of run, diff, check, table, roles, generate"},
         {"run", "site is required"},
         {run + " --for -1", "\"-1\", expected seconds from 0 to 1e9"},
         {run + " --for nan", "\"nan\", expected seconds from 0 to 1e9"},
         {run + " --for 1 --until-idle", "--until-idle excludes --for"},
-        {"table --format xml " + Quoted(file), "--format"},
+        {"table --format xml " + Quoted(Sample), "--format"},
         {"generate --accounts 0 " + Quoted(none), "--accounts"},
-        {"run --data " + Quoted(data) + ' ' + Quoted(wrong),
+        {"diff " + Quoted(Sample), "--db is required"},
+        {"run --data " + Quoted(none) + ' ' + Quoted(wrong),
          "site.json: /components/1/class: found \"Tracker\", expected one of"},
+    });
+    EXPECT_EQ(Run("check " + Quoted(Sample)), 0);
+    EXPECT_THAT(output, HasSubstr("site.json: ok (5 components, 28 events)\n"));
+}
+
+TEST_F(HostProgram, FilesThatCannotBeUsedEndItAndLeaveNothingBehind)
+{
+    const fs::path file = folder.Path() / "file";
+    std::ofstream(file) << std::string(4096, 'x');
+    const fs::path empty = folder.Path() / "empty";
+    std::ofstream{empty};
+    const std::string sample = Quoted(Sample);
+    const std::string run = "run " + sample + " --data " + Quoted(folder.Path() / "data" / "below");
+    ExpectRefusals({
         {"check " + Quoted(none), "none: cannot be read: there is no such file\n"},
         {"check " + Quoted(folder.Path()), ": cannot be read: it is a folder\n"},
         {"check " + Quoted(empty), "empty: cannot be read: it is empty\n"},
         {"check " + Quoted(file), "file: line 1, column 1: syntax error"},
         {"table " + Quoted(none), "none: cannot be read: there is no such file\n"},
         {"roles " + Quoted(file), "file: cannot be read as a reporting database: file is not a database\n"},
-        {"diff " + Quoted(Sample), "--db is required"},
-        {"diff " + Quoted(Sample) + " --db " + Quoted(none), "none: cannot be read: there is no such file\n"},
-        {"diff " + Quoted(Sample) + " --db " + Quoted(file), "file is not a database"},
+        {"diff " + sample + " --db " + Quoted(none), "none: cannot be read: there is no such file\n"},
+        {"diff " + sample + " --db " + Quoted(file), "file is not a database"},
         {run + " --module " + Quoted(none), "none: cannot be read: there is no such file\n"},
-        {"run " + Quoted(Sample) + " --data " + Quoted(file / "below"), "as data directory: Not a directory\n"},
+        {"run " + sample + " --data " + Quoted(file / "below"), "as data directory: Not a directory\n"},
         {run + " --db " + Quoted(file), "file is not a database"},
         {run + " --db " + Quoted(folder.Path()), "cannot be used as the reporting database: it is a folder\n"},
         {run + " --sql-trace " + Quoted(folder.Path()), "cannot write the SQL trace"},
@@ -219,13 +236,7 @@ TEST_F(HostProgram, WrongInputEndsItWithAClearLineAndLeavesNothingBehind)
          "none: is the database, expected another file"},
         {"generate " + Quoted(folder.Path()), "cannot be written: it is no regular file\n"},
         {"generate " + Quoted(none / "x"), "cannot be written: No such file or directory\n"},
-    };
-    for (const auto& [arguments, complaint] : cases) {
-        EXPECT_EQ(Run(arguments), 2) << arguments;
-        EXPECT_THAT(errors, HasSubstr(complaint)) << arguments;
-        EXPECT_EQ(output, "") << arguments;
-        EXPECT_FALSE(fs::exists(data) || fs::exists(none)) << arguments;
-    }
+    });
 }
 
 TEST_F(HostProgram, ADataFolderServesOneRunAtATime)
