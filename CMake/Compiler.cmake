@@ -12,6 +12,11 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT WIN32)
     target_compile_options(KestrineCompiler INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-fno-gnu-unique>)
 endif()
 
+if(KESTRINE_PRECOMPILE)
+    # Several sources are compiled as one: their anonymous namespaces then look like a header's.
+    target_compile_options(KestrineCompiler INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wno-subobject-linkage>)
+endif()
+
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
     target_compile_options(KestrineCompiler INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wthread-safety>)
 endif()

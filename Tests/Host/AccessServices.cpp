@@ -17,8 +17,6 @@ namespace
 constexpr wchar_t Ann[] = L"S-1-5-21-4-5-6-1001";
 constexpr wchar_t Bob[] = L"S-1-5-21-4-5-6-1002";
 constexpr wchar_t Staff[] = L"S-1-5-21-4-5-6-1003";
-constexpr wchar_t Ward[] = L"0C8E2B1A-5D3F-4E7A-9B61-2F4D8C7A1E05";
-constexpr wchar_t Clinic[] = L"7D11F6E2-94A0-4B0C-8E57-6A3C2B9D4F10";
 
 class AccessServices : public NodwellTest
 {

@@ -15,6 +15,10 @@ using Host::TakeErrorText;
 inline constexpr HRESULT NotFound = HResultFromWin32(ERROR_NOT_FOUND);
 inline constexpr HRESULT TooSmall = HResultFromWin32(ERROR_INSUFFICIENT_BUFFER);
 
+// Containers.
+inline constexpr wchar_t Ward[] = L"0C8E2B1A-5D3F-4E7A-9B61-2F4D8C7A1E05";
+inline constexpr wchar_t Clinic[] = L"7D11F6E2-94A0-4B0C-8E57-6A3C2B9D4F10";
+
 // Checks that a test leaves nothing behind.
 class NodwellTest : public testing::Test
 {

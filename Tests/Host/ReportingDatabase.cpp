@@ -22,9 +22,6 @@ using testing::IsEmpty;
 namespace
 {
 
-constexpr wchar_t Ward[] = L"0C8E2B1A-5D3F-4E7A-9B61-2F4D8C7A1E05";
-constexpr wchar_t Clinic[] = L"7D11F6E2-94A0-4B0C-8E57-6A3C2B9D4F10";
-
 class Database : public NodwellTest
 {
 protected:
