@@ -63,7 +63,7 @@ CommandLine::CommandLine(CLI::App& app)
 {
     app.allow_windows_style_options(false); // paths may begin with a slash
     app.require_subcommand(1);
-    app.set_version_flag("--version", "kestrine-host " KESTRINE_VERSION);
+    app.set_version_flag("--version", "kestrine-host " KESTRINE_VERSION_TEXT);
     app.footer(Help);
 
     options.module = DefaultModule();

@@ -22,6 +22,7 @@ namespace
 
 constexpr std::chrono::seconds RoundLength{1};
 constexpr int LeastChanges = 50;
+constexpr int MostChanges = 5000;
 constexpr int Requesters = 32;
 constexpr int Accounts = 40; // those that make no requests are named in the configuration
 constexpr int Local = 40;    // an account of this computer
@@ -302,7 +303,11 @@ protected:
             threads.emplace_back([&, half](const std::stop_token& stop) { Reconfigure(half, seed + half, stop); });
         std::mt19937 random(seed);
         const auto end = std::chrono::steady_clock::now() + RoundLength;
-        for (int i = 0; i < LeastChanges || std::chrono::steady_clock::now() < end; ++i) {
+        const auto goesOn = [&](int changes) {
+            const bool hasShownAll = changes >= LeastChanges && served > 0 && refused > 0;
+            return changes < MostChanges && (!hasShownAll || std::chrono::steady_clock::now() < end);
+        };
+        for (int i = 0; goesOn(i); ++i) {
             Disturb(random);
             const int handled = served + refused;
             EXPECT_TRUE(Eventually([&] { return served + refused > handled; }));

@@ -132,7 +132,7 @@ int RunProgram(int argc, char** argv)
 {
     CLI::App app("Prints the module's log, and the update cycles in it.", "kestrine-log");
     app.allow_windows_style_options(false); // paths may begin with a slash
-    app.set_version_flag("--version", "kestrine-log " KESTRINE_VERSION);
+    app.set_version_flag("--version", "kestrine-log " KESTRINE_VERSION_TEXT);
     app.footer(Footer);
     Options options;
     std::string severity;
