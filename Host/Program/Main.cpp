@@ -61,7 +61,6 @@ CommandLine::CommandLine(CLI::App& app)
       roles(app.add_subcommand("roles", "Print the report server roles in a reporting database")),
       generate(app.add_subcommand("generate", "Write a site with many accounts"))
 {
-    app.allow_windows_style_options(false); // paths may begin with a slash
     app.require_subcommand(1);
     app.set_version_flag("--version", "kestrine-host " KESTRINE_VERSION_TEXT);
     app.footer(Help);
@@ -151,6 +150,7 @@ ExitStatus Perform(const CommandLine& line)
 int RunProgram(std::vector<std::string> arguments)
 {
     CLI::App app("Runs the component module on a site and shows what happens to the access rights.", "kestrine-host");
+    app.allow_windows_style_options(false); // paths may begin with a slash; the commands take it over
     CommandLine line(app);
     std::string commands;
     bool isKnown = arguments.empty() || arguments[0].starts_with('-');
