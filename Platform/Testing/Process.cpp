@@ -1,6 +1,7 @@
 #include "Platform/Testing/Process.h"
 
 #include "Platform/Modules.h"
+#include "Platform/Text.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -68,7 +69,7 @@ bool RunsUnderWine()
 int RunInShell(const std::string& commandLine)
 {
     // The shell takes the first and the last quote off.
-    return std::system(('"' + commandLine + '"').c_str());
+    return _wsystem((L'"' + Text::FromUtf8(commandLine) + L'"').c_str());
 }
 
 #else
