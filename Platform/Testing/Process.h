@@ -22,5 +22,6 @@ extern "C"
 // Whether the Windows around it is Wine, which answers differently in places.
 bool RunsUnderWine();
 
-// Has the system's shell run a command line, in which programs and files may be quoted; returns the exit status.
+// Has the system's shell run a command line in UTF-8, in which programs and files may be quoted; returns the exit
+// status.
 int RunInShell(const std::string& commandLine);
