@@ -1,6 +1,8 @@
 // What a program, unlike a module, decides about its process.
 #pragma once
 
+#include "Platform/Settings.h"
+
 #include <string>
 #include <vector>
 
@@ -10,6 +12,21 @@ namespace Platform
 // The columns of the terminal in which a person reads the standard output, or standard error; 0 when it is none.
 unsigned OutputTerminalWidth();
 unsigned ErrorTerminalWidth();
+
+// What may be done to lines beside writing them.
+struct TerminalStyle
+{
+    unsigned width = 0; // columns, for what is replaced in place; 0: plain lines only
+    bool colours = false;
+};
+
+// As a terminal of that width (0: none) and the environment variables NO_COLOR and TERM have it.
+inline TerminalStyle StyleFor(unsigned terminalWidth)
+{
+    if (terminalWidth == 0 || EnvironmentVariable(L"TERM") == L"dumb")
+        return {};
+    return {terminalWidth, EnvironmentVariable(L"NO_COLOR").value_or(L"").empty()};
+}
 
 // The arguments behind the program's name, in UTF-8; natively the bytes as they were given.
 std::vector<std::string> ProgramArguments(int argc, char** argv);

@@ -3,8 +3,6 @@
 #include "Host/Support/Failure.h"
 #include "Platform/Network.h"
 
-#include <algorithm>
-
 namespace Host
 {
 
@@ -20,11 +18,6 @@ bool IsSidText(const std::wstring& text)
 {
     Platform::Sid sid;
     return Platform::ParseSid(text, sid) && SidText(sid) == text;
-}
-
-bool IsDomainSidText(const std::wstring& text)
-{
-    return text.starts_with(L"S-1-5-21-") && std::count(text.begin(), text.end(), L'-') == 6 && IsSidText(text);
 }
 
 std::optional<std::wstring> LookUpAccountName(const Platform::Sid& sid)

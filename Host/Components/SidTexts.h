@@ -12,9 +12,8 @@ namespace Host
 // Throws Failure when it is no SID.
 std::wstring SidText(const Platform::Sid& sid);
 
-// Whether the text is a SID just as SidText writes it; that of an account domain.
+// Whether the text is a SID just as SidText writes it.
 bool IsSidText(const std::wstring& text);
-bool IsDomainSidText(const std::wstring& text);
 
 // DOMAIN\name; nullopt when this computer does not know the account.
 std::optional<std::wstring> LookUpAccountName(const Platform::Sid& sid);

@@ -21,8 +21,7 @@ Content ReadDatabase(const fs::path& database, Content (*read)(const fs::path& f
     try {
         return read(database, {});
     } catch (const Sqlite::Error& error) {
-        throw InputError(Text::ToUtf8(PathText(database)) +
-                         ": cannot be read as a reporting database: " + error.what());
+        throw InputError(Utf8PathText(database) + ": cannot be read as a reporting database: " + error.what());
     }
 }
 

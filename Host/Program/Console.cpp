@@ -1,7 +1,6 @@
 #include "Host/Program/Console.h"
 
 #include "Host/Support/Failure.h"
-#include "Platform/Settings.h"
 #include "Platform/Text.h"
 
 #include <cerrno>
@@ -34,13 +33,6 @@ const char* ColourCode(Colour colour)
 std::wstring Count(std::uint64_t count, const std::wstring& what)
 {
     return std::to_wstring(count) + L' ' + what + (count == 1 ? L"" : L"s");
-}
-
-Style StyleFor(unsigned terminalWidth)
-{
-    if (terminalWidth == 0 || Platform::EnvironmentVariable(L"TERM") == L"dumb")
-        return {};
-    return {terminalWidth, Platform::EnvironmentVariable(L"NO_COLOR").value_or(L"").empty()};
 }
 
 void Console::Line(std::wstring_view text, Colour colour)

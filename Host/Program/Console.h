@@ -1,6 +1,8 @@
 // The program's output.
 #pragma once
 
+#include "Platform/Program.h"
+
 #include <cstdint>
 #include <ostream>
 #include <string>
@@ -21,21 +23,11 @@ enum class Colour
     Bold,
 };
 
-// What may be done to the lines beside writing them.
-struct Style
-{
-    unsigned width = 0; // columns of the terminal, for progress; 0: none
-    bool colours = false;
-};
-
-// As a terminal of that width (0: none) and the environment variables NO_COLOR and TERM have it.
-Style StyleFor(unsigned terminalWidth);
-
 // Lines appear at once, in a pipe too. One thread at a time.
 class Console
 {
 public:
-    Console(std::ostream& out, const Style& style) : m_out(out), m_style(style) {}
+    Console(std::ostream& out, const Platform::TerminalStyle& style) : m_out(out), m_style(style) {}
     ~Console() { ClearProgress(); }
     Console(const Console&) = delete;
     Console& operator=(const Console&) = delete;
@@ -50,7 +42,7 @@ private:
     void ClearProgress();
 
     std::ostream& m_out;
-    const Style m_style;
+    const Platform::TerminalStyle m_style;
     bool m_progressShown = false;
     std::string m_failure; // why the first line that could not be written was not
 };

@@ -17,14 +17,14 @@ namespace
 
 namespace fs = std::filesystem;
 
-std::string Said(const fs::path& file, const char* what, const std::string& reason)
+std::string Complaint(const fs::path& file, const char* what, const std::string& reason)
 {
-    return Text::ToUtf8(PathText(file)) + ": cannot be " + what + ": " + reason;
+    return Utf8PathText(file) + ": cannot be " + what + ": " + reason;
 }
 
 [[noreturn]] void Refuse(const fs::path& file, const std::string& reason)
 {
-    throw InputError(Said(file, "read", reason));
+    throw InputError(Complaint(file, "read", reason));
 }
 
 std::ifstream Open(const fs::path& file)
@@ -64,13 +64,13 @@ void CheckReadable(const fs::path& file)
 void ReplaceFile(const fs::path& file, const std::string& content)
 {
     if (fs::exists(file) && !fs::is_regular_file(file))
-        throw InputError(Said(file, "written", "it is no regular file"));
+        throw InputError(Complaint(file, "written", "it is no regular file"));
     fs::path beside = file;
     beside += ".new";
     errno = 0;
     std::ofstream stream(beside, std::ios::binary);
     if (!stream)
-        throw InputError(Said(file, "written", std::generic_category().message(errno)));
+        throw InputError(Complaint(file, "written", std::generic_category().message(errno)));
     std::error_code error;
     stream << content << std::flush;
     if (!stream)
@@ -82,7 +82,7 @@ void ReplaceFile(const fs::path& file, const std::string& content)
         return;
     std::error_code ignored;
     fs::remove(beside, ignored);
-    throw Failure{E_FAIL, Text::FromUtf8(Said(file, "written", error.message()))};
+    throw Failure{E_FAIL, Text::FromUtf8(Complaint(file, "written", error.message()))};
 }
 
 } // namespace Host

@@ -36,9 +36,9 @@ struct CommandLine
 {
     explicit CommandLine(CLI::App& app);
 
-    void AddPath(CLI::App* command, const char* name, const char* description, std::filesystem::path& path);
-    void AddPath(CLI::App* command, const char* name, const char* description,
-                 std::optional<std::filesystem::path>& path);
+    // `path`: a path, optional or not.
+    template <class Path>
+    void AddPath(CLI::App* command, const char* name, const char* description, Path& path);
     void AddFormat(CLI::App* command, bool withCsv);
 
     RunOptions options;
@@ -100,18 +100,12 @@ CommandLine::CommandLine(CLI::App& app)
     AddPath(generate, "site", "Site file to write", file);
 }
 
-void CommandLine::AddPath(CLI::App* command, const char* name, const char* description, std::filesystem::path& path)
+template <class Path>
+void CommandLine::AddPath(CLI::App* command, const char* name, const char* description, Path& path)
 {
     CLI::Option* option = command->add_option_function<std::string>(
         name, [&path](const std::string& text) { path = PathOf(std::string_view(text)); }, description);
     option->required(name[0] != '-');
-}
-
-void CommandLine::AddPath(CLI::App* command, const char* name, const char* description,
-                          std::optional<std::filesystem::path>& path)
-{
-    command->add_option_function<std::string>(
-        name, [&path](const std::string& text) { path = PathOf(std::string_view(text)); }, description);
 }
 
 void CommandLine::AddFormat(CLI::App* command, bool withCsv)
@@ -128,8 +122,8 @@ void CommandLine::AddFormat(CLI::App* command, bool withCsv)
 
 ExitStatus Perform(const CommandLine& line)
 {
-    Console console(std::cout, StyleFor(Platform::OutputTerminalWidth()));
-    Console errors(std::cerr, StyleFor(Platform::ErrorTerminalWidth()));
+    Console console(std::cout, Platform::StyleFor(Platform::OutputTerminalWidth()));
+    Console errors(std::cerr, Platform::StyleFor(Platform::ErrorTerminalWidth()));
     if (line.run->parsed()) {
         Platform::KeepNewFilesFromOthers();
         return line.format == Format::Json ? RunSite(line.options, errors, &console) : RunSite(line.options, console);

@@ -15,11 +15,6 @@ namespace
 
 namespace fs = std::filesystem;
 
-std::string Utf8(const fs::path& path)
-{
-    return Text::ToUtf8(PathText(path));
-}
-
 // Removes what is made, unless all went well.
 class Undo
 {
@@ -61,7 +56,8 @@ fs::path NewTemporaryFolder()
 RunFiles::RunFiles(const WantedFiles& wanted)
 {
     Undo undo;
-    const std::string shown = wanted.dataDirectory ? Utf8(*wanted.dataDirectory) : "the folder for temporary files";
+    const std::string shown =
+        wanted.dataDirectory ? Utf8PathText(*wanted.dataDirectory) : "the folder for temporary files";
     try {
         m_dataDirectory = wanted.dataDirectory ? fs::absolute(*wanted.dataDirectory) : NewTemporaryFolder();
         undo.Note(m_dataDirectory);
@@ -102,12 +98,12 @@ void RunFiles::Hold(const std::string& shown)
 void RunFiles::Open(const WantedFiles& wanted, const fs::path& file)
 {
     if (fs::is_directory(file))
-        throw InputError(Utf8(file) + ": cannot be used as the reporting database: it is a folder");
+        throw InputError(Utf8PathText(file) + ": cannot be used as the reporting database: it is a folder");
     try {
         m_database = std::make_shared<ReportingDatabase>(file, wanted.patience);
         std::error_code ignored;
         if (wanted.sqlTrace && fs::equivalent(*wanted.sqlTrace, file, ignored))
-            throw InputError(Utf8(file) + ": is the database, expected another file for the SQL texts");
+            throw InputError(Utf8PathText(file) + ": is the database, expected another file for the SQL texts");
         if (wanted.sqlTrace)
             m_database->TraceTo(*wanted.sqlTrace);
     } catch (const Failure& failure) {

@@ -158,7 +158,7 @@ Site LoadSite(const std::filesystem::path& file)
     try {
         return ReadSite(text);
     } catch (const InputError& error) {
-        throw InputError(Text::ToUtf8(PathText(file)) + ": " + error.what());
+        throw InputError(Utf8PathText(file) + ": " + error.what());
     }
 }
 

@@ -21,11 +21,6 @@ Json Optional(const auto& value)
     return value ? Json(*value) : Json();
 }
 
-std::string Utf8(const std::filesystem::path& path)
-{
-    return Text::ToUtf8(PathText(path));
-}
-
 } // namespace
 
 void ShowSummary(const Summary& summary, Console& console)
@@ -70,9 +65,9 @@ Json SummaryJson(const Summary& summary)
         {"roles",
          {{"granted", summary.grants}, {"failed", summary.failedGrants}, {"pending", Optional(totals.pendingGrants)}}},
         {"leaks", {{"moduleLocked", summary.moduleLocked}, {"nodes", summary.nodes}}},
-        {"database", Utf8(summary.database)},
-        {"sqlTrace", summary.sqlTrace ? Json(Utf8(*summary.sqlTrace)) : Json()},
-        {"log", Utf8(summary.log)}};
+        {"database", Utf8PathText(summary.database)},
+        {"sqlTrace", summary.sqlTrace ? Json(Utf8PathText(*summary.sqlTrace)) : Json()},
+        {"log", Utf8PathText(summary.log)}};
 }
 
 } // namespace Host

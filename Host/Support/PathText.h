@@ -16,6 +16,11 @@ inline std::wstring PathText(const std::filesystem::path& path)
     return Text::FromUtf8({reinterpret_cast<const char*>(name.data()), name.size()});
 }
 
+inline std::string Utf8PathText(const std::filesystem::path& path)
+{
+    return Text::ToUtf8(PathText(path));
+}
+
 // The other way round.
 inline std::filesystem::path PathOf(std::string_view utf8)
 {

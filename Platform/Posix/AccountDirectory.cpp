@@ -164,11 +164,12 @@ const wchar_t* AccountDirectory::AddLine(std::wstring_view line)
 
 bool AccountDirectory::AddEntry(std::wstring_view keyword, std::wstring_view name, std::wstring_view value)
 {
-    const std::wstring computer = ComputerName();
-    if (keyword == L"computer")
+    if (keyword == L"computer") {
+        const std::wstring computer = ComputerName();
         return m_domains.size() == ownDomain &&
                AddDomain(name.empty() ? computer : name, value,
                          name.empty() || EqualIgnoringCase(name, computer) ? L"" : computer);
+    }
     CompleteComputer();
     const std::wstring_view sid = value.substr(0, value.find_first_of(L" \t"));
     if (keyword == L"domain")

@@ -323,10 +323,10 @@ TEST_F(HostProgram, OutputThatCannotBeWrittenIsAFailure)
     out.setstate(std::ios::badbit);
     EXPECT_THROW(console.Line(L"text"), Host::Failure);
     for (const auto& [name, value] : {std::pair(L"TERM", L"dumb"), std::pair(L"NO_COLOR", L"1")}) {
-        EXPECT_TRUE(Host::StyleFor(80).colours);
+        EXPECT_TRUE(Platform::StyleFor(80).colours);
         Platform::SetVariable(name, value);
-        EXPECT_EQ(Host::StyleFor(80).width, name == std::wstring(L"TERM") ? 0U : 80U);
-        EXPECT_FALSE(Host::StyleFor(80).colours);
+        EXPECT_EQ(Platform::StyleFor(80).width, name == std::wstring(L"TERM") ? 0U : 80U);
+        EXPECT_FALSE(Platform::StyleFor(80).colours);
         Platform::SetVariable(name, nullptr);
     }
     if (!fs::exists("/dev/full"))

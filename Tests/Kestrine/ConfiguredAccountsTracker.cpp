@@ -1,7 +1,7 @@
 #include "Subsystems/ManagementService/Kestrine/ConfiguredAccountsTracker.h"
 
 #include "Platform/Testing/TestAccounts.h"
-#include "Tests/Support/ComponentTest.h"
+#include "Tests/Kestrine/TrackerTest.h"
 #include "Tests/Support/SecurityFakes.h"
 
 namespace
@@ -17,10 +17,10 @@ constexpr char Entries[] = "computer = S-1-5-21-10-20-30\n"
 constexpr wchar_t Ann[] = L"S-1-5-21-1-2-3-1105";
 constexpr wchar_t Bob[] = L"S-1-5-21-1-2-3-1106";
 
-class ConfiguredAccountsTrackerTest : public ComponentTest<CConfiguredAccountsTracker>
+class ConfiguredAccountsTrackerTest : public TrackerTest<CConfiguredAccountsTracker>
 {
 protected:
-    ConfiguredAccountsTrackerTest() : ComponentTest(L"CConfiguredAccountsTracker::UpdateAccessInfo")
+    ConfiguredAccountsTrackerTest() : TrackerTest(L"CConfiguredAccountsTracker::UpdateAccessInfo")
     {
         config.SetString(L"ReportAccessInfoUpdater", L"Test.Updater");
         config.SetInt32(L"UpdateIntervalS", 120);
@@ -67,12 +67,8 @@ protected:
 
     TestAccounts accounts{Entries};
     Gate gate; // for hooks: a worker may still call them when the test's own variables are gone
-    FakeConfigServer server;
-    FakeUpdater updater;
     FakePermissionsChecker checker;
     FakeTokenMgr tokens;
-    std::optional<RegisteredInstance> namedServer{std::in_place, L"ConfigServer.Proxy", &server};
-    RegisteredInstance namedUpdater{L"Test.Updater", &updater};
     RegisteredInstance namedChecker{L"Security.PermissionsChecker", &checker};
     RegisteredInstance namedTokens{L"Security.AuthTokenMgr", &tokens};
     KelNodePtr items = CreateKelNode(L"TrackingItems", nullptr);
@@ -375,19 +371,5 @@ TEST_F(ConfiguredAccountsTrackerTest, EverySubscriptionEndsWhereItWasMade)
     EXPECT_EQ(Configure(), E_POINTER);
     server.withoutSubscription = false;
     AddItem(L"TrackingItem", false);
-    ASSERT_EQ(Configure(), S_OK);
-    FakeConfigServer successor;
-    namedServer.emplace(L"ConfigServer.Proxy", &successor);
-    ASSERT_EQ(Configure(), S_OK);
-    EXPECT_TRUE(server.live.empty());
-    EXPECT_TRUE(successor.unsubscribed.empty());
-    namedServer.reset();
-    successor.throwing = true;
-    FakeModifiedNodes nodes;
-    nodes.hook = [&] {
-        configurable.Reset();
-        EXPECT_EQ(successor.live.size(), 2U) << "the component outlives the notification in progress";
-    };
-    EXPECT_EQ(successor.sink->OnTriggered(&successor.subscriptions[0], 7, &nodes), S_OK);
-    EXPECT_TRUE(successor.live.empty());
+    ExpectSubscriptionsToEndWhereTheyWereMade(2);
 }

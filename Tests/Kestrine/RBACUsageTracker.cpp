@@ -1,11 +1,11 @@
 #include "Subsystems/ManagementService/Kestrine/RBACUsageTracker.h"
 
-#include "Tests/Support/ComponentTest.h"
+#include "Tests/Kestrine/TrackerTest.h"
 
 namespace
 {
 
-class RBACUsageTrackerTest : public ComponentTest<CRBACUsageTracker>
+class RBACUsageTrackerTest : public TrackerTest<CRBACUsageTracker>
 {
 protected:
     RBACUsageTrackerTest()
@@ -30,11 +30,6 @@ protected:
 
     const Texts everybody{L""};
     const Texts nobody;
-
-    FakeConfigServer server;
-    FakeUpdater updater;
-    std::optional<RegisteredInstance> namedServer{std::in_place, L"ConfigServer.Proxy", &server};
-    RegisteredInstance namedUpdater{L"Test.Updater", &updater};
 };
 
 } // namespace
@@ -204,21 +199,7 @@ TEST_F(RBACUsageTrackerTest, AFailedConfigurationChangesNothingThatWasReported)
 
 TEST_F(RBACUsageTrackerTest, SubscriptionsEndWhereTheyWereMade)
 {
-    ASSERT_EQ(Configure(), S_OK);
-    FakeConfigServer successor;
-    namedServer.emplace(L"ConfigServer.Proxy", &successor);
-    ASSERT_EQ(Configure(), S_OK);
-    EXPECT_TRUE(server.live.empty());
-    EXPECT_TRUE(successor.unsubscribed.empty());
-    namedServer.reset();
-    successor.throwing = true;
-    FakeModifiedNodes nodes;
-    nodes.hook = [&] {
-        configurable.Reset();
-        EXPECT_EQ(successor.live.size(), 1U) << "the component outlives the notification in progress";
-    };
-    EXPECT_EQ(successor.sink->OnTriggered(&successor.subscriptions[0], 7, &nodes), S_OK);
-    EXPECT_TRUE(successor.live.empty());
+    ExpectSubscriptionsToEndWhereTheyWereMade(1);
 }
 
 TEST_F(RBACUsageTrackerTest, SuccessWithoutAnObjectIsAFailure)

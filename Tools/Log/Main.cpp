@@ -1,6 +1,5 @@
 // kestrine-log: shows operators the module's log and the update cycles in it.
 #include "Platform/Program.h"
-#include "Platform/Settings.h"
 #include "Platform/Threads.h"
 #include "Tools/Log/Filter.h"
 #include "Tools/Log/HtmlPage.h"
@@ -54,15 +53,9 @@ void CheckOutput(const std::ostream& out, const std::string& name)
         throw OutputError(errno, std::generic_category(), name);
 }
 
-bool WantsColour()
-{
-    const auto variable = [](const wchar_t* name) { return Platform::EnvironmentVariable(name).value_or(L""); };
-    return Platform::OutputTerminalWidth() != 0 && variable(L"NO_COLOR").empty() && variable(L"TERM") != L"dumb";
-}
-
 void Print(const Filter& filter, const Line& line)
 {
-    static const bool colour = WantsColour();
+    static const bool colour = Platform::StyleFor(Platform::OutputTerminalWidth()).colours;
     if (!filter.Passes(line))
         return;
     WriteLine(std::cout, line, colour);
