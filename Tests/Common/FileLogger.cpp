@@ -13,7 +13,6 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <optional>
-#include <regex>
 #include <thread>
 
 namespace
@@ -116,7 +115,9 @@ TEST_F(FileLoggerTest, WithoutKeepingOpenEveryLineOpensTheFileAndAChangedPathIsF
 
 TEST_F(FileLoggerTest, AFileThatIsTooBigGetsNothingMoreAndOneReportAnEpisode)
 {
+    EXPECT_EQ(m_loggerSettings.FileSizeThresholdMB(), 1024U);
     m_settings[L"Logger/LogFileSizeThresholdMB"] = L"1";
+    m_clock.Advance(std::chrono::milliseconds(5001));
     MakeFolder();
     std::ofstream(m_file, std::ios::binary) << std::string(1048576, 'x');
     FileLogger logger(m_loggerSettings, L"Test.log", L"banner\n");
@@ -167,7 +168,8 @@ TEST_F(FileLoggerTest, ASharingViolationIsTriedAgain)
     FileLogger logger(m_loggerSettings, L"Test.log", L"");
     const auto start = std::chrono::steady_clock::now();
     EXPECT_TRUE(TroubleOf(logger).ends_with(L"(error: 0x80070020)\n"));
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(20)) << "it paused between attempts";
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(30))
+        << "three pauses in four attempts";
     held.reset();
     m_clock.Advance(KeepOpen);
     logger.Write(L"free again", -1);
@@ -215,16 +217,4 @@ TEST_F(FileLoggerTest, OpensTheFileAsTheProcessWhoeverTheThreadWorksFor)
         EXPECT_FALSE(HasToken());
     }
     EXPECT_FALSE(HasToken());
-}
-
-TEST(Banner, NamesModuleVersionAndProcess)
-{
-    const std::wstring process = L"\\*{3} Process: .+ \\(Pid: " + std::to_wstring(Platform::ProcessId()) + L"\\)\r\n";
-    const std::wstring banner = BuildBanner({1, 2, 3, 4});
-    EXPECT_TRUE(std::regex_match(
-        banner,
-        std::wregex(L"\\*{100}\r\n\\*{3} Module: .+ \\(Base: 0x[0-9A-F]{16}\\)\r\n\\*{3} Version: 1\\.2\\.3\\.4\r\n"
-                    L"\\*{3} Module description: Kestrine64\r\n" +
-                    process + L"\\*{3} Command line: .+\r\n\\*{100}\r\n")))
-        << testing::PrintToString(banner);
 }

@@ -174,7 +174,11 @@ TEST(DataDirectory, TakesItsBaseFromTheSettingsOrTheModule)
 {
     const ScopedVariable variable(L"KESTRINE_TEST_DIRECTORY", L"C:\\expanded");
     const Pair cases[] = {
-#include "Tests/Common/BaseDirectories.inl"
+        {L"", L"C:\\module\\"},
+        {L"data", L"C:\\module\\data\\"},
+        {L"C:\\data", L"C:\\data\\"},
+        {L"/srv/data/", L"/srv/data/"},
+        {L"%KESTRINE_TEST_DIRECTORY%\\x", L"C:\\expanded\\x\\"},
     };
     TestSettings settings;
     EXPECT_EQ(DataDirectory(settings.store, L"C:\\module\\").Base(), L"C:\\module\\");
@@ -196,19 +200,35 @@ TEST(DataDirectory, RegistryValuesRedirectPathPrefixes)
     settings[L"General/DataDirectoryPathOverrideRegKey"] = L"HKCU\\" + TestRegistryKey::SubKey();
     const DataDirectory directory(settings.store, L"C:\\module\\");
     const Pair cases[] = {
-#include "Tests/Common/RedirectedPaths.inl"
+        {L"logs\\", L"D:\\logs\\"},
+        {L"LOGS/sub\\file.log", L"D:\\logs\\sub\\file.log"},
+        {L"Reports\\old\\x", L"E:\\archive\\x"},
+        {L"Reports\\new", L"C:\\data\\Reports\\new"},
+        {L"\\Logs", L"\\Logs"},           // absolute paths are not redirected
+        {L"number", L"C:\\data\\number"}, // only texts count
+        {L"\u00C4rger\\x", L"F:\\a\\x"},  // letters beyond ASCII have their cases as well
     };
     for (const auto& [path, resolved] : cases)
         EXPECT_EQ(directory.ResolvePath(path), resolved);
 }
 
-TEST(DataDirectory, AValueWithoutNameMovesTheWholeDirectory)
+TEST(DataDirectory, AValueWithoutNameOfTheKeyMovesTheWholeDirectory)
 {
-    TestRegistryKey key;
-    key.Add(L"", L"moved");
+    using Platform::RegistryRoot;
+    const std::pair<const wchar_t*, RegistryRoot> roots[] = {
+        {L"HKCU\\", RegistryRoot::CurrentUser}, {L"HKEY_CURRENT_USER/", RegistryRoot::CurrentUser},
+        {L"HKLM/", RegistryRoot::LocalMachine}, {L"HKEY_LOCAL_MACHINE\\", RegistryRoot::LocalMachine},
+        {L"", RegistryRoot::LocalMachine},
+    };
     TestSettings settings;
-    settings[L"General/DataDirectoryPathOverrideRegKey"] = L"HKEY_CURRENT_USER/" + TestRegistryKey::SubKey();
-    EXPECT_EQ(DataDirectory(settings.store, L"C:\\module\\").ResolvePath(L"x"), L"C:\\module\\moved\\x");
-    settings[L"General/DataDirectoryPathOverrideRegKey"] = L"HKCU\\" + TestRegistryKey::SubKey() + L"\\Absent";
-    EXPECT_EQ(DataDirectory(settings.store, L"C:\\module\\").Base(), L"C:\\module\\");
+    for (const auto& [name, root] : roots) {
+        settings[L"General/DataDirectoryPathOverrideRegKey"] = name + TestRegistryKey::SubKey();
+        {
+            TestRegistryKey key(root);
+            key.Add(L"", L"moved");
+            EXPECT_EQ(DataDirectory(settings.store, L"C:\\module\\").ResolvePath(L"x"), L"C:\\module\\moved\\x")
+                << testing::PrintToString(name);
+        }
+        EXPECT_EQ(DataDirectory(settings.store, L"C:\\module\\").Base(), L"C:\\module\\") << "no such key";
+    }
 }

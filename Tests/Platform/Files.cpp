@@ -4,10 +4,12 @@
 #include "Platform/Testing/Process.h"
 #include "Platform/Testing/TemporaryFolder.h"
 
+#include <array>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <optional>
+#include <vector>
 
 using namespace Platform;
 
@@ -91,30 +93,18 @@ TEST_F(Files, FailuresSayWhy)
 
 TEST_F(Files, PathsAreJoined)
 {
-    const struct
-    {
-        const wchar_t* directory;
-        const wchar_t* relative;
-        const wchar_t* joined;
-    } rows[] = {
-        {L"C:\\a\\b", L"f", L"C:\\a\\b\\f"},
-        {L"C:\\a\\b\\", L"f\\g", L"C:\\a\\b\\f\\g"},
-        {L"C:\\a\\b", L"f\\", L"C:\\a\\b\\f\\"},
-        {L"C:\\a\\b", L"..\\f", L"C:\\a\\f"},
-        {L"C:\\a\\b", L"f\\..\\..\\g", L"C:\\a\\g"},
-        {L"C:\\a\\b", L".\\f", L"C:\\a\\b\\f"},
-        {L"C:\\a\\b", L"a..b", L"C:\\a\\b\\a..b"},
-        {L"C:\\a\\.\\b\\..\\c", L".b", L"C:\\a\\c\\.b"},
-        {L"C:\\a\\", L"", L"C:\\a\\"},
-        {L"C:\\", L"f", L"C:\\f"},
-        {L"\\a\\b", L"..\\f", L"\\a\\f"},
-        {L"\\a", L"..\\..\\..\\f", L"\\f"},
-        {L"\\home\\user\\app\\", L"Logs\\", L"\\home\\user\\app\\Logs\\"},
-    };
     std::wstring path;
-    for (const auto& row : rows) {
-        EXPECT_EQ(JoinPath(row.directory, row.relative, path), S_OK);
-        EXPECT_EQ(path, row.joined) << testing::PrintToString(row.directory) << testing::PrintToString(row.relative);
+    for (const auto& [directory, relative, joined] : std::vector<std::array<const wchar_t*, 3>>{
+             {L"C:\\a\\b", L"f", L"C:\\a\\b\\f"},
+             {L"C:\\a\\b\\", L"f\\", L"C:\\a\\b\\f\\"},
+             {L"C:\\a\\b", L"f\\..\\..\\g", L"C:\\a\\g"},
+             {L"C:\\a\\.\\b\\..\\c", L".\\a..b\\.b", L"C:\\a\\c\\a..b\\.b"},
+             {L"C:\\a\\", L"", L"C:\\a\\"},
+             {L"C:\\", L"f", L"C:\\f"},
+             {L"\\a", L"..\\..\\..\\f", L"\\f"},
+         }) {
+        EXPECT_EQ(JoinPath(directory, relative, path), S_OK);
+        EXPECT_EQ(path, joined) << testing::PrintToString(directory) << testing::PrintToString(relative);
     }
     const std::wstring longest = std::wstring(L"C:\\") + std::wstring(120, L'x');
     EXPECT_EQ(JoinPath(longest, std::wstring(135, L'y'), path), S_OK);
