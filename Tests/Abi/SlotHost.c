@@ -57,16 +57,13 @@ static int failures;
 
 static const Guid Base = {0x51C3FBA2, 0x85FE, 0x436B, {0xA0, 0xFF, 0x1C, 0x61, 0xA5, 0xC0, 0xC5, 0x85}};
 static const Guid Module = {0x989524A9, 0x625D, 0x48C8, {0xAB, 0x03, 0x7C, 0x08, 0x4E, 0xB5, 0x26, 0x5D}};
-enum InterfaceIndex
+/* Configurable, sink, source, updater, consumer, service, control. */
+enum
 {
-    Configurable,
-    Sink,
-    Source,
-    Updater,
-    Consumer,
-    Service,
-    Control,
-    InterfaceCount
+    Configurable = 0,
+    Source = 2,
+    Updater = 3,
+    InterfaceCount = 7
 };
 static const Guid Interfaces[InterfaceCount] = {
     {0x9FD0681A, 0xA35D, 0x48EF, {0xA2, 0x26, 0xDE, 0x38, 0x46, 0xE1, 0x9D, 0x38}},

@@ -98,17 +98,6 @@ TEST(AsyncAction, ANewPeriodWakesAWaitInRealTime)
     EXPECT_TRUE(Eventually([&] { return count == 2; }));
 }
 
-TEST_F(AsyncActionTest, TheActionMayTriggerAndSetThePeriodItself)
-{
-    CAsyncAction action(1s, 0s, [&](CAsyncAction& self) {
-        self.SetPeriod(500s);
-        if (++count < 3)
-            self.Trigger();
-    });
-    action.Trigger();
-    ExpectCount(3);
-}
-
 TEST_F(AsyncActionTest, DestructionFinishesTheRunInProgressAndStartsNoOther)
 {
     Gate only;

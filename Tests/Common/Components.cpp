@@ -46,17 +46,6 @@ private:
 };
 
 using Sample = CComponentObject<CSample>;
-// Answers every question for an interface with success, and with none.
-struct NothingBehind : FakeComponent<IAccessInfoConsumer>
-{
-    HRESULT QueryInterface(REFIID, void** out) override
-    {
-        *out = nullptr;
-        return S_OK;
-    }
-    HRESULT OnReportingSettingsUpdated(IKelNode*) override { return E_NOTIMPL; }
-    HRESULT OnAccessInfoUpdated(IKelNode*) override { return E_NOTIMPL; }
-};
 
 constexpr GUID SampleClass{0x12345678, 1, 2, {3}};
 
@@ -167,7 +156,10 @@ TEST(NamedInstances, AreRequiredOrOptional)
     EXPECT_EQ(CodeOf([] { GetNamedInstance<IAccessInfoSource>(L"Test.Consumer"); }), E_NOINTERFACE);
     EXPECT_EQ(log.Count(L"| ERR  |", L"Named component 'Test.Consumer' cannot be used: 0x80004002 "), 1U);
 
-    NothingBehind nothing;
+    struct NothingBehind : FakeConsumer
+    {
+        HRESULT QueryInterface(REFIID, void**) override { return S_OK; }
+    } nothing;
     const RegisteredInstance empty(L"Test.Empty", &nothing);
     EXPECT_EQ(CodeOf([] { GetNamedInstance<IAccessInfoConsumer>(L"Test.Empty"); }), E_POINTER);
     EXPECT_EQ(log.Count(L"| ERR  |", L"Named component 'Test.Empty' cannot be used: 0x80004003 "), 1U);

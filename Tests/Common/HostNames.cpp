@@ -40,7 +40,7 @@ TEST(ParseUrl, SplitsSchemeHostPortAndPath)
     }
 }
 
-TEST(HostUtils, ComparesAddresses)
+TEST(HostUtils, KnowsLoopbackAndUnspecifiedAddresses)
 {
     for (const wchar_t* text : {L"127.200.3.4", L"::1"})
         EXPECT_TRUE(IsLoopbackAddress(Address(text)) && !IsUnspecifiedAddress(Address(text)));
@@ -48,21 +48,6 @@ TEST(HostUtils, ComparesAddresses)
         EXPECT_TRUE(IsUnspecifiedAddress(Address(text)) && !IsLoopbackAddress(Address(text)));
     for (const wchar_t* text : {L"128.0.0.1", L"::2", L"1::1"})
         EXPECT_FALSE(IsUnspecifiedAddress(Address(text)) || IsLoopbackAddress(Address(text)));
-    const Platform::NetworkAddress address = Address(L"10.0.0.1", 80);
-    const struct
-    {
-        Platform::NetworkAddress other;
-        bool same, sameButForThePort;
-    } rows[] = {
-        {Address(L"10.0.0.1", 80), true, true},
-        {Address(L"10.0.0.1", 81), false, true},
-        {Address(L"10.0.0.2", 80), false, false},
-        {Address(L"a00:1::", 80), false, false}, // the same bytes
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(IsSameAddress(address, row.other, false), row.same);
-        EXPECT_EQ(IsSameAddress(address, row.other, true), row.sameButForThePort);
-    }
 }
 
 TEST(HostUtils, KnowsThisComputer)
@@ -79,5 +64,6 @@ TEST(HostUtils, AFilledCacheAnswersForOtherAddresses)
 {
     AddressList cache = GetAddrInfoListForHost(L"10.9.8.7", true);
     EXPECT_TRUE(IsLocalAddress(Address(L"10.9.8.7", 99), cache));
-    EXPECT_FALSE(IsLocalAddress(Address(L"10.9.8.6"), cache));
+    for (const wchar_t* text : {L"10.9.8.6", L"a09:807::"}) // the latter has the same bytes
+        EXPECT_FALSE(IsLocalAddress(Address(text), cache));
 }

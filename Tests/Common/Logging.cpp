@@ -79,6 +79,7 @@ TEST(LogStatement, ItsLineHasTheTimeProcessThreadAndPlaceOfTheCall)
     };
     const std::wstring line = log.Lines().at(0);
     EXPECT_TRUE(lineAt(before) <= line && line <= lineAt(after)) << testing::PrintToString(line);
+    EXPECT_EQ(line.substr(28), lineAt(before).substr(28)) << "behind the time";
 }
 
 TEST(LogManager, SeverityFollowsTheSettings)

@@ -50,25 +50,6 @@ KelNodePtr ReadTree(std::string_view& text)
 
 } // namespace
 
-TEST(KelNodePtr, CountsItsReferences)
-{
-    const KelNodePtr node = CreateKelNode(L"n", L"T");
-    const std::uint64_t open = NodwellOpenHandles();
-    {
-        KelNodePtr copy = node;
-        const KelNodePtr moved = std::move(copy);
-        EXPECT_TRUE(!copy && moved == node && NodwellOpenHandles() == open + 1);
-        KelNodePtr assigned = CreateKelNode(nullptr, nullptr);
-        assigned = node;
-        assigned = *&assigned;
-        KelNodePtr attached = KelNodePtr::Attach(assigned.Detach());
-        EXPECT_TRUE(attached == node && NodwellOpenHandles() == open + 2);
-        attached = {};
-        EXPECT_EQ(NodwellOpenHandles(), open + 1);
-    }
-    EXPECT_EQ(NodwellOpenHandles(), open);
-}
-
 TEST(KelNodePtr, WhatIsAbsentIsAFailureWhereItIsRequired)
 {
     const std::wstring name(300, L'x'); // longer than the first buffer
@@ -162,45 +143,30 @@ TEST(KelNodesEqual, ComparesWhatTheFlagsSay)
     } cases[] = {
         {"n a=Text b:1(x)", "n a=Text b:1(x)", KelCompareAll, true},
         {"n a=Text", "n", KelCompareAll, false},
-        {"n a=Text", "n", KelIgnoreAttributes, true},
         {"n a=Text", "n b=Text", KelCompareAll, false},
         {"n a=Text", "n a=TEXT", KelCompareAll, false},
-        {"n a=Text", "n a=TEXT", KelIgnoreCase, true},
-        {"n a=Text", "n a=TEXT b=", KelIgnoreCase, false},
-        {"n a=Text", "n a=Text #now=x", KelCompareAll, false},
-        {"n a=Text", "n a=Text #now=x", KelIgnoreHashAttributes, true},
         {"n a:49", "n a=1", KelCompareAll, false}, // the same bytes of two types
-        {"n a:49", "n a=1", KelIgnoreCase, false},
         {"n", "other", KelCompareAll, false},
         {"n", "other", KelIgnoreIdentity, true},
         {"n(x)", "other", KelIgnoreIdentity, false},
         {"n", "other(x)", KelIgnoreIdentity, false},
-        {"n(x)", "other", KelIgnoreIdentity | KelIgnoreChildren, true},
         {"(x v=1)(y v=2)", "(y v=2)(x v=1)", KelCompareAll, false},
         {"(x v=1)(y v=2)", "(y v=2)(x v=1)", byName, true},
         {"(x v=1)(y v=2)", "(y v=2)(z v=1)", byName, false},
         {"(x v=1)(y v=2)", "(y v=2)(x v=2)", byName, false},
-        {"(x v=1)(y v=2)", "(y v=2)(x v=1)", byPosition, false},
-        {"(x v=1)(y v=2)", "(y v=1)(x v=2)", byPosition, true},
-        // Order deeper down counts as the flags say.
         {"(d(x)(y))", "(d(y)(x))", byName, true},
         {"(d(x)(y))", "(d(y)(x))", KelIgnoreIdentity, false},
-        // Nameless items are compared one by one.
-        {"( v=a)( v=b)", "( v=a)( v=b)", byName, true},
-        {"( v=a)( v=b)", "( v=b)( v=a)", byName, false},
+        {"( v=a)( v=b)", "( v=b)( v=a)", byName, false}, // the nameless are compared one by one
         {"( v=a)( v=b)", "( v=a)( v=b)( v=b)", byName, false},
         {"( v=a)( v=b)", "( v=a)( v=b)( v=b)", byPosition, false},
+        {"(x v=1)(y v=2)", "(y v=1)(x v=2)", byPosition, true},
+        {"n a=1(y)", "n", KelIgnoreAttributes | KelIgnoreChildren, true},
+        {"n a=Text", "n a=TEXT #now=x", KelIgnoreCase | KelIgnoreHashAttributes, true},
     };
     for (auto& each : cases) {
         const std::string row = std::string(each.a) + " | " + std::string(each.b);
         EXPECT_EQ(KelNodesEqual(ReadTree(each.a), ReadTree(each.b), each.flags), each.equal) << row << each.flags;
     }
-    const KelNodePtr lower = CreateKelNode(L"n", nullptr);
-    const KelNodePtr upper = CreateKelNode(L"n", nullptr);
-    lower.SetString(L"a", L"\u00E4\u0434");
-    upper.SetString(L"a", L"\u00C4\u0414");
-    EXPECT_TRUE(KelNodesEqual(lower, upper, KelIgnoreCase));
-    EXPECT_FALSE(KelNodesEqual(lower, upper, KelCompareAll));
     const KelNodePtr root = CreateKelNode(L"root", nullptr);
     const KelNodePtr inTree = Child(root, L"n");
     const KelNodePtr alone = CreateKelNode(L"n", nullptr);
@@ -223,14 +189,10 @@ TEST(NodePath, ResolvesAbsoluteAndRelativePaths)
         std::wstring found; // "": none
     } cases[] = {
         {L"\\Site", L"A\\B", 0, L"\\Site\\A\\B"},
-        {L"\\Site", L"", 0, L"\\Site"},
-        {L"\\Site", L"\\Site\\A\\B", 0, L"\\Site\\A\\B"},
         {L"\\Site\\A\\B", L"\\Site\\C", 0, L"\\Site\\C"}, // two steps up, one down
-        {L"\\Site\\A\\B", L"\\Site\\A\\B", 0, L"\\Site\\A\\B"},
         {L"\\Site\\A\\B", L"\\Site\\C", NodePathDownOnly, L""},
         {L"\\Site\\A", L"\\Site\\A\\B", NodePathDownOnly, L"\\Site\\A\\B"},
         {L"\\Site", L"\\Sit", 0, L""}, // whole segments only
-        {L"\\Site\\A", L"\\Site\\AB", NodePathDownOnly, L""},
         {L"\\Site", L"A\\X\\B", 0, L""},
     };
     for (const auto& each : cases) {
@@ -243,11 +205,8 @@ TEST(NodePath, ResolvesAbsoluteAndRelativePaths)
     }
 }
 
-TEST(NodeSerializer, WritesTheWrapperAlsoAroundNothing)
+TEST(NodeSerializer, AFailingCallOfTheLibraryIsThrown)
 {
-    const std::string empty = SerializeNodesToText(nullptr, 0, 0x101, 0);
-    EXPECT_TRUE(empty.starts_with("<nr>")) << empty;
-    EXPECT_NE(empty.find("</nr>"), std::string::npos) << empty;
     const KelNodePtr node = CreateKelNode(L"n", nullptr);
     IKelNode* const handle = node.Get();
     for (std::uint64_t call = 1; call <= 3; ++call) {

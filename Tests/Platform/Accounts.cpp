@@ -5,10 +5,8 @@
 #include "Platform/Testing/TestAccounts.h"
 
 #include <algorithm>
-#include <atomic>
 #include <gmock/gmock.h>
 #include <iterator>
-#include <thread>
 
 using namespace Platform;
 
@@ -192,27 +190,6 @@ TEST(Accounts, AMalformedFileHasNone)
         EXPECT_FALSE(IsKnown(L"a") || IsKnown(L"E\\u")) << line;
         EXPECT_THAT(output.Text(), testing::HasSubstr(L"accounts(5): expected ")) << line;
     }
-}
-
-TEST(Accounts, FollowTheFileWhileTheyAreLookedUp)
-{
-    const DebugOutputCapture output;
-    TestAccounts file("");
-    std::atomic<bool> done{false};
-    std::thread reader([&done] {
-        while (!done) {
-            AccountInfo found;
-            const HRESULT hr = LookUpAccountByName({}, L"a", found);
-            EXPECT_TRUE(hr == S_OK || hr == HResultFromWin32(ERROR_NONE_MAPPED));
-        }
-    });
-    for (int i = 0; i < 40; ++i) {
-        file.Write(i % 2 ? "user .\\b = 1001\n" : "user .\\a = 1001\n");
-        EXPECT_TRUE(IsKnown(L"a") == (i % 2 == 0) && IsKnown(L"b") == (i % 2 == 1)) << i;
-    }
-    done = true;
-    reader.join();
-    EXPECT_EQ(output.Text(), L"");
 }
 
 TEST(ClientContexts, HaveTheGroupsOfTheirAccount)

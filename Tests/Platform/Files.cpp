@@ -1,14 +1,11 @@
 #include "Platform/Files.h"
 
-#include "Platform/Testing/ExclusiveFile.h"
-#include "Platform/Testing/Process.h"
 #include "Platform/Testing/TemporaryFolder.h"
 
 #include <array>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
-#include <optional>
 #include <vector>
 
 using namespace Platform;
@@ -29,13 +26,6 @@ protected:
         return file;
     }
 
-    FileIdentity Identity(const wchar_t* name) const
-    {
-        FileIdentity identity{};
-        EXPECT_EQ(Open(name).GetIdentity(identity), S_OK);
-        return identity;
-    }
-
     TemporaryFolder m_folder;
 };
 
@@ -54,27 +44,6 @@ TEST_F(Files, EveryWriteAppendsWhoeverWroteBefore)
     std::uint64_t size = 0;
     EXPECT_EQ(two.GetSize(size), S_OK);
     EXPECT_EQ(size, 6U);
-}
-
-TEST_F(Files, WhatSomebodyHasForHimselfIsASharingViolation)
-{
-    std::optional<ExclusiveFile> taken(m_folder.Path() / "a");
-    Open(L"a", HResultFromWin32(ERROR_SHARING_VIOLATION));
-    taken.reset();
-    AppendFile duplicate;
-    EXPECT_EQ(Open(L"a").Duplicate(duplicate), S_OK);
-    EXPECT_EQ(duplicate.Write("late"), S_OK) << "the duplicate outlives the original";
-    EXPECT_EQ(std::filesystem::file_size(m_folder.Path() / "a"), 4U);
-}
-
-TEST_F(Files, IdentityIsTheFilesNotTheHandles)
-{
-    const FileIdentity first = Identity(L"a");
-    EXPECT_NE(first, Identity(L"b"));
-    EXPECT_EQ(Open(L"a").Write("12345"), S_OK);
-    EXPECT_EQ(first, Identity(L"a"));
-    std::filesystem::remove(m_folder.Path() / "a");
-    EXPECT_TRUE(first != Identity(L"a") || RunsUnderWine()) << "a new file, though it may lie in the old one's place";
 }
 
 TEST_F(Files, FailuresSayWhy)

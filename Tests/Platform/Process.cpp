@@ -1,31 +1,11 @@
 #include "Platform/Process.h"
 
 #include "Platform/Network.h"
-#include "Platform/Testing/ThreadIdentity.h"
 
 #include <gtest/gtest.h>
 #include <thread>
 
 using namespace Platform;
-
-namespace
-{
-
-[[gnu::noinline]] unsigned Capture(unsigned skip, void** frames, unsigned size, void*& caller)
-{
-    caller = __builtin_return_address(0);
-    return CaptureCallStack(skip, frames, size);
-}
-
-bool HasToken()
-{
-    ThreadToken token;
-    const HRESULT hr = token.Open();
-    EXPECT_TRUE(hr == S_OK || hr == S_FALSE);
-    return hr == S_OK;
-}
-
-} // namespace
 
 TEST(Process, IsNamedByItsCommandLineAndThreadsByTheirNumbers)
 {
@@ -41,33 +21,6 @@ TEST(Process, ComputerHasANetBiosName)
     EXPECT_EQ(GetLocalComputerName(name), S_OK);
     EXPECT_TRUE(!name.empty() && name.size() <= 15);
     EXPECT_EQ(name.find_first_of(L"abcdefghijklmnopqrstuvwxyz."), std::wstring::npos);
-}
-
-TEST(Process, StackStartsWithTheCallerSkipsAndLimits)
-{
-    void* frames[8]{};
-    void* caller = nullptr;
-    EXPECT_GE(Capture(0, frames, 8, caller), 2U);
-    EXPECT_EQ(frames[1], caller);
-    EXPECT_EQ(Capture(1, frames, 1, caller), 1U);
-    EXPECT_EQ(frames[0], caller);
-    EXPECT_EQ(Capture(10000, frames, 8, caller), 0U);
-}
-
-TEST(Process, IdentitiesOfThreadsAreTakenOffAndPutBack)
-{
-    EXPECT_FALSE(HasToken());
-    {
-        const ThreadIdentity client;
-        ThreadToken token;
-        ASSERT_EQ(token.Open(), S_OK);
-        std::thread([] { EXPECT_FALSE(HasToken()); }).join();
-        EXPECT_EQ(token.TakeOff(), S_OK);
-        EXPECT_FALSE(HasToken());
-        EXPECT_EQ(token.PutBack(), S_OK);
-        EXPECT_TRUE(HasToken());
-    }
-    EXPECT_FALSE(HasToken());
 }
 
 TEST(CivilTime, IsGregorianAndLocal)
