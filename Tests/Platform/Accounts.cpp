@@ -4,9 +4,8 @@
 #include "Platform/Testing/DebugOutput.h"
 #include "Platform/Testing/TestAccounts.h"
 
-#include <algorithm>
 #include <gmock/gmock.h>
-#include <iterator>
+#include <set>
 
 using namespace Platform;
 
@@ -132,10 +131,9 @@ TEST(Accounts, WellKnownOnesAreAlwaysThere)
         {L"LocalService", 5, L"S-1-5-19 NT AUTHORITY"},
         {L"Everyone", 5, L"S-1-1-0 "},
         {L"Administrators", 4, L"S-1-5-32-544 BUILTIN"},
-        {L"BUILTIN", 3, L"S-1-5-32 BUILTIN"},
         {computer.c_str(), 3, computerAnswer.c_str()},
     });
-    ExpectNone({L"BUILTIN\\SYSTEM", L"SYSTEM@NT AUTHORITY", L".\\SYSTEM", L" SYSTEM", L"NOBODY\\nobody", L"nobody"});
+    ExpectNone({L"BUILTIN\\SYSTEM", L".\\SYSTEM", L" SYSTEM", L"NOBODY\\nobody", L"nobody"});
 }
 
 TEST(Accounts, AreFoundByNameAndBySid)
@@ -196,7 +194,6 @@ TEST(ClientContexts, HaveTheGroupsOfTheirAccount)
 {
     const TestAccounts accounts("domain E = S-1-5-21-1-2-3\n"
                                 "user E\\one = 1101\n"
-                                "user E\\two = 1102\n"
                                 "group E\\inner = 1201\n"
                                 "group E\\outer = 1202\n"
                                 "alias .\\local = 1001\n"
@@ -213,17 +210,15 @@ TEST(ClientContexts, HaveTheGroupsOfTheirAccount)
         std::vector<Sid> groups;
         EXPECT_EQ(ReadClientContext(context.get(), user, groups), S_OK);
         EXPECT_EQ(TextOf(user), account);
-        std::vector<std::wstring> texts;
-        std::transform(groups.begin(), groups.end(), std::back_inserter(texts), &TextOf);
+        std::multiset<std::wstring> texts;
+        for (const Sid& group : groups)
+            texts.insert(TextOf(group));
         return texts;
     };
-    using testing::UnorderedElementsAre;
     EXPECT_THAT(groupsOf(L"S-1-5-21-1-2-3-1101", true),
-                UnorderedElementsAre(L"S-1-1-0", L"S-1-5-11", L"S-1-5-32-545", L"S-1-5-21-0-0-0-1001",
-                                     L"S-1-5-21-1-2-3-1201", L"S-1-5-21-1-2-3-1202"));
-    EXPECT_THAT(groupsOf(L"S-1-5-21-1-2-3-1102", true), UnorderedElementsAre(L"S-1-1-0", L"S-1-5-11", L"S-1-5-32-545"));
-    for (const wchar_t* account : {L"S-1-5-21-1-2-3-1101", L"S-1-9-9"})
-        EXPECT_THAT(groupsOf(account, false), testing::IsEmpty());
+                testing::ElementsAre(L"S-1-1-0", L"S-1-5-11", L"S-1-5-21-0-0-0-1001", L"S-1-5-21-1-2-3-1201",
+                                     L"S-1-5-21-1-2-3-1202", L"S-1-5-32-545"));
+    EXPECT_THAT(groupsOf(L"S-1-9-9", false), testing::IsEmpty());
     ClientContext none;
     EXPECT_EQ(MakeClientContext(SidOf(L"S-1-9-9"), true, none), HResultFromWin32(ERROR_NONE_MAPPED));
     EXPECT_EQ(MakeClientContext(notValid, true, none), HResultFromWin32(ERROR_INVALID_SID));
