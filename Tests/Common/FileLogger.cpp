@@ -134,6 +134,9 @@ TEST_F(FileLoggerTest, AFileThatIsTooBigGetsNothingMoreAndOneReportAnEpisode)
     EXPECT_GT(std::filesystem::file_size(m_file), 1048576U);
     m_clock.Advance(KeepOpen);
     EXPECT_EQ(TroubleOf(logger), report) << "a new episode";
+    m_settings[L"Logger/LogFileSizeThresholdMB"] = L"0";
+    m_clock.Advance(std::chrono::milliseconds(5001));
+    EXPECT_EQ(TroubleOf(logger), L"") << "no limit";
 }
 
 TEST_F(FileLoggerTest, AfterAFailedOpenTheNextAttemptComesAnIntervalLater)

@@ -1,4 +1,3 @@
-#include "Common/Nodes/Configuration.h"
 #include "Common/Nodes/KelNodePtr.h"
 #include "Common/Nodes/KelNodesEqual.h"
 #include "Common/Nodes/NodePath.h"
@@ -6,7 +5,6 @@
 #include "Host/Nodwell/TestControls.h"
 #include "Tests/Support/CodeOf.h"
 #include "Tests/Support/HostFakes.h"
-#include "Tests/Support/LogCapture.h"
 
 #include <gtest/gtest.h>
 
@@ -115,19 +113,6 @@ TEST(KelNodePtr, ReadsAndWritesAttributes)
     std::uint16_t type = 0;
     EXPECT_TRUE(node.GetBinary(L"binary", read, type) && !node.GetBinary(L"absent", read, type));
     EXPECT_EQ(std::pair(read, type), std::pair(bytes, std::uint16_t(KelnBinary)));
-}
-
-TEST(Configuration, NamesTheListItemThatCannotBeUsed)
-{
-    const LogCapture log;
-    const KelNodePtr item = CreateKelNode(nullptr, nullptr);
-    const auto read = [&] { return Configuration::RequiredString(item, L"NodePath"); };
-    EXPECT_EQ(CodeOf([&] { Configuration::ReadItem(L"TrackingItems", 2, read); }), NotFound);
-    EXPECT_EQ(log.Count(L"| ERR  |", L"Configuration key 'NodePath' cannot be used: 0x80070490 "), 1U);
-    EXPECT_EQ(log.Count(L"| ERR  |", L"Configuration item 'TrackingItems[2]' cannot be used: 0x80070490 "), 1U);
-    item.SetString(L"NodePath", L"x");
-    EXPECT_EQ(Configuration::ReadItem(L"TrackingItems", 2, read), L"x");
-    EXPECT_EQ(log.Count(L"| ERR  |"), 2U);
 }
 
 TEST(KelNodesEqual, ComparesWhatTheFlagsSay)
