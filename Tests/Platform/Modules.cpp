@@ -43,8 +43,6 @@ TEST(Messages, OfAModule)
     ASSERT_EQ(MessageModule::Load(PathOf(L"TestMessages.dll"), messages), S_OK);
     EXPECT_EQ(messages.Find(0x80040201), L"Text with %1.\r\n") << "in another language than the user's";
     EXPECT_EQ(messages.Find(0xFFF7), L"Low bits.\r\n");
-    const GermanThread german;
-    EXPECT_EQ(messages.Find(0xFFF8), L"The user's.\r\n");
     EXPECT_EQ(messages.Find(0x80040202), std::nullopt);
     MessageModule none;
     EXPECT_EQ(MessageModule::Load(PathOf(L"absent.dll"), none), HResultFromWin32(ERROR_FILE_NOT_FOUND));
@@ -53,6 +51,14 @@ TEST(Messages, OfAModule)
     std::ofstream(folder.Path() / "file") << "no message\n";
     EXPECT_EQ(MessageModule::Load((folder.Path() / "file").wstring(), none), HResultFromWin32(ERROR_BAD_EXE_FORMAT));
     EXPECT_FALSE(none);
+}
+
+TEST(Messages, OfAModuleAreInTheUsersLanguageWhateverTheThreads)
+{
+    MessageModule messages;
+    ASSERT_EQ(MessageModule::Load(PathOf(L"TestLanguages.dll"), messages), S_OK);
+    const GermanThread german;
+    EXPECT_EQ(messages.Find(0xFFF7), L"The user's.\r\n");
 }
 
 TEST(Messages, OfTheSystem)
