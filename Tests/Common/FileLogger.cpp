@@ -166,12 +166,14 @@ TEST_F(FileLoggerTest, ASharingViolationIsTriedAgain)
     MakeFolder();
     std::optional<ExclusiveFile> held(m_file);
     FileLogger logger(m_loggerSettings, L"Test.log", L"");
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_TRUE(TroubleOf(logger).ends_with(L"(error: 0x80070020)\n"));
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(25))
-        << "three pauses in four attempts";
+    for (int i = 0; i < 10; ++i) { // a busy machine prolongs some of them
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_TRUE(TroubleOf(logger).ends_with(L"(error: 0x80070020)\n"));
+        const auto pauses = std::chrono::steady_clock::now() - start;
+        EXPECT_GE(pauses, std::chrono::milliseconds(25)) << "three of 10 ms, in four attempts";
+        m_clock.Advance(KeepOpen);
+    }
     held.reset();
-    m_clock.Advance(KeepOpen);
     logger.Write(L"free again", -1);
     EXPECT_EQ(Content(), L"free again");
 }
