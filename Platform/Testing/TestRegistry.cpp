@@ -1,6 +1,5 @@
 #include "Platform/Testing/TestRegistry.h"
 
-#include "Platform/Settings.h"
 #include "Platform/Text.h"
 
 #include <fstream>
@@ -22,11 +21,16 @@ void Require(bool done)
 
 #ifdef _WIN32
 
-TestRegistryKey::TestRegistryKey() = default;
+static HKEY RootKey(Platform::RegistryRoot root)
+{
+    return root == Platform::RegistryRoot::LocalMachine ? HKEY_LOCAL_MACHINE : HKEY_CURRENT_USER;
+}
+
+TestRegistryKey::TestRegistryKey(Platform::RegistryRoot root) : m_root(root) {}
 
 TestRegistryKey::~TestRegistryKey()
 {
-    RegDeleteTreeW(HKEY_CURRENT_USER, SubKey().c_str());
+    RegDeleteTreeW(RootKey(m_root), SubKey().c_str());
 }
 
 void TestRegistryKey::Add(const std::wstring& name, const std::wstring& text, Type type)
@@ -34,16 +38,17 @@ void TestRegistryKey::Add(const std::wstring& name, const std::wstring& text, Ty
     const DWORD number = type == Number ? std::stoul(text) : 0;
     const void* const data = type == Number ? static_cast<const void*>(&number) : text.c_str();
     const std::size_t size = type == Number ? sizeof(number) : (text.size() + 1) * sizeof(wchar_t);
-    Require(RegSetKeyValueW(HKEY_CURRENT_USER, SubKey().c_str(), name.c_str(), static_cast<DWORD>(type), data,
+    Require(RegSetKeyValueW(RootKey(m_root), SubKey().c_str(), name.c_str(), static_cast<DWORD>(type), data,
                             static_cast<DWORD>(size)) == ERROR_SUCCESS);
 }
 
 #else
 
-TestRegistryKey::TestRegistryKey()
+TestRegistryKey::TestRegistryKey(Platform::RegistryRoot root) : m_root(root)
 {
     const std::filesystem::path file = m_folder.Path() / "registry";
-    std::ofstream(file) << "[HKCU\\" + Text::ToUtf8(SubKey()) + "]\n";
+    const char* const rootName = m_root == Platform::RegistryRoot::LocalMachine ? "HKLM" : "HKCU";
+    std::ofstream(file) << std::string("[") + rootName + '\\' + Text::ToUtf8(SubKey()) + "]\n";
     Require(Platform::SetVariable(L"KESTRINE_REGISTRY_FILE", file.wstring().c_str()) >= 0);
 }
 

@@ -1,16 +1,17 @@
 // Registry values for tests.
 #pragma once
 
+#include "Platform/Settings.h"
 #include "Platform/Testing/TemporaryFolder.h"
 
 #include <string>
 
-// While it lives, the key SubKey() of this process's HKEY_CURRENT_USER has the values that were added. One at a time;
-// natively it is the whole registry. Operations throw std::runtime_error when the key cannot be written.
+// While it lives, the key SubKey() of a root has the values that were added. One at a time; natively it is the whole
+// registry. Operations throw std::runtime_error when the key cannot be written.
 class TestRegistryKey
 {
 public:
-    TestRegistryKey();
+    explicit TestRegistryKey(Platform::RegistryRoot root = Platform::RegistryRoot::CurrentUser);
     ~TestRegistryKey();
     TestRegistryKey(const TestRegistryKey&) = delete;
     TestRegistryKey& operator=(const TestRegistryKey&) = delete;
@@ -29,5 +30,6 @@ public:
     void Add(const std::wstring& name, const std::wstring& text, Type type = PlainText);
 
 private:
+    const Platform::RegistryRoot m_root;
     TemporaryFolder m_folder;
 };

@@ -13,7 +13,6 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <optional>
-#include <regex>
 #include <thread>
 
 namespace
@@ -116,7 +115,9 @@ TEST_F(FileLoggerTest, WithoutKeepingOpenEveryLineOpensTheFileAndAChangedPathIsF
 
 TEST_F(FileLoggerTest, AFileThatIsTooBigGetsNothingMoreAndOneReportAnEpisode)
 {
+    EXPECT_EQ(m_loggerSettings.FileSizeThresholdMB(), 1024U);
     m_settings[L"Logger/LogFileSizeThresholdMB"] = L"1";
+    m_clock.Advance(std::chrono::milliseconds(5001));
     MakeFolder();
     std::ofstream(m_file, std::ios::binary) << std::string(1048576, 'x');
     FileLogger logger(m_loggerSettings, L"Test.log", L"banner\n");
@@ -133,6 +134,10 @@ TEST_F(FileLoggerTest, AFileThatIsTooBigGetsNothingMoreAndOneReportAnEpisode)
     EXPECT_GT(std::filesystem::file_size(m_file), 1048576U);
     m_clock.Advance(KeepOpen);
     EXPECT_EQ(TroubleOf(logger), report) << "a new episode";
+    m_settings[L"Logger/LogFileSizeThresholdMB"] = L"0";
+    m_clock.Advance(std::chrono::milliseconds(5001));
+    logger.Write(L"no limit", -1);
+    EXPECT_TRUE(Content().ends_with(L"no limit"));
 }
 
 TEST_F(FileLoggerTest, AfterAFailedOpenTheNextAttemptComesAnIntervalLater)
@@ -150,13 +155,10 @@ TEST_F(FileLoggerTest, AfterAFailedOpenTheNextAttemptComesAnIntervalLater)
     m_clock.Advance(KeepOpen);
     logger.Write(L"written", -1);
     EXPECT_EQ(Content(), L"written");
-}
 
-TEST_F(FileLoggerTest, APathThatCannotBeJoinedIsNamedAsItIsConfigured)
-{
-    const std::wstring path(300, L'p');
+    const std::wstring path(300, L'p'); // cannot be joined: named as it is configured
     m_settings[L"Logger/Path"] = path;
-    FileLogger logger(m_loggerSettings, L"Test.log", L"");
+    m_clock.Advance(std::chrono::milliseconds(5001));
     EXPECT_EQ(TroubleOf(logger), L"FileLogger: cannot open log file '" + path + L"\\Test.log' (error: 0x800700ce)\n");
 }
 
@@ -165,11 +167,14 @@ TEST_F(FileLoggerTest, ASharingViolationIsTriedAgain)
     MakeFolder();
     std::optional<ExclusiveFile> held(m_file);
     FileLogger logger(m_loggerSettings, L"Test.log", L"");
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_TRUE(TroubleOf(logger).ends_with(L"(error: 0x80070020)\n"));
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(20)) << "it paused between attempts";
+    for (int i = 0; i < 10; ++i) { // a busy machine prolongs some of them
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_TRUE(TroubleOf(logger).ends_with(L"(error: 0x80070020)\n"));
+        const auto pauses = std::chrono::steady_clock::now() - start;
+        EXPECT_GE(pauses, std::chrono::milliseconds(25)) << "three of 10 ms, in four attempts";
+        m_clock.Advance(KeepOpen);
+    }
     held.reset();
-    m_clock.Advance(KeepOpen);
     logger.Write(L"free again", -1);
     EXPECT_EQ(Content(), L"free again");
 }
@@ -205,26 +210,7 @@ TEST_F(FileLoggerTest, OpensTheFileAsTheProcessWhoeverTheThreadWorksFor)
     EXPECT_FALSE(s_openedImpersonating);
     EXPECT_FALSE(askedImpersonating);
     EXPECT_TRUE(HasToken()) << "put back";
-    {
-        const ImpersonationRevertGuard off(false);
-        EXPECT_TRUE(HasToken());
-    }
     client.reset();
-    {
-        const ImpersonationRevertGuard nothingToLift(true);
-        EXPECT_FALSE(HasToken());
-    }
-    EXPECT_FALSE(HasToken());
-}
-
-TEST(Banner, NamesModuleVersionAndProcess)
-{
-    const std::wstring process = L"\\*{3} Process: .+ \\(Pid: " + std::to_wstring(Platform::ProcessId()) + L"\\)\r\n";
-    const std::wstring banner = BuildBanner({1, 2, 3, 4});
-    EXPECT_TRUE(std::regex_match(
-        banner,
-        std::wregex(L"\\*{100}\r\n\\*{3} Module: .+ \\(Base: 0x[0-9A-F]{16}\\)\r\n\\*{3} Version: 1\\.2\\.3\\.4\r\n"
-                    L"\\*{3} Module description: Kestrine64\r\n" +
-                    process + L"\\*{3} Command line: .+\r\n\\*{100}\r\n")))
-        << testing::PrintToString(banner);
+    logger.Write(L"line", -1);
+    EXPECT_FALSE(HasToken()) << "there was nothing to put back";
 }

@@ -20,7 +20,7 @@ const DataDirectory& NoDataDirectory()
     throw std::logic_error("no test here writes a file");
 }
 
-// Logs something itself and spoils the last error, as a log file that cannot be written may do.
+// Spoils the last error, as a log file that cannot be written may do.
 struct SpoilingLogger : ILogger
 {
     void Write(const wchar_t*, int) noexcept override { SetLastFailure(5); }
@@ -36,33 +36,53 @@ struct ThrowsWhenPrinted
     }
 };
 
-struct LineCase
-{
-    SourceLocation source;
-    std::uint32_t severity;
-    unsigned indentation;
-    std::wstring text;
-};
-
 } // namespace
 
 TEST(LogLine, ColumnsAreFixedAndTheTimeIsLocalWithSevenDecimals)
 {
-    const LineCase cases[] = {
-#include "Tests/Common/LogLines.inl"
+    const struct
+    {
+        SourceLocation source;
+        std::uint32_t severity;
+        unsigned indentation;
+        std::wstring text;
+    } cases[] = {
+        {{"C:\\src/Dir\\File.cpp", 12}, 5, 0, L"| DBG  | 9029     7 | File.cpp:12                    | "},
+        {{"AVeryLongFileNameThatGoesOnAndOn.cpp", 1234},
+         2,
+         0,
+         L"| ERR  | 9029     7 | AVeryLongFileNameThatGoesO:1234| "},
+        {{"F.cpp", 12345}, 8, 2, L"|      | 9029     7 | F.cpp:12345                    |     "},
+        {{"F.cpp", 1}, 3, 40, L"| WARN | 9029     7 | F.cpp:1                        | " + std::wstring(60, L' ')},
     };
     // 2020-02-29 12:34:56.7891234 UTC; the zone of the machine moves hours and minutes only.
     const std::uint64_t units = (13227453296ULL * 1000 + 789) * 10000 + 1234;
-    for (const LineCase& each : cases) {
+    for (const auto& each : cases) {
         const std::wstring line =
             FormatLogLine({units, each.severity, 0x12345, 0xABC0007, each.source, each.indentation, L"text"});
-        EXPECT_EQ(line.substr(28), each.text);
+        EXPECT_EQ(line.substr(28), each.text + L"text\r\n");
         EXPECT_TRUE(std::regex_match(line.substr(0, 28), std::wregex(L"2020-0[23]-\\d\\d \\d\\d:\\d\\d:56\\.7891234 ")))
             << testing::PrintToString(line);
     }
 }
 
-TEST(LogManager, SeverityFollowsTheSettings)
+TEST(LogStatement, ItsLineHasTheTimeProcessThreadAndPlaceOfTheCall)
+{
+    const LogCapture log;
+    const std::uint64_t before = Platform::SystemTime();
+    const auto here = SourceLocation::Current();
+    LOG_ERR(L"text");
+    const std::uint64_t after = Platform::SystemTime();
+    const auto lineAt = [&](std::uint64_t time) {
+        const SourceLocation next{here.file, here.line + 1};
+        return FormatLogLine({time, LogSeverity::Err, Platform::ProcessId(), Platform::ThreadId(), next, 0, L"text"});
+    };
+    const std::wstring line = log.Lines().at(0);
+    EXPECT_TRUE(lineAt(before) <= line && line <= lineAt(after)) << testing::PrintToString(line);
+    EXPECT_EQ(line.substr(28), lineAt(before).substr(28)) << "behind the time";
+}
+
+TEST(LogManager, SeverityFollowsTheSettingsAndStaysWhenTheyCannotBeRead)
 {
     ManualClock clock;
     TestSettings settings;
@@ -73,34 +93,19 @@ TEST(LogManager, SeverityFollowsTheSettings)
         std::uint32_t result = 0;
         while (result < 8 && log.IsEnabled(result + 1))
             ++result;
-        EXPECT_FALSE(log.IsEnabled(LogSeverity::None));
-        return result;
+        return log.IsEnabled(LogSeverity::None) ? 99 : result;
     };
     EXPECT_EQ(highest(L"wArN"), 3U);
     EXPECT_EQ(highest(L"NONE"), 0U);
-    EXPECT_EQ(highest(L"DBG3"), 7U);
     EXPECT_EQ(highest(L"3"), 5U) << "numbers keep the default";
-    EXPECT_EQ(highest(L"CRIT"), 1U);
-    EXPECT_EQ(highest(L"ERR", 5000), 1U) << "not yet stale";
-    EXPECT_EQ(highest(L"ERR", 1), 2U);
-}
-
-TEST(LogManager, ARefreshThatFailsKeepsTheOldValuesAndCounts)
-{
-    ManualClock clock;
-    TestSettings settings;
-    LogManager log(settings.store, &NoDataDirectory);
-    settings[L"Logger/MaxSeverity"] = L"DBG2";
-    settings[L"Logger/KeepOpenInterval"] = L"7";
-    EXPECT_TRUE(log.IsEnabled(LogSeverity::Dbg2));
+    EXPECT_EQ(highest(L"DBG3"), 7U);
+    EXPECT_EQ(highest(L"ERR", 5000), 7U) << "not yet stale";
     settings.source->hook = [] { throw std::bad_alloc(); };
-    clock.Advance(std::chrono::seconds(6));
     settings.source->questions = 0;
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_TRUE(log.IsEnabled(LogSeverity::Dbg2));
-        EXPECT_EQ(log.Settings().KeepOpenInterval(), 7U);
-    }
-    EXPECT_EQ(settings.source->questions, 1);
+    EXPECT_EQ(highest(L"ERR", 1), 7U);
+    EXPECT_EQ(settings.source->questions, 1) << "a refresh that fails counts";
+    settings.source->hook = nullptr;
+    EXPECT_EQ(highest(L"ERR"), 2U);
 }
 
 TEST(LogManager, FourLoggersAtMost)
@@ -160,6 +165,7 @@ TEST(TraceScope, LinesBetweenEntryAndExitAreIndentedPerThread)
         const std::wstring text = line.substr(line.find(L"| ", 55) + 2);
         seen.push_back(text.substr(0, text.find_first_of(L"[\r")));
     }
+    EXPECT_EQ(log.Count(L"| Logging.cpp:"), seen.size());
     EXPECT_EQ(seen, (std::vector<std::wstring>{L"Entering: outer", L"  in outer", L"  Entering: inner", L"    in inner",
                                                L"other thread", L"  Exiting: inner ", L"Exiting: outer "}));
     EXPECT_EQ(other.Count(L"ing: inner"), 0U) << "that scope's lines went to one logger";

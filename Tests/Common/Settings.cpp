@@ -9,30 +9,19 @@
 #include "Tests/Support/ManualClock.h"
 #include "Tests/Support/TestEnvironment.h"
 
-#include <algorithm>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <regex>
 
 namespace
 {
 
-class TemporaryFiles
+// The file's path with the separators of Windows.
+std::wstring Write(const TemporaryFolder& folder, const wchar_t* name, const std::string& text)
 {
-public:
-    void Write(const char* name, const std::string& text) const
-    {
-        std::ofstream(m_folder.Path() / name, std::ios::binary) << text;
-    }
-    std::wstring Path(const char* name) const
-    {
-        std::wstring path = (m_folder.Path() / name).wstring();
-        std::replace(path.begin(), path.end(), L'/', L'\\');
-        return path;
-    }
-
-private:
-    const TemporaryFolder m_folder;
-};
+    std::ofstream(folder.Path() / name, std::ios::binary) << text;
+    return std::regex_replace((folder.Path() / name).wstring(), std::wregex(L"/"), L"\\");
+}
 
 // What a source or a store answers; "<none>" for 0x80070490.
 template <class Settings>
@@ -100,28 +89,26 @@ TEST(IniSettings, CandidateFilesStandBesideProcessAndModule)
 
 TEST(IniSettings, EmptyValuesLetTheNextFileAnswerAndTheNamedFileComesFirst)
 {
-    const TemporaryFiles files;
-    files.Write("service.ini", "[Logger]\r\nPath=\r\nLong=service  \r\n");
-    files.Write("GlobalSettings.ini", "[Logger]\r\nPath=global\r\n[General]\r\nKey=general\r\n");
-    files.Write("named.ini", "[Logger]\r\nLong=named\r\n");
-    IniSettingsSource source(files.Path("service.exe"), L"");
+    const TemporaryFolder folder;
+    IniSettingsSource source(Write(folder, L"service.ini", "[Logger]\r\nPath=\r\nLong=service  \r\n"), L"");
+    Write(folder, L"GlobalSettings.ini", "[Logger]\r\nPath=global\r\n[General]\r\nKey=general\r\n");
     EXPECT_EQ(Ask(source, L"logger", L"PATH"), L"global");
     EXPECT_EQ(Ask(source, L"Logger", L"Long"), L"service");
     EXPECT_EQ(Ask(source, nullptr, L"Key"), L"general");
     EXPECT_EQ(Ask(source, L"Logger", L"Missing"), L"<none>");
 
-    const ScopedVariable named(L"GLOBAL_SETTINGS_INI", files.Path("named.ini"));
+    const ScopedVariable named(L"GLOBAL_SETTINGS_INI", Write(folder, L"named.ini", "[Logger]\r\nLong=named\r\n"));
     EXPECT_EQ(Ask(source, L"Logger", L"Long"), L"named");
     EXPECT_EQ(Ask(source, L"Logger", L"Path"), L"global") << "the named file lacks the key";
-    files.Write("named.ini", "[Logger]\r\nLong=" + std::string(700, 'x') + "\r\n");
-    EXPECT_EQ(Ask(source, L"Logger", L"Long"), std::wstring(700, L'x')) << "read anew, longer than two buffers";
+    Write(folder, L"named.ini", "[Logger]\r\nLong=" + std::string(700, 'x') + "\r\n");
+    EXPECT_EQ(Ask(source, L"Logger", L"Long"), std::wstring(700, L'x')) << "read anew";
 }
 
 TEST(EnvironmentSettings, DefinedVariablesAnswerEvenWhenEmptyAndBeforeIniFiles)
 {
-    const TemporaryFiles files;
-    files.Write("g.ini", "[General]\nEmpty=fromini\nOther=fromini\n");
-    const ScopedVariable named(L"GLOBAL_SETTINGS_INI", files.Path("g.ini"));
+    const TemporaryFolder folder;
+    const std::wstring file = Write(folder, L"g.ini", "[General]\nEmpty=fromini\nOther=fromini\n");
+    const ScopedVariable named(L"GLOBAL_SETTINGS_INI", file);
     const ScopedVariable set(L"GS_Logger_MaxSeverity", L"WARN \t");
     const ScopedVariable general(L"GS_General_Empty", L"");
     SettingsStore store;
@@ -174,7 +161,9 @@ TEST(DataDirectory, TakesItsBaseFromTheSettingsOrTheModule)
 {
     const ScopedVariable variable(L"KESTRINE_TEST_DIRECTORY", L"C:\\expanded");
     const Pair cases[] = {
-#include "Tests/Common/BaseDirectories.inl"
+        {L"data", L"C:\\module\\data\\"}, {L"C:\\data", L"C:\\data\\"},
+        {L"/srv/data/", L"/srv/data/"},   {L"%KESTRINE_TEST_DIRECTORY%\\x", L"C:\\expanded\\x\\"},
+        {L"", L"C:\\module\\"},
     };
     TestSettings settings;
     EXPECT_EQ(DataDirectory(settings.store, L"C:\\module\\").Base(), L"C:\\module\\");
@@ -188,27 +177,45 @@ TEST(DataDirectory, RegistryValuesRedirectPathPrefixes)
 {
     TestRegistryKey key;
     key.Add(L"Logs", L"D:\\logs");
-    key.Add(L"reports\\OLD", L"E:\\archive", TestRegistryKey::ExpandableText);
+    key.Add(L"reports\\OLD", L"%KESTRINE_TEST_DRIVE%\\archive", TestRegistryKey::ExpandableText);
     key.Add(L"number", L"7", TestRegistryKey::Number);
     key.Add(L"\u00E4rger", L"F:\\a");
+    const ScopedVariable variable(L"KESTRINE_TEST_DRIVE", L"E:");
     TestSettings settings;
     settings[L"General/DataDirectoryPath"] = L"C:\\data";
     settings[L"General/DataDirectoryPathOverrideRegKey"] = L"HKCU\\" + TestRegistryKey::SubKey();
     const DataDirectory directory(settings.store, L"C:\\module\\");
     const Pair cases[] = {
-#include "Tests/Common/RedirectedPaths.inl"
+        {L"logs\\", L"D:\\logs\\"},
+        {L"LOGS/sub\\file.log", L"D:\\logs\\sub\\file.log"},
+        {L"Reports\\old\\x", L"E:\\archive\\x"},
+        {L"Reports\\new", L"C:\\data\\Reports\\new"},
+        {L"\\Logs", L"\\Logs"},           // absolute paths are not redirected
+        {L"number", L"C:\\data\\number"}, // only texts count
+        {L"\u00C4rger\\x", L"F:\\a\\x"},  // letters beyond ASCII have their cases as well
     };
     for (const auto& [path, resolved] : cases)
         EXPECT_EQ(directory.ResolvePath(path), resolved);
+    EXPECT_EQ(CodeOf([&] { directory.ResolvePath(std::wstring(300, L'x')); }),
+              HResultFromWin32(ERROR_FILENAME_EXCED_RANGE));
 }
 
-TEST(DataDirectory, AValueWithoutNameMovesTheWholeDirectory)
+TEST(DataDirectory, AValueWithoutNameOfTheKeyMovesTheWholeDirectory)
 {
-    TestRegistryKey key;
-    key.Add(L"", L"moved");
+    using Platform::RegistryRoot;
     TestSettings settings;
-    settings[L"General/DataDirectoryPathOverrideRegKey"] = L"HKEY_CURRENT_USER/" + TestRegistryKey::SubKey();
-    EXPECT_EQ(DataDirectory(settings.store, L"C:\\module\\").ResolvePath(L"x"), L"C:\\module\\moved\\x");
-    settings[L"General/DataDirectoryPathOverrideRegKey"] = L"HKCU\\" + TestRegistryKey::SubKey() + L"\\Absent";
-    EXPECT_EQ(DataDirectory(settings.store, L"C:\\module\\").Base(), L"C:\\module\\");
+    const std::pair<const wchar_t*, RegistryRoot> roots[] = {
+        {L"HKCU\\", RegistryRoot::CurrentUser}, {L"HKEY_CURRENT_USER/", RegistryRoot::CurrentUser},
+        {L"HKLM/", RegistryRoot::LocalMachine}, {L"HKEY_LOCAL_MACHINE\\", RegistryRoot::LocalMachine},
+        {L"", RegistryRoot::LocalMachine},
+    };
+    for (const auto& [name, root] : roots) {
+        TestRegistryKey key(root);
+        key.Add(L"", L"moved");
+        settings[L"General/DataDirectoryPathOverrideRegKey"] = name + TestRegistryKey::SubKey();
+        EXPECT_EQ(DataDirectory(settings.store, L"C:\\module\\").ResolvePath(L"x"), L"C:\\module\\moved\\x")
+            << testing::PrintToString(name);
+        settings[L"General/DataDirectoryPathOverrideRegKey"] += L"\\Absent";
+        EXPECT_EQ(DataDirectory(settings.store, L"C:\\module\\").Base(), L"C:\\module\\");
+    }
 }

@@ -68,6 +68,17 @@ TEST_F(UpdaterFixture, LocalOnlyItemsStayForALocalReportServerOrOnDemand)
     EXPECT_EQ(log.Count(L"Updating IsLocalSSRS status"), 0U) << "nobody needs to know";
 }
 
+TEST_F(UpdaterFixture, AReportServerThatCannotBeLookedUpIsRemote)
+{
+    Start();
+    sourceB.list = MakeTestList({MakeTestItem(L"local", {}, true)});
+    const KelNodePtr entry = MakeEntry(L"entry", true, L"");
+    entry.SetBinary(L"ReportServerUrl", {1}); // is no text
+    DeliverAndSettle({entry});
+    EXPECT_EQ(consumer.lists.back(), (Texts{L"ann(c1)", L"bob"}));
+    EXPECT_GE(log.Count(L"| ERR  |", L"IsLocalSSRS failed: "), 1U);
+}
+
 TEST_F(UpdaterFixture, OnlyAnotherEnabledEntryChangesAnything)
 {
     Start();

@@ -1,13 +1,12 @@
 #include "Platform/Files.h"
 
-#include "Platform/Testing/ExclusiveFile.h"
-#include "Platform/Testing/Process.h"
 #include "Platform/Testing/TemporaryFolder.h"
 
+#include <array>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
-#include <optional>
+#include <vector>
 
 using namespace Platform;
 
@@ -25,13 +24,6 @@ protected:
         EXPECT_EQ(AppendFile::Open(Path(name), file), expected) << testing::PrintToString(name);
         EXPECT_EQ(static_cast<bool>(file), expected == S_OK);
         return file;
-    }
-
-    FileIdentity Identity(const wchar_t* name) const
-    {
-        FileIdentity identity{};
-        EXPECT_EQ(Open(name).GetIdentity(identity), S_OK);
-        return identity;
     }
 
     TemporaryFolder m_folder;
@@ -54,27 +46,6 @@ TEST_F(Files, EveryWriteAppendsWhoeverWroteBefore)
     EXPECT_EQ(size, 6U);
 }
 
-TEST_F(Files, WhatSomebodyHasForHimselfIsASharingViolation)
-{
-    std::optional<ExclusiveFile> taken(m_folder.Path() / "a");
-    Open(L"a", HResultFromWin32(ERROR_SHARING_VIOLATION));
-    taken.reset();
-    AppendFile duplicate;
-    EXPECT_EQ(Open(L"a").Duplicate(duplicate), S_OK);
-    EXPECT_EQ(duplicate.Write("late"), S_OK) << "the duplicate outlives the original";
-    EXPECT_EQ(std::filesystem::file_size(m_folder.Path() / "a"), 4U);
-}
-
-TEST_F(Files, IdentityIsTheFilesNotTheHandles)
-{
-    const FileIdentity first = Identity(L"a");
-    EXPECT_NE(first, Identity(L"b"));
-    EXPECT_EQ(Open(L"a").Write("12345"), S_OK);
-    EXPECT_EQ(first, Identity(L"a"));
-    std::filesystem::remove(m_folder.Path() / "a");
-    EXPECT_TRUE(first != Identity(L"a") || RunsUnderWine()) << "a new file, though it may lie in the old one's place";
-}
-
 TEST_F(Files, FailuresSayWhy)
 {
     EXPECT_EQ(CreateFolder(Path(L"folder")), S_OK);
@@ -91,30 +62,18 @@ TEST_F(Files, FailuresSayWhy)
 
 TEST_F(Files, PathsAreJoined)
 {
-    const struct
-    {
-        const wchar_t* directory;
-        const wchar_t* relative;
-        const wchar_t* joined;
-    } rows[] = {
-        {L"C:\\a\\b", L"f", L"C:\\a\\b\\f"},
-        {L"C:\\a\\b\\", L"f\\g", L"C:\\a\\b\\f\\g"},
-        {L"C:\\a\\b", L"f\\", L"C:\\a\\b\\f\\"},
-        {L"C:\\a\\b", L"..\\f", L"C:\\a\\f"},
-        {L"C:\\a\\b", L"f\\..\\..\\g", L"C:\\a\\g"},
-        {L"C:\\a\\b", L".\\f", L"C:\\a\\b\\f"},
-        {L"C:\\a\\b", L"a..b", L"C:\\a\\b\\a..b"},
-        {L"C:\\a\\.\\b\\..\\c", L".b", L"C:\\a\\c\\.b"},
-        {L"C:\\a\\", L"", L"C:\\a\\"},
-        {L"C:\\", L"f", L"C:\\f"},
-        {L"\\a\\b", L"..\\f", L"\\a\\f"},
-        {L"\\a", L"..\\..\\..\\f", L"\\f"},
-        {L"\\home\\user\\app\\", L"Logs\\", L"\\home\\user\\app\\Logs\\"},
-    };
     std::wstring path;
-    for (const auto& row : rows) {
-        EXPECT_EQ(JoinPath(row.directory, row.relative, path), S_OK);
-        EXPECT_EQ(path, row.joined) << testing::PrintToString(row.directory) << testing::PrintToString(row.relative);
+    for (const auto& [directory, relative, joined] : std::vector<std::array<const wchar_t*, 3>>{
+             {L"C:\\a\\b", L"f", L"C:\\a\\b\\f"},
+             {L"C:\\a\\b\\", L"f\\", L"C:\\a\\b\\f\\"},
+             {L"C:\\a\\b", L"f\\..\\..\\g", L"C:\\a\\g"},
+             {L"C:\\a\\.\\b\\..\\c", L".\\a..b\\.b", L"C:\\a\\c\\a..b\\.b"},
+             {L"C:\\a\\", L"", L"C:\\a\\"},
+             {L"C:\\", L"f", L"C:\\f"},
+             {L"\\a", L"..\\..\\..\\f", L"\\f"},
+         }) {
+        EXPECT_EQ(JoinPath(directory, relative, path), S_OK);
+        EXPECT_EQ(path, joined) << testing::PrintToString(directory) << testing::PrintToString(relative);
     }
     const std::wstring longest = std::wstring(L"C:\\") + std::wstring(120, L'x');
     EXPECT_EQ(JoinPath(longest, std::wstring(135, L'y'), path), S_OK);

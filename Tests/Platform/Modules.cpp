@@ -2,6 +2,7 @@
 
 #include "Platform/Testing/DebugOutput.h"
 #include "Platform/Testing/TemporaryFolder.h"
+#include "Platform/Testing/ThreadLanguage.h"
 #include "Tests/Support/Waiting.h"
 
 #include <fstream>
@@ -18,53 +19,16 @@ std::wstring PathOf(const wchar_t* fileBesideTheProgram)
     return program.substr(0, program.rfind(L'\\') + 1) + fileBesideTheProgram;
 }
 
-std::wstring TestModulePath()
-{
-    return PathOf(L"PlatformTest.module");
-}
-
 } // namespace
-
-TEST(Modules, MainProgramIsFoundByAddress)
-{
-    static const char anchor = 0;
-    const int onStack = 0;
-    EXPECT_EQ(FindModule(&anchor), MainModule());
-    EXPECT_EQ(FindModule(&onStack), nullptr);
-    EXPECT_NE(ModulePath(MainModule()).find(L"\\PlatformTests"), std::wstring::npos);
-    EXPECT_EQ(ModulePath(&onStack), L"");
-}
-
-TEST(Modules, LastReferenceUnloads)
-{
-    const std::wstring path = TestModulePath();
-    for (int round = 0; round < 2; ++round) {
-        NativeModule module;
-        NativeModule again;
-        ASSERT_EQ(NativeModule::Load(path, module), S_OK);
-        ASSERT_EQ(NativeModule::Load(path, again), S_OK);
-        void* const address = module.Find("CountUnloadIn");
-        ASSERT_TRUE(address);
-        EXPECT_EQ(again.Find("CountUnloadIn"), address);
-        EXPECT_EQ(module.Find("NoSuchExport"), nullptr);
-        EXPECT_EQ(ModulePath(FindModule(address)), path);
-        int unloads = 0;
-        reinterpret_cast<void (*)(int*)>(address)(&unloads);
-        again = NativeModule();
-        EXPECT_EQ(unloads, 0);
-        module = NativeModule();
-        EXPECT_EQ(unloads, 1);
-        EXPECT_EQ(FindModule(address), nullptr);
-    }
-}
 
 TEST(Modules, AThreadHoldsTheModuleThatItsBodyLiesIn)
 {
+    const std::wstring path = PathOf(L"PlatformTest.module");
     for (int round = 0; round < 100; ++round) {
         NativeModule module;
-        ASSERT_EQ(NativeModule::Load(TestModulePath(), module), S_OK);
+        ASSERT_EQ(NativeModule::Load(path, module), S_OK);
         void* const address = module.Find("StartThread");
-        ASSERT_TRUE(address);
+        ASSERT_EQ(ModulePath(FindModule(address)), path);
         std::atomic<bool> started{false};
         reinterpret_cast<void (*)(std::atomic<bool>*)>(address)(&started);
         ASSERT_TRUE(Eventually([&] { return started.load(); }));
@@ -89,10 +53,17 @@ TEST(Messages, OfAModule)
     EXPECT_FALSE(none);
 }
 
+TEST(Messages, OfAModuleAreInTheUsersLanguageWhateverTheThreads)
+{
+    MessageModule messages;
+    ASSERT_EQ(MessageModule::Load(PathOf(L"TestLanguages.dll"), messages), S_OK);
+    const GermanThread german;
+    EXPECT_EQ(messages.Find(0xFFF7), L"The user's.\r\n");
+}
+
 TEST(Messages, OfTheSystem)
 {
-    for (const std::uint32_t code :
-         {2U, 3U, 5U, 8U, 14U, 32U, 87U, 112U, 122U, 126U, 183U, 206U, 1332U, 1337U, 1722U}) {
+    for (const std::uint32_t code : {2U, 5U, 32U, 87U, 112U, 206U, 1332U}) {
         const std::wstring text = FindSystemMessage(code).value_or(L"");
         EXPECT_TRUE(text.size() > 5 && text.ends_with(L".\r\n") && text.find(L'\n') == text.size() - 1) << code;
         EXPECT_EQ(FindSystemMessage(static_cast<std::uint32_t>(HResultFromWin32(code))), text);

@@ -18,15 +18,6 @@ std::string Quoted(const fs::path& path)
     return '"' + path.string() + '"';
 }
 
-// With the line ends of the system's texts made those of the program's.
-std::string ReadText(const fs::path& file)
-{
-    std::ifstream stream(file, std::ios::binary);
-    std::string text{std::istreambuf_iterator<char>(stream), {}};
-    std::erase(text, '\r');
-    return text;
-}
-
 class LogProgram : public testing::Test
 {
 protected:
@@ -36,15 +27,28 @@ protected:
         return folder.Path() / name;
     }
 
-    int Run(const std::string& arguments)
+    int Run(const std::string& arguments, const fs::path& out)
     {
-        const fs::path out = folder.Path() / "out.txt";
         const fs::path err = folder.Path() / "err.txt";
         const int status =
             RunInShell(Quoted(KESTRINE_LOG_PROGRAM) + ' ' + arguments + " >" + Quoted(out) + " 2>" + Quoted(err));
-        output = ReadText(out);
         errors = ReadText(err);
         return status;
+    }
+    int Run(const std::string& arguments)
+    {
+        const int status = Run(arguments, folder.Path() / "out.txt");
+        output = ReadText(folder.Path() / "out.txt");
+        return status;
+    }
+
+    // With the line ends of the system's texts made those of the program's.
+    static std::string ReadText(const fs::path& file)
+    {
+        std::ifstream stream(file, std::ios::binary);
+        std::string text{std::istreambuf_iterator<char>(stream), {}};
+        std::erase(text, '\r');
+        return text;
     }
 
     const TemporaryFolder folder;
@@ -86,9 +90,9 @@ TEST_F(LogProgram, WrongInputIsNamed)
     }
     for (const char* options : {"--severity LOUD ", "--since yesterday ", "--thread x ", "--follow --cycles ", ""})
         EXPECT_EQ(Run(options + (*options ? Quoted(log) : "")), 2) << options;
+    const auto size = fs::file_size(log);
     EXPECT_EQ(Run("--html " + Quoted(log) + ' ' + Quoted(log)), 2);
-    EXPECT_EQ(fs::file_size(log),
-              Utf16(Entry(1, "DBG", 1, "quiet") + Entry(2, "ERR", 70, "loud \u00C5\r\nmore")).size());
+    EXPECT_EQ(fs::file_size(log), size);
 }
 
 TEST_F(LogProgram, OutputThatCannotBeWrittenIsAFailure)
@@ -98,8 +102,6 @@ TEST_F(LogProgram, OutputThatCannotBeWrittenIsAFailure)
     EXPECT_THAT(errors, StartsWith("kestrine-log: " + page.string() + ": No such file"));
     if (!fs::exists("/dev/full"))
         return;
-    EXPECT_EQ(RunInShell(Quoted(KESTRINE_LOG_PROGRAM) + ' ' + Quoted(log) + " 2>" + Quoted(folder.Path() / "err.txt") +
-                         " >/dev/full"),
-              1);
-    EXPECT_EQ(ReadText(folder.Path() / "err.txt"), "kestrine-log: standard output: No space left on device\n");
+    EXPECT_EQ(Run(Quoted(log), "/dev/full"), 1);
+    EXPECT_EQ(errors, "kestrine-log: standard output: No space left on device\n");
 }

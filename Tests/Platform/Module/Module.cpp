@@ -5,27 +5,6 @@
 #include <chrono>
 #include <thread>
 
-namespace
-{
-
-struct UnloadCounter
-{
-    ~UnloadCounter()
-    {
-        if (counter)
-            ++*counter;
-    }
-
-    int* counter = nullptr;
-} unloadCounter;
-
-} // namespace
-
-extern "C" void CountUnloadIn(int* counter)
-{
-    unloadCounter.counter = counter;
-}
-
 // Nobody waits for the thread, which goes on in the module's code behind `started`.
 extern "C" void StartThread(std::atomic<bool>* started)
 {
