@@ -29,8 +29,7 @@ TEST(AuthTokens, TheCurrentTokenIsOptionalUnlessRequired)
         EXPECT_EQ(CodeOf([] { GetCurrentAuthToken(true); }), NotFound) << why;
     };
     expectNone("the host has no context manager");
-    FakeRequestContextMgr manager;
-    const RegisteredInstance named(L"Core.RequestContextMgr", static_cast<IRequestContextMgr*>(&manager));
+    Named<FakeRequestContextMgr> manager(L"Core.RequestContextMgr");
     expectNone("a context without token");
     const KelNodePtr token = MakeToken(L"win:sid=S-1-5-18", L"x");
     FakeRequestContextMgr::t_token = &token;
@@ -72,8 +71,7 @@ TEST(AuthTokens, MintingResolvesGroupsOnDemand)
                                 "group CORP\\Readers = 1201\nmember CORP\\Readers = CORP\\ann\n");
     const CSid ann = LookupSidByName(L"CORP\\ann");
     EXPECT_EQ(CodeOf([&] { MakeAuthTokenBySid(ann, false); }), NotFound) << "no token manager";
-    FakeTokenMgr manager;
-    const RegisteredInstance named(L"Security.AuthTokenMgr", &manager);
+    Named<FakeTokenMgr> manager(L"Security.AuthTokenMgr");
     EXPECT_EQ(GetSubjectId(MakeAuthTokenBySid(ann, false)), L"win:sid=S-1-5-21-1-2-3-1105");
     EXPECT_TRUE(manager.groups.empty());
     EXPECT_TRUE(MakeAuthTokenBySid(ann, true));
@@ -88,36 +86,45 @@ TEST(AuthTokens, MintingResolvesGroupsOnDemand)
     EXPECT_LT(CodeOf([&] { MakeAuthTokenBySid(unknown, true); }), 0);
 }
 
-TEST(AccessItems, HoldWhatTheCheckerGrantsTheOriginatingClient)
+TEST(AccessItems, HoldWhatTheCheckerGrants)
 {
+    const TestAccounts accounts("computer = S-1-5-21-10-20-30\n");
+    const auto item = [&](const KelNodePtr& token, const std::wstring& fallback = {}) {
+        const KelNodePtr made = MakeAccessInfoForToken(token, L"ViewReports", fallback);
+        return made ? Describe(MakeTestList({made}))[0] : L"<none>";
+    };
+    const KelNodePtr unknown = MakeToken(L"id", L"unknown");
+    EXPECT_EQ(CodeOf([&] { item(unknown); }), NotFound) << "no checker";
+    Named<FakePermissionsChecker> checker(L"Security.PermissionsChecker");
+    EXPECT_EQ(item(unknown), L"<none>");
+    checker.failing = {L"unknown"};
+    EXPECT_EQ(CodeOf([&] { item(unknown); }), E_ACCESSDENIED);
+    checker.failing.clear();
+    checker.grants = {{L"unknown", {L"A"}}};
+    checker.handsOutNothing = true;
+    EXPECT_EQ(CodeOf([&] { item(unknown); }), E_POINTER) << "says that it lists containers, and lists none";
+    checker.handsOutNothing = false;
     const struct
     {
         Texts granted;
         std::wstring id, name, fallback, item;
     } cases[] = {
-#include "Tests/Kestrine/GrantedItems.inl"
+        {{L"A", L"", L"B"}, L"id", L"ann", L"", L"ann(A,B)"},
+        {{L"A", L"-", L"B"}, L"id", L"ann", L"", L"ann"}, // one without identifier widens the answer to all
+        {{L""}, L"id", L"ann", L"", L"<none>"},
+        {{}, L"same", L"same", L"CORP\\fallback", L"CORP\\fallback"},
+        {{}, L"same", L"same", L"", L"same"},
+        {{}, L"id", L"ann", L"CORP\\fallback", L"ann"},
+        {{}, L"id", L"", L"CORP\\fallback", L""}, // empty, but not equal to the id
+        {{}, L"win:sid=S-1-5-18", L"sys", L"", L"sys!"},
     };
-    const TestAccounts accounts("computer = S-1-5-21-10-20-30\n");
-    FakePermissionsChecker checker;
-    const auto item = [&](const KelNodePtr& token, const std::wstring& fallback = {}) {
-        const KelNodePtr made = MakeAccessInfoForToken(token, L"ViewReports", fallback);
-        return made ? Describe(MakeTestList({made}))[0] : L"<none>";
-    };
-    const KelNodePtr client = MakeToken(L"id", L"unknown");
-    EXPECT_EQ(CodeOf([&] { item(client); }), NotFound) << "no checker";
-    const RegisteredInstance named(L"Security.PermissionsChecker", &checker);
-    EXPECT_EQ(item(client), L"<none>");
-    checker.failing = {L"unknown"};
-    EXPECT_EQ(CodeOf([&] { item(client); }), E_ACCESSDENIED);
-    checker.failing.clear();
-    checker.grants = {{L"unknown", {L"A"}}};
-    checker.handsOutNothing = true;
-    EXPECT_EQ(CodeOf([&] { item(client); }), E_POINTER) << "says that it lists containers, and lists none";
-    checker.handsOutNothing = false;
     for (const auto& each : cases) {
         checker.grants = {{each.name, each.granted}};
-        const KelNodePtr token = MakeToken(each.id, each.name, {}, L"OnBehalfOfClient");
-        EXPECT_EQ(item(token, each.fallback), each.item);
-        EXPECT_EQ(item(MakeToken(L"svc", L"Portal", token), each.fallback), each.item);
+        const KelNodePtr client = MakeToken(each.id, each.name, {}, L"OnBehalfOfClient");
+        const KelNodePtr service = MakeToken(L"svc", L"Portal", client);
+        for (const KelNodePtr& token : {client, service}) {
+            EXPECT_EQ(item(token, each.fallback), each.item);
+            EXPECT_EQ(checker.lastToken, token) << "the checker sees the whole chain";
+        }
     }
 }
