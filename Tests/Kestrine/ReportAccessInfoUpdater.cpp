@@ -26,12 +26,6 @@ protected:
         sourceA.list = MakeTestList({MakeTestItem(L"ann", {L"c1"}), MakeTestItem(L"bob")});
     }
 
-    void TearDown() override
-    {
-        updater.Reset();
-        ComponentTest::TearDown();
-    }
-
     // With the sources and consumers that it has, and those consumers more.
     HRESULT ConfigureAgain(const Texts& newConsumers = {})
     {
@@ -45,7 +39,8 @@ protected:
         AwaitRuns([&] { EXPECT_EQ(ConfigureAgain(newConsumers), expected); });
     }
 
-    HRESULT RunCycle() { return updater->UpdateAccessInfo(nullptr, TRUE); }
+    ComponentPtr<IAccessInfoUpdater> Updater() const { return As<IAccessInfoUpdater>(); }
+    HRESULT RunCycle() { return Updater()->UpdateAccessInfo(nullptr, TRUE); }
 
     // An enabled entry at the address.
     HRESULT Deliver(const wchar_t* url) { return settings.Deliver({MakeEntry(L"entry", true, url)}); }
@@ -90,7 +85,6 @@ protected:
     Named<FakeDatabase> otherDatabase{L"Test.OtherDatabase"};
     Named<FakeSettingsManager> settings{L"Test.Settings"};
     Named<FakeSettingsManager> otherSettings{L"Test.OtherSettings"};
-    ComponentPtr<IAccessInfoUpdater> updater = As<IAccessInfoUpdater>();
 };
 
 } // namespace
@@ -99,7 +93,7 @@ TEST_F(UpdaterFixture, BeforeSettingsArriveCyclesDoNothing)
 {
     config.SetInt32(L"UpdateIntervalS", 100);
     EXPECT_EQ(RunCycle(), HResultFromWin32(ERROR_INVALID_STATE)) << "not configured";
-    EXPECT_EQ(updater->UpdateAccessInfo(nullptr, FALSE), S_OK) << "nothing to trigger yet";
+    EXPECT_EQ(Updater()->UpdateAccessInfo(nullptr, FALSE), S_OK) << "nothing to trigger yet";
     ASSERT_EQ(Configure(), S_OK);
     clock.LetTheWaiterLook();
     clock.Advance(100s - 1ms);
@@ -371,7 +365,6 @@ TEST_F(UpdaterFixture, AManagerThatThrowsDoesNotKeepTheUpdaterFromGoing)
 {
     Start();
     settings.throwsWhenUnsubscribing = true;
-    updater.Reset();
     configurable.Reset();
     EXPECT_EQ(log.Count(L"| ERR  |", L"Unsubscribing from the reporting settings manager failed: "), 1U);
     EXPECT_EQ(Deliver(OtherRemote), S_OK) << "a late notification finds nobody and harms nobody";
@@ -381,13 +374,13 @@ TEST_F(UpdaterFixture, AManagerThatThrowsDoesNotKeepTheUpdaterFromGoing)
 TEST_F(UpdaterFixture, RegisteringKeepsOrderAndDuplicates)
 {
     Start();
-    EXPECT_EQ(updater->RegisterAccessInfoSource(nullptr), E_POINTER);
-    EXPECT_EQ(updater->UnregisterAccessInfoSource(nullptr), E_POINTER);
+    EXPECT_EQ(Updater()->RegisterAccessInfoSource(nullptr), E_POINTER);
+    EXPECT_EQ(Updater()->UnregisterAccessInfoSource(nullptr), E_POINTER);
     sourceB.list = MakeTestList({MakeTestItem(L"b")});
     for (FakeSource* source : {&sourceA, &sourceB})
-        EXPECT_EQ(updater->RegisterAccessInfoSource(source), S_OK);
+        EXPECT_EQ(Updater()->RegisterAccessInfoSource(source), S_OK);
     EXPECT_EQ(ListsOfNextCycle(), Lists(1, {L"ann(c1)", L"bob", L"b", L"ann(c1)", L"bob", L"b"}));
-    EXPECT_EQ(updater->UnregisterAccessInfoSource(&sourceB), S_OK);
+    EXPECT_EQ(Updater()->UnregisterAccessInfoSource(&sourceB), S_OK);
     EXPECT_EQ(ListsOfNextCycle(), Lists(1, {L"ann(c1)", L"bob", L"ann(c1)", L"bob"}));
     EXPECT_EQ(sourceB.References(), 2U) << "the test's and the name's";
 }
@@ -398,35 +391,17 @@ TEST_F(UpdaterFixture, ConfigureSaysWhichKeyIsWrong)
         log.Clear();
         EXPECT_EQ(Configure(), code);
         EXPECT_EQ(log.Count(L"| ERR  |", L"CReportAccessInfoUpdater::Configure failed: 0x"), 1U);
-        EXPECT_EQ(log.Count(L"| ERR  |", L"Configuration key " + line), line.empty() ? 0U : 1U);
+        EXPECT_EQ(log.Count(L"| ERR  |", L"Configuration key " + line), 1U);
     };
     config.SetInt32(L"RetryIntervalS", -1);
     refused(E_INVALIDARG, L"'RetryIntervalS' cannot be used: -1 is out of range");
     config.SetInt64(L"RetryIntervalS", 0x100000000);
     refused(E_INVALIDARG, L"'RetryIntervalS' cannot be used: 4294967296 is out of range");
     config.SetEmpty(L"RetryIntervalS"); // without value: keeps the default
-    settings.result = E_ABORT;
-    refused(E_ABORT, {});
-    settings.result = S_OK;
     EXPECT_EQ(Configure(), S_OK);
     config = CreateKelNode(nullptr, nullptr);
     refused(NotFound, L"'DatabaseConnectionManager' cannot be used: 0x80070490 ");
     EXPECT_EQ(configurable->Configure(nullptr), E_POINTER);
-}
-
-TEST_F(UpdaterFixture, AConfigurationDoesNotWaitWithTheLockForTheRunThatItReplaces)
-{
-    Start();
-    const auto runs = [&] { return log.Count(L"Entering: CReportAccessInfoUpdater::UploadAccessInfo"); };
-    settings.hook = [&] { // with the lock, for which the run that begins waits
-        EXPECT_EQ(updater->UpdateAccessInfo(nullptr, FALSE), S_OK);
-        EXPECT_TRUE(Eventually([&] { return runs() > 0; }));
-    };
-    EXPECT_EQ(ConfigureAgain(), S_OK);
-    EXPECT_EQ(settings.subscriptions, 1);
-    settings.result = E_ABORT;
-    EXPECT_EQ(ConfigureAgain(), E_ABORT);
-    EXPECT_EQ(settings.subscriptions, 1) << "the one that stands stays";
 }
 
 TEST_F(UpdaterFixture, ReleaseWaitsForTheRunAndANotificationInProgress)
@@ -437,10 +412,7 @@ TEST_F(UpdaterFixture, ReleaseWaitsForTheRunAndANotificationInProgress)
     ASSERT_EQ(Deliver(Remote), S_OK);
     ASSERT_TRUE(gate.WaitForArrivals(1));
     std::thread notifying([&, sink = settings.sink] { EXPECT_EQ(sink->OnModified(1, 0, config.Get()), S_OK); });
-    std::thread releasing([&] {
-        updater.Reset();
-        configurable.Reset();
-    });
+    std::thread releasing([&] { configurable.Reset(); });
     EXPECT_TRUE(Eventually([&] { return settings.subscriptions == 0; }));
     gate.Open();
     notifying.join();
@@ -453,8 +425,8 @@ TEST_F(UpdaterFixture, ASourceMayAskForAnUpdateAndChangeTheListWhileItIsAsked)
     const int asked = sourceA.asked;
     sourceA.hook = [this, asked] {
         if (sourceA.asked == asked + 1) {
-            EXPECT_EQ(updater->UnregisterAccessInfoSource(&sourceB), S_OK);
-            EXPECT_EQ(updater->UpdateAccessInfo(&sourceA, FALSE), S_OK);
+            EXPECT_EQ(Updater()->UnregisterAccessInfoSource(&sourceB), S_OK);
+            EXPECT_EQ(Updater()->UpdateAccessInfo(&sourceA, FALSE), S_OK);
         }
     };
     const int askedB = sourceB.asked;

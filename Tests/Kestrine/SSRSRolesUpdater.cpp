@@ -35,28 +35,23 @@ class SSRSRolesUpdaterTest : public ComponentTest<CSSRSRolesUpdater>
 protected:
     SSRSRolesUpdaterTest() : ComponentTest(L"CSSRSRolesUpdater::UpdateAction") {}
 
-    void TearDown() override
-    {
-        consumer.Reset();
-        ComponentTest::TearDown();
-    }
-
     void Start(int retryInterval = 500)
     {
-        config.SetInt32(L"UpdateIntervalS", 200);
+        config.SetInt32(L"UpdateIntervalS", 250);
         config.SetInt32(L"RetryIntervalS", retryInterval);
         ASSERT_EQ(Configure(), S_OK);
         ASSERT_EQ(SetSettings(MakeSettings()), S_OK);
         clock.LetTheWaiterLook();
     }
 
-    HRESULT SetSettings(const KelNodePtr& entry) { return consumer->OnReportingSettingsUpdated(entry.Get()); }
+    ComponentPtr<IAccessInfoConsumer> Consumer() const { return As<IAccessInfoConsumer>(); }
+    HRESULT SetSettings(const KelNodePtr& entry) { return Consumer()->OnReportingSettingsUpdated(entry.Get()); }
     HRESULT Report(const Texts& names)
     {
         std::vector<KelNodePtr> list{CreateKelNode(nullptr, L"AccessRightsItem"), MakeTestItem(L"")}; // nobody
         for (const std::wstring& name : names)
             list.push_back(MakeTestItem(name.c_str()));
-        return consumer->OnAccessInfoUpdated(MakeTestList(list).Get());
+        return Consumer()->OnAccessInfoUpdated(MakeTestList(list).Get());
     }
 
     // What is asked for meanwhile.
@@ -67,14 +62,13 @@ protected:
     }
     Texts RunAgain()
     {
-        AwaitRuns([&] { clock.Advance(200s + 1ms); });
+        AwaitRuns([&] { clock.Advance(250s + 1ms); });
         return TakeRequests();
     }
     Texts TakeRequests() { return std::exchange(gate.requests, {}); }
 
     Named<FakeSettingsGate> gate{L"Core.ServiceClient"};
     Gate passage; // for hooks
-    ComponentPtr<IAccessInfoConsumer> consumer = As<IAccessInfoConsumer>();
 };
 
 } // namespace
@@ -93,7 +87,7 @@ TEST_F(SSRSRolesUpdaterTest, EveryNewAccountIsSentOnce)
     EXPECT_EQ(RunAgain(), Texts());
     EXPECT_EQ(gate.proxies, 1) << "nothing to send, no proxy";
     EXPECT_EQ(log.Count(L"Adding item to process: "), 2U);
-    EXPECT_EQ(consumer->OnAccessInfoUpdated(nullptr), S_OK);
+    EXPECT_EQ(Consumer()->OnAccessInfoUpdated(nullptr), S_OK);
 }
 
 TEST_F(SSRSRolesUpdaterTest, AFailedAccountIsTriedAgainAfterTheRetryInterval)
@@ -108,9 +102,9 @@ TEST_F(SSRSRolesUpdaterTest, AFailedAccountIsTriedAgainAfterTheRetryInterval)
     EXPECT_EQ(log.Count(L"EXCEPTION at: Processing account 'a'"), 1U);
     failing = false;
     EXPECT_EQ(RunAgain(), Texts());
-    EXPECT_EQ(log.Count(L"skipping - time to retry (s): 299"), 1U);
+    EXPECT_EQ(log.Count(L"skipping - time to retry (s): 249"), 1U);
     EXPECT_EQ(ReportAndRun({L"c"}), Texts{L"c"});
-    clock.Advance(300s - 1ms);
+    clock.Advance(250s - 1ms);
     EXPECT_EQ(ReportAndRun({L"d"}), (Texts{L"d", L"a"})) << "due when exactly the interval has passed";
     EXPECT_EQ(RunAgain(), Texts());
 }
@@ -213,7 +207,6 @@ TEST_F(SSRSRolesUpdaterTest, ReleaseEndsARunBeforeItsNextAccount)
     ASSERT_EQ(Report(accounts), S_OK);
     ASSERT_TRUE(passage.WaitForArrivals(1));
     passage.Open();
-    consumer.Reset();
     configurable.Reset();
     EXPECT_LT(TakeRequests().size(), accounts.size());
 }
