@@ -176,11 +176,12 @@ TEST_F(UpdaterFixture, LocalOnlyItemsStayForALocalReportServerOrOnDemand)
 
 TEST_F(UpdaterFixture, LocalityIsLookedUpWithoutTheLockThreeTimesWhenSettingsChangeMeanwhile)
 {
+    Elsewhere elsewhere;
+    sourceB.list = MakeTestList({localItem});
+    Start();
     for (const int changes : {2, 3}) {
-        sourceB.list = MakeTestList({});
-        Start();
-        sourceB.list = MakeTestList({localItem});
-        Elsewhere elsewhere;
+        DeliverAndRun(OtherRemote);
+        Forget();
         int left = changes;
         const auto deliver = [&] {
             const KelNodePtr entry = MakeEntry(L"entry", true, Local);
@@ -195,8 +196,6 @@ TEST_F(UpdaterFixture, LocalityIsLookedUpWithoutTheLockThreeTimesWhenSettingsCha
         });
         AwaitRuns(deliver, 2); // the deliveries ask for a second run
         EXPECT_EQ(consumer.lists, changes == 3 ? (Lists{annAndBob, withLocal}) : Lists{withLocal});
-        config.SetStringList(L"RegisterAccessInfoSources", {});
-        config.SetStringList(L"RegisterAccessInfoConsumers", {});
     }
 }
 
