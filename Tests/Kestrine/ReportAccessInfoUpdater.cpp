@@ -3,6 +3,8 @@
 #include "Host/Nodwell/TestControls.h"
 #include "Tests/Support/ComponentTest.h"
 
+#include <limits>
+
 namespace
 {
 
@@ -137,6 +139,7 @@ TEST_F(UpdaterFixture, SettingsDeliveredWhileSubscribingStartTheFirstCycle)
 
 TEST_F(UpdaterFixture, AnUnchangedListIsNotWrittenUntilTheForceIntervalHasPassed)
 {
+    config.SetInt32(L"UpdateIntervalS", std::numeric_limits<std::int32_t>::max()); // the worker stays aside
     config.SetInt32(L"ForceUpdateIntervalS", 3600);
     Start();
     EXPECT_EQ(ListsOfNextCycle(), Lists());
@@ -401,37 +404,6 @@ TEST_F(UpdaterFixture, ConfigureSaysWhichKeyIsWrong)
     config = CreateKelNode(nullptr, nullptr);
     refused(NotFound, L"'DatabaseConnectionManager' cannot be used: 0x80070490 ");
     EXPECT_EQ(configurable->Configure(nullptr), E_POINTER);
-}
-
-TEST_F(UpdaterFixture, ReleaseWaitsForTheRunAndANotificationInProgress)
-{
-    Gate gate;
-    sourceA.hook = [&] { gate.Pass(); };
-    ASSERT_EQ(Configure(), S_OK);
-    ASSERT_EQ(Deliver(Remote), S_OK);
-    ASSERT_TRUE(gate.WaitForArrivals(1));
-    std::thread notifying([&, sink = settings.sink] { EXPECT_EQ(sink->OnModified(1, 0, config.Get()), S_OK); });
-    std::thread releasing([&] { configurable.Reset(); });
-    EXPECT_TRUE(Eventually([&] { return settings.subscriptions == 0; }));
-    gate.Open();
-    notifying.join();
-    releasing.join();
-}
-
-TEST_F(UpdaterFixture, ASourceMayAskForAnUpdateAndChangeTheListWhileItIsAsked)
-{
-    Start();
-    const int asked = sourceA.asked;
-    sourceA.hook = [this, asked] {
-        if (sourceA.asked == asked + 1) {
-            EXPECT_EQ(Updater()->UnregisterAccessInfoSource(&sourceB), S_OK);
-            EXPECT_EQ(Updater()->UpdateAccessInfo(&sourceA, FALSE), S_OK);
-        }
-    };
-    const int askedB = sourceB.asked;
-    AwaitRuns([&] { EXPECT_EQ(RunCycle(), S_OK); }, 2); // its own, and that of the worker
-    EXPECT_EQ(sourceA.asked, asked + 2);
-    EXPECT_EQ(sourceB.asked, askedB + 1) << "of the list as it was";
 }
 
 // Fails the n-th call of the node library, for every n, and looks whether each time nothing is lost.

@@ -68,7 +68,6 @@ protected:
     Texts TakeRequests() { return std::exchange(gate.requests, {}); }
 
     Named<FakeSettingsGate> gate{L"Core.ServiceClient"};
-    Gate passage; // for hooks
 };
 
 } // namespace
@@ -197,6 +196,7 @@ TEST_F(SSRSRolesUpdaterTest, TheServiceMayConfigureTheComponentDuringARequest)
 TEST_F(SSRSRolesUpdaterTest, ReleaseEndsARunBeforeItsNextAccount)
 {
     Start();
+    Gate passage;
     gate.hook = [&](const std::wstring&) {
         passage.Pass();
         std::this_thread::sleep_for(WaitLimit / 2000); // the release needs a moment to stop the worker

@@ -16,8 +16,7 @@ protected:
         server.registered.reset();
         Named<FakeConfigServer> successor(L"ConfigServer.Proxy");
         ASSERT_EQ(this->Configure(), S_OK);
-        EXPECT_TRUE(server.live.empty());
-        EXPECT_TRUE(successor.unsubscribed.empty());
+        EXPECT_TRUE(server.live.empty() && successor.unsubscribed.empty());
         successor.registered.reset();
         successor.throwing = true;
         FakeModifiedNodes nodes;
