@@ -10,6 +10,7 @@ namespace
 
 HRESULT Write(const KelNodePtr& list, FakeDatabase& connection)
 {
+    connection.statements.clear();
     return CodeOf([&] {
         WriteAccessRights(ComponentPtr<IDatabaseConnection>(&connection), CreateKelNode(nullptr, nullptr), list);
     });
@@ -17,31 +18,25 @@ HRESULT Write(const KelNodePtr& list, FakeDatabase& connection)
 
 } // namespace
 
-TEST(AccessRightsTableWriter, TheTextsAreExactAndSentAlsoForAnEmptyList)
+TEST(AccessRightsTableWriter, WritesARowForEachContainer)
 {
     FakeDatabase connection;
     EXPECT_EQ(Write(MakeTestList({}), connection), S_OK);
     EXPECT_EQ(connection.statements, (Texts{SqlTexts::TemporaryTable, SqlTexts::Merge}));
-    EXPECT_EQ(connection.statements[0].size(), 209U);
-    EXPECT_EQ(connection.statements[1].size(), 497U);
-    EXPECT_EQ(SqlTexts::InsertHead.size(), 80U);
-}
-
-TEST(AccessRightsTableWriter, WritesARowForEachContainer)
-{
-    FakeDatabase connection;
     const KelNodePtr wildcard = CreateKelNode(nullptr, L"AccessRightsItem");
     wildcard.SetEmpty(L"LogonName");
     const KelNodePtr noContainers = MakeTestItem(L"none");
     noContainers.SetStringList(L"ContainerId", {});
     const KelNodePtr valueless = MakeTestItem(L"valueless");
     valueless.SetEmpty(L"ContainerId");
-    const KelNodePtr list = MakeTestList({MakeTestItem(L"CORP\\ann", {L"c1", L"", L"c2"}), MakeTestItem(L"O'Brien"),
+    const KelNodePtr list = MakeTestList({MakeTestItem(L"CORP\\ann", {L"c1", L"", L"c'2"}), MakeTestItem(L"O'Brien"),
                                           wildcard, MakeTestItem(L"empty", {L"", L""}), noContainers, valueless});
     EXPECT_EQ(Write(list, connection), S_OK);
-    ASSERT_EQ(connection.statements.size(), 3U);
-    EXPECT_EQ(connection.statements[1], SqlTexts::InsertHead + L"N'CORP\\ann',N'c1','A'), (N'CORP\\ann',N'c2','A'), "
-                                                               L"(N'O''Brien',NULL,'A'), (NULL,NULL,'A')");
+    EXPECT_EQ(connection.statements,
+              (Texts{SqlTexts::TemporaryTable,
+                     SqlTexts::InsertHead + L"N'CORP\\ann',N'c1','A'), (N'CORP\\ann',N'c''2','A'), "
+                                            L"(N'O''Brien',NULL,'A'), (NULL,NULL,'A')",
+                     SqlTexts::Merge}));
 }
 
 TEST(AccessRightsTableWriter, ABatchIsSentWithTheFirstRowBeyond1024Characters)
@@ -68,11 +63,8 @@ TEST(AccessRightsTableWriter, AnItemWithoutNameAndAFailingStatementEndTheWrite)
     const KelNodePtr nameless = CreateKelNode(nullptr, L"AccessRightsItem");
     EXPECT_EQ(Write(MakeTestList({MakeTestItem(L"first"), nameless}), connection), NotFound);
     EXPECT_EQ(connection.statements.size(), 1U) << "the temporary table only";
-    const KelNodePtr list = MakeTestList({MakeTestItem(std::wstring(1100, L'x').c_str()), MakeTestItem(L"y")});
-    for (std::size_t failing = 1; failing <= 4; ++failing) {
-        connection.statements.clear();
-        connection.failingStatement = failing;
-        EXPECT_EQ(Write(list, connection), E_ABORT);
+    for (std::size_t& failing = connection.failingStatement = 1; failing <= 3; ++failing) {
+        EXPECT_EQ(Write(MakeTestList({MakeTestItem(L"ann")}), connection), E_ABORT);
         EXPECT_EQ(connection.statements.size(), failing);
     }
 }

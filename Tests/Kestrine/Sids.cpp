@@ -67,14 +67,6 @@ TEST_F(AccountsTest, AccountTextsAreReadInAllFormsAndFailuresKeepTheSid)
     EXPECT_EQ(sid.StringForm(), Ann);
 }
 
-TEST_F(AccountsTest, AnUnknownDomainNameIsTriedAsAPrincipalName)
-{
-    // Only the rewritten form is known here: the DNS name of a domain is no NetBIOS name.
-    accounts.Write("computer = S-1-5-21-10-20-30\ndomain OTHER = S-1-5-21-1-2-3 CORP\nuser OTHER\\ann = 1105\n");
-    EXPECT_EQ(LookupSidByName(L"CORP\\ann").StringForm(), Ann);
-    EXPECT_EQ(CodeOf([] { LookupSidByName(L".\\ann"); }), HResultFromWin32(ERROR_NONE_MAPPED));
-}
-
 TEST_F(AccountsTest, NamesAreDomainAndAccount)
 {
     AccountType use = AccountType::Invalid;

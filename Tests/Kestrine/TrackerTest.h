@@ -3,8 +3,6 @@
 
 #include "Tests/Support/ComponentTest.h"
 
-#include <optional>
-
 template <class Component>
 class TrackerTest : public ComponentTest<Component>
 {
@@ -15,12 +13,11 @@ protected:
     void ExpectSubscriptionsToEndWhereTheyWereMade(std::size_t live)
     {
         ASSERT_EQ(this->Configure(), S_OK);
-        FakeConfigServer successor;
-        namedServer.emplace(L"ConfigServer.Proxy", &successor);
+        server.registered.reset();
+        Named<FakeConfigServer> successor(L"ConfigServer.Proxy");
         ASSERT_EQ(this->Configure(), S_OK);
-        EXPECT_TRUE(server.live.empty());
-        EXPECT_TRUE(successor.unsubscribed.empty());
-        namedServer.reset();
+        EXPECT_TRUE(server.live.empty() && successor.unsubscribed.empty());
+        successor.registered.reset();
         successor.throwing = true;
         FakeModifiedNodes nodes;
         nodes.hook = [&] {
@@ -31,8 +28,6 @@ protected:
         EXPECT_TRUE(successor.live.empty());
     }
 
-    FakeConfigServer server;
-    FakeUpdater updater;
-    std::optional<RegisteredInstance> namedServer{std::in_place, L"ConfigServer.Proxy", &server};
-    RegisteredInstance namedUpdater{L"Test.Updater", &updater};
+    Named<FakeConfigServer> server{L"ConfigServer.Proxy"};
+    Named<FakeUpdater> updater{L"Test.Updater"};
 };

@@ -7,7 +7,9 @@
 
 #include <atomic>
 #include <gtest/gtest.h>
+#include <optional>
 #include <string>
+#include <tuple>
 
 // Lives in the test's frame; a reference that is still held when it is destroyed fails the test.
 template <class... I>
@@ -30,6 +32,7 @@ public:
     }
 
     ULONG References() const { return m_references; }
+    IComponentBase* Base() { return static_cast<std::tuple_element_t<0, std::tuple<I...>>*>(this); }
 
 private:
     std::atomic<ULONG> m_references{1};
@@ -49,4 +52,13 @@ public:
 
 private:
     const std::wstring m_name;
+};
+
+// A fake component that is registered as long as it lives.
+template <class Fake>
+struct Named : Fake
+{
+    explicit Named(const wchar_t* name) : registered(std::in_place, name, this->Base()) {}
+
+    std::optional<RegisteredInstance> registered;
 };

@@ -83,11 +83,14 @@ struct FakeConsumer : FakeComponent<IAccessInfoConsumer>
     HRESULT OnAccessInfoUpdated(IKelNode* accessInfo) override
     {
         lists.push_back(Describe(KelNodePtr::AddRef(accessInfo)));
+        if (hook)
+            hook();
         return listResult;
     }
 
     std::vector<KelNodePtr> settings;
     std::vector<Texts> lists;
+    std::function<void()> hook; // of the lists
     HRESULT settingsResult = S_OK;
     HRESULT listResult = S_OK;
 };

@@ -4,6 +4,7 @@
 #include "Common/Diagnostics/LogManager.h"
 #include "Common/Foundation/Mutex.h"
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -54,4 +55,26 @@ public:
 private:
     mutable Mutex m_lock;
     std::vector<std::wstring> m_lines GUARDED_BY(m_lock);
+};
+
+// Calls `action` where a line with the text is logged, on the thread that logs it. No thread may be logging when it
+// goes.
+class LogHook : public ILogger
+{
+public:
+    LogHook(const wchar_t* text, std::function<void()> action) : m_text(text), m_action(std::move(action))
+    {
+        LogManager::Instance().AddLogger(*this);
+    }
+    ~LogHook() override { LogManager::Instance().RemoveLogger(*this); }
+
+    void Write(const wchar_t* text, int length) noexcept override
+    {
+        if (std::wstring_view(text, static_cast<std::size_t>(length)).find(m_text) != std::wstring_view::npos)
+            m_action();
+    }
+
+private:
+    const std::wstring m_text;
+    const std::function<void()> m_action;
 };

@@ -41,6 +41,7 @@ struct FakePermissionsChecker : FakeComponent<IPermissionsChecker>
             hook(name);
         const std::lock_guard lock(guard);
         ++asked;
+        lastToken = KelNodePtr::AddRef(token);
         if (failing.contains(name))
             return E_ACCESSDENIED;
         const auto grant = grants.find(name);
@@ -72,6 +73,7 @@ struct FakePermissionsChecker : FakeComponent<IPermissionsChecker>
     std::function<void(const std::wstring& name)> hook;
     std::wstring requiredPermission = L"ViewReports";
     int asked = 0;
+    KelNodePtr lastToken;
     bool handsOutNothing = false;
 };
 
