@@ -157,25 +157,32 @@ TEST_F(RBACUsageTrackerTest, WhatTheReplacedNodeReportedEndsWithItsConfiguration
     ASSERT_EQ(Configure(), S_OK);
     EXPECT_EQ(Report(Status(true), 2), S_OK);
     EXPECT_EQ(updater.calls.size(), 1U) << "everybody was known before, two configurations ago";
+    updater.calls.clear();
+    EXPECT_EQ(Report(Status(false), 2), S_OK);
+    ASSERT_EQ(Configure(), S_OK);
+    EXPECT_EQ(Report(Status(false), 3), S_OK);
+    EXPECT_EQ(updater.calls.size(), 2U) << "an update in between has taken everybody's row away";
+    EXPECT_EQ(Report(Status(true), 3), S_OK);
+    updater.calls.clear();
 
     // What it reports before the exchange is compared at the exchange.
-    server.subscriptions[3].hook = [&] {
-        EXPECT_EQ(Report(Status(false), 3), S_OK);
+    server.subscriptions[4].hook = [&] {
+        EXPECT_EQ(Report(Status(false), 4), S_OK);
         EXPECT_EQ(Viewers(), nobody) << "the earlier one is in force";
     };
     updater.result = E_ABORT;
     ASSERT_EQ(Configure(), S_OK) << "the configuration stands, although the updater could not be asked";
     EXPECT_EQ(Viewers(), everybody);
-    EXPECT_EQ(updater.calls.size(), 2U);
+    EXPECT_EQ(updater.calls.size(), 1U);
     EXPECT_EQ(log.Count(L"| WARN |", L"UpdateAccessInfo failed: 0x80004004 "), 1U);
     server.hook = [&](FakeSubscription& subscription) {
         EXPECT_EQ(server.Notify(subscription, Status(false)), S_OK);
-        EXPECT_EQ(Report(Status(true), 3), E_ABORT);
+        EXPECT_EQ(Report(Status(true), 4), E_ABORT);
         EXPECT_EQ(Viewers(), nobody) << "each to its own, also before the subscription is handed out";
     };
     ASSERT_EQ(Configure(), S_OK);
     EXPECT_EQ(Viewers(), everybody);
-    EXPECT_EQ(updater.calls.size(), 4U);
+    EXPECT_EQ(updater.calls.size(), 3U);
 }
 
 TEST_F(RBACUsageTrackerTest, AFailedConfigurationChangesNothingThatWasReported)

@@ -161,7 +161,10 @@ bool CRBACUsageTracker::ProcessRbacStatus(Watch& watch, const KelNodePtr& status
 
     const MutexLock lock(m_lock);
     const KelNodePtr known = watch.KnownInfo();
-    const bool changed = !known || !KelNodesEqual(accessInfo, known, KelIgnoreIdentity);
+    // Before the first status of a configuration an update may have taken the item of the replaced one out of the
+    // table.
+    const bool mayBeMissing = !inUse && !watch.accessInfo;
+    const bool changed = mayBeMissing || !known || !KelNodesEqual(accessInfo, known, KelIgnoreIdentity);
     if (watch.accessInfo && !changed)
         return false;
     LOG_DBG((watch.accessInfo ? L"Updating AccessInfo: " : L"Creating AccessInfo: ") << accessInfo);
