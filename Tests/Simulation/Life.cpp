@@ -1,6 +1,7 @@
 #include "Tests/Simulation/Life.h"
 
 #include "Common/Components/ComponentObject.h"
+#include "Common/ErrorHandling/MessageModules.h"
 #include "Host/Halvex/Registry.h"
 #include "Host/Nodwell/TestControls.h"
 #include "Interfaces/ConfigurableComponent.h"
@@ -166,7 +167,7 @@ KelNodePtr Life::MakeConfig(Part part, const Choice& choice) const
     const auto setSeconds = [&](const wchar_t* key, std::int32_t a, std::int32_t b) {
         config.SetInt32(key, m_long ? Long : Dice().OneIn(2) ? a : b);
     };
-    setSeconds(L"UpdateIntervalS", 60, 300);
+    setSeconds(L"UpdateIntervalS", 100, 300);
     setSeconds(L"RetryIntervalS", 60, 120);
     setSeconds(L"ForceUpdateIntervalS", 600, 0);
     setSeconds(L"ForceRefreshIntervalS", 100, 300);
@@ -586,6 +587,7 @@ void Prepare()
     Platform::SetVariable(L"GS_Logger_MaxSeverity", L"WARN");
     SetAccounts(L"accounts.txt");
     LogManager::Instance().AddLogger(errors);
+    MessageModules::Instance();
     GetLocalComputerSid();
 }
 

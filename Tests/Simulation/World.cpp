@@ -48,7 +48,8 @@ std::vector<std::wstring> AccountTexts(const std::set<int>& accounts)
         texts.push_back(account % 3 == 0   ? L"win:sid=" + Sid(account)
                         : account % 3 == 1 ? L"win:name=" + Name(account)
                                            : Name(account));
-    texts.push_back(L"D\\nobody");
+    if (accounts.contains(7))
+        texts.push_back(L"D\\nobody");
     return texts;
 }
 

@@ -5,7 +5,7 @@
 
 #include <chrono>
 #include <cstdio>
-#include <cstring>
+#include <malloc.h>
 #include <sched.h>
 #include <string>
 #include <sys/mman.h>
@@ -131,6 +131,7 @@ int main(int argc, char** argv)
         }
     }
     UseOneCore();
+    mallopt(M_ARENA_MAX, 1); // threads take turns anyway
     shared = static_cast<Outcome*>(
         mmap(nullptr, sizeof(Outcome), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     Prepare();

@@ -224,7 +224,7 @@ void Begin(std::uint64_t seed, Trace trace)
     s.trace = trace;
     s.now = std::chrono::hours(24);
     s.byPriority = s.random.OneIn(2);
-    s.distance = 1 << s.random.Below(6);
+    s.distance = 2 << s.random.Below(5);
     s.stalls = s.random.OneIn(3) ? 0 : 8 << s.random.Below(4);
     SetDistance();
     current = &AddThread();
