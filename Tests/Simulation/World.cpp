@@ -356,7 +356,7 @@ HRESULT SettingsManager::Subscribe(std::int32_t, IReportingSettingsModifySink* s
         return SettingsNotification(kept);
     });
     if (const HRESULT hr = world->Enter(Service::Settings); hr < 0) { // an answer that gets lost
-        std::erase_if(subscriptions, [&](const auto& each) { return each.first == handle; });
+        Remove(handle.Get());
         world->gate->isExact = false;
         return hr;
     }
@@ -364,11 +364,20 @@ HRESULT SettingsManager::Subscribe(std::int32_t, IReportingSettingsModifySink* s
     return S_OK;
 }
 
+// Others may look at the list as soon as a node or a sink is released.
+void SettingsManager::Remove(const IKelNode* handle)
+{
+    const auto found = std::find_if(subscriptions.begin(), subscriptions.end(),
+                                    [&](const auto& each) { return each.first.Get() == handle; });
+    const auto taken = std::move(*found);
+    subscriptions.erase(found);
+}
+
 // May leave notifications on their way.
 HRESULT SettingsManager::Unsubscribe(IKelNode* subscription)
 {
     const HRESULT hr = world->Enter(Service::Settings);
-    std::erase_if(subscriptions, [&](const auto& each) { return each.first.Get() == subscription; });
+    Remove(subscription);
     if (Dice().OneIn(2))
         world->deliveries.Cancel(subscription);
     if (Dice().OneIn(2))

@@ -157,6 +157,7 @@ struct SettingsManager : Twin<IReportingSettingsManager>
     HRESULT Subscribe(std::int32_t settingsType, IReportingSettingsModifySink* sink, IKelNode** out) override;
     HRESULT Unsubscribe(IKelNode* subscription) override;
     void Notify();
+    void Remove(const IKelNode* handle);
 
     std::vector<std::pair<KelNodePtr, ComponentPtr<IReportingSettingsModifySink>>> subscriptions;
 };

@@ -222,6 +222,8 @@ void Begin(std::uint64_t seed, Trace trace)
 {
     s.random = Random(seed * 0x9E3779B97F4A7C15 + 1);
     s.trace = trace;
+    if (trace != Trace::None)
+        std::setvbuf(stdout, nullptr, _IOLBF, 0);
     s.now = std::chrono::hours(24);
     s.byPriority = s.random.OneIn(2);
     s.distance = 2 << s.random.Below(5);
