@@ -338,6 +338,7 @@ namespace
 std::function<void()> SettingsNotification(const ComponentPtr<IReportingSettingsModifySink>& sink)
 {
     return [sink, settings = world->Settings(), server = world->ReportServer()] {
+        world->gate->told[server] = nanoseconds::max();
         sink->OnModified(1, 0, settings.Get());
         world->gate->told[server] = Now();
     };

@@ -33,7 +33,8 @@ struct Thread
     bool ended = false;
     nanoseconds due = Never; // of one that waits
     const Lock* lock = nullptr;
-    const void* condition = nullptr; // or the thread that is waited for
+    const void* condition = nullptr; // or the thread whose end it waits for
+    unsigned joined = 0;             // that thread
     bool notified = false;
     nanoseconds lastWait{};
     std::int64_t priority = 0;
@@ -198,8 +199,26 @@ void PrintStack(void* const* frames, int depth)
 
 } // namespace
 
+// What looks into locks.
 struct Report
 {
+    // The thread that it waits for; 0 where that is not one thread's doing.
+    static unsigned Blocker(const Thread& thread)
+    {
+        if (thread.lock)
+            return thread.lock->m_shared ? 0 : thread.lock->m_holder;
+        return thread.joined;
+    }
+
+    // A circle of threads that wait for each other would go unseen while others go on.
+    static void CheckForCircle()
+    {
+        for (unsigned next = Blocker(*current); next != 0; next = Blocker(*s.threads[next - 1])) {
+            if (next == current->number)
+                Fail("deadlock: threads wait for each other");
+        }
+    }
+
     static void Print(const Thread& thread)
     {
         std::printf("  thread %u (%s): ", thread.number, thread.name);
@@ -315,6 +334,7 @@ void Lock::Acquire(bool shared, int weight)
         if (m_number == 0)
             m_number = ++s.locks;
         current->lock = this;
+        Report::CheckForCircle();
         Block(Never);
         current->lock = nullptr;
     }
@@ -401,8 +421,12 @@ void JoinThread(unsigned number)
     Point();
     while (!thread.ended) {
         BeginWait(&thread);
-        Wait(Forever);
+        current->joined = number;
+        Report::CheckForCircle();
+        Block(Never);
     }
+    current->condition = nullptr;
+    current->joined = 0;
 }
 
 void NameThread(const char* name)
