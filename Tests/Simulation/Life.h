@@ -14,7 +14,7 @@ struct Outcome
     std::uint64_t actions;
     std::uint64_t writes;
     std::uint64_t injected;
-    std::array<std::uint32_t, 20> effects; // changes by the time until they showed: less than 2^n milliseconds
+    std::array<std::uint64_t, 20> effects; // changes by the time until they showed: less than 2^n milliseconds
 };
 
 // Once for a process, before the first life: what the module keeps for good.

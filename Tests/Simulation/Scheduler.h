@@ -1,5 +1,6 @@
 // Runs the threads of one life one at a time. At each lock, unlock, wait, notification, start and end of a thread, and
-// at each call into the simulated host, a generator that starts from the seed decides who goes on.
+// at each call into the simulated host, a generator that starts from the seed decides who goes on. Time is virtual: it
+// passes when everybody waits.
 #pragma once
 
 #include <chrono>
@@ -12,8 +13,7 @@ namespace Simulation
 using std::chrono::milliseconds;
 using std::chrono::nanoseconds;
 
-inline constexpr milliseconds Forever = milliseconds::max();
-
+inline constexpr nanoseconds Never = nanoseconds::max();
 inline constexpr int Frames = 24; // of the call stacks in reports
 
 // What a point counts on the way to the next decision. Nodwell's many calls count less.
@@ -41,54 +41,50 @@ private:
     std::uint64_t m_state;
 };
 
-// While it lives, nobody else goes on. What it encloses must not wait.
-class Atomic
-{
-public:
-    Atomic();
-    ~Atomic();
-    Atomic(const Atomic&) = delete;
-    Atomic& operator=(const Atomic&) = delete;
-};
-
 enum class Trace
 {
     None,
-    Report, // call stacks are kept for it
+    Report, // what a failure's report needs is kept
     Full,   // everything is printed
+};
+
+// The life in progress.
+struct Schedule
+{
+    Random dice{0};
+    nanoseconds now = std::chrono::hours(24);
+    bool calm = false;       // threads are not held up for longer than a second at once
+    int atomic = 0;          // while it is not 0, nobody else goes on; nobody may wait then
+    std::uint64_t steps = 0; // points passed
+    std::uint64_t hash = 0;  // of the trace
+    std::size_t alive = 0;   // threads
+    Trace trace = Trace::None;
+};
+extern Schedule schedule;
+
+struct Atomic
+{
+    Atomic() { ++schedule.atomic; }
+    ~Atomic() { --schedule.atomic; }
+    Atomic(const Atomic&) = delete;
+    Atomic& operator=(const Atomic&) = delete;
 };
 
 // Makes the calling thread the first of a life.
 void Begin(std::uint64_t seed, Trace trace);
 
-// The life's own generator.
-Random& Dice();
-
-nanoseconds Now();
-void SleepFor(nanoseconds duration);
-
-// Calm threads are not held up for longer than a second at once.
-void SetCalm(bool calm);
-
 // A place where another thread may go on.
 void Point(int weight = SIMULATION_WEIGHT);
+void SleepFor(nanoseconds duration);
 
 // One more line of the trace; what is only printed does not make it another one.
 void Note(const std::string& text);
 void Print(const std::string& text);
 
-// Ends the life: prints the reason and what every thread is doing, unless there is no trace, and exits with status 1.
+// Ends the process with status 1; with a trace, prints the reason and what every thread is doing.
 [[noreturn]] void Fail(const std::string& reason);
 
-struct Statistics
-{
-    std::uint64_t hash;  // of the trace
-    std::uint64_t steps; // points passed
-    unsigned threads;    // alive
-};
-Statistics GetStatistics();
-
-// What Platform/Threads.h is made of.
+// What Platform/Threads.h is made of. Threads are numbered from 1.
 
 class Lock
 {
@@ -113,21 +109,20 @@ private:
 
     const bool m_recursive = false;
     bool m_shared = false;
-    unsigned m_holders = 0;  // how often it is held
-    unsigned m_holder = 0;   // the thread that has taken it last
-    unsigned m_number = 0;   // for reports
+    unsigned m_count = 0;  // how often it is held
+    unsigned m_holder = 0; // the thread that has taken it last
+    unsigned m_number = 0;
     void* m_taken[Frames]{}; // where, for reports
 };
 
 // Registers the calling thread as waiting, so that no notification is missed, and waits: false when the time is over.
 void BeginWait(const void* condition);
-bool Wait(milliseconds timeout);
+bool Wait(nanoseconds timeout);
 void NotifyAll(const void* condition);
 nanoseconds LastWait(); // when the calling thread's last one ended
 
 unsigned StartThread(void (*run)(void*), void* body);
-unsigned CurrentThread(); // numbers begin with 1
+unsigned CurrentThread();
 void JoinThread(unsigned thread);
-void NameThread(const char* name); // the calling one
 
 } // namespace Simulation

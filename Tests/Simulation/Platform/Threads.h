@@ -39,18 +39,19 @@ public:
     template <class Lock>
     void Wait(Lock& lock)
     {
-        Sleep(lock, Simulation::Forever);
+        Sleep(lock, Simulation::Never);
     }
 
     template <class Lock>
     bool WaitFor(Lock& lock, std::chrono::milliseconds timeout)
     {
-        return Sleep(lock, std::max(timeout, std::chrono::milliseconds(0)));
+        // Longer ones would not be representable.
+        return Sleep(lock, std::clamp<std::chrono::nanoseconds>(timeout, {}, std::chrono::years(1)));
     }
 
 private:
     template <class Lock>
-    bool Sleep(Lock& lock, std::chrono::milliseconds timeout)
+    bool Sleep(Lock& lock, std::chrono::nanoseconds timeout)
     {
         Simulation::BeginWait(this);
         lock.unlock();

@@ -5,9 +5,10 @@
 
 #include <chrono>
 #include <cstdio>
+#include <iostream>
 #include <malloc.h>
+#include <numeric>
 #include <sched.h>
-#include <string>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -20,27 +21,19 @@ using namespace Simulation;
 constexpr unsigned TimeLimit = 120; // seconds, of the wall clock
 constexpr std::uint64_t TwiceEvery = 50;
 
-Outcome* shared = nullptr; // with the process of the life
-
-void UseOneCore()
-{
-    cpu_set_t cores;
-    CPU_ZERO(&cores);
-    CPU_SET(static_cast<unsigned>(sched_getcpu()), &cores);
-    sched_setaffinity(0, sizeof(cores), &cores);
-}
+Outcome* outcome = nullptr; // shared with the process of the life
 
 // The status of its process.
 int RunLife(std::uint64_t seed, Trace trace)
 {
-    *shared = {};
-    std::fflush(stdout);
+    *outcome = {};
+    std::cout.flush();
     const pid_t process = fork();
     if (process == 0) {
         alarm(TimeLimit);
+        std::setvbuf(stdout, nullptr, _IOLBF, 0);
         Begin(seed, trace);
-        Live(*shared);
-        std::fflush(stdout);
+        Live(*outcome);
         _exit(0);
     }
     int status = -1;
@@ -49,66 +42,58 @@ int RunLife(std::uint64_t seed, Trace trace)
 }
 
 // Runs it once more, with a report.
-int ReportFailure(std::uint64_t seed, int status, const Outcome& first)
+bool ReportFailure(std::uint64_t seed, int status)
 {
-    std::printf("simulate: seed %llu failed\n", static_cast<unsigned long long>(seed));
+    std::cout << "simulate: seed " << seed << " failed; Scripts/simulate --seed " << seed
+              << " --replay shows its course\n";
     if (WIFSIGNALED(status))
-        std::printf("ended by signal %d\n", WTERMSIG(status));
+        std::cout << "ended by signal " << WTERMSIG(status) << '\n';
     if (RunLife(seed, Trace::Report) != status)
-        std::printf("and did not fail in the same way again\n");
-    std::printf("simulate: Scripts/simulate --seed %llu --replay shows what has happened, %llu actions long\n",
-                static_cast<unsigned long long>(seed), static_cast<unsigned long long>(first.actions));
-    return 1;
+        std::cout << "simulate: it did not fail in the same way again\n";
+    return false;
 }
 
-// The time below which so many of a hundred changes showed.
-double Percentile(const Outcome& sum, unsigned percent)
+void Add(Outcome& sum)
 {
-    std::uint64_t all = 0;
-    for (const std::uint32_t count : sum.effects)
-        all += count;
-    std::uint64_t below = 0;
+    sum.steps += outcome->steps;
+    sum.actions += outcome->actions;
+    sum.writes += outcome->writes;
+    sum.injected += outcome->injected;
+    for (std::size_t i = 0; i < sum.effects.size(); ++i)
+        sum.effects[i] += outcome->effects[i];
+}
+
+// Seconds within which so many of a hundred changes showed.
+double Percentile(const Outcome& sum, std::uint64_t percent)
+{
+    const std::uint64_t all = std::accumulate(sum.effects.begin(), sum.effects.end(), std::uint64_t{0});
     std::size_t i = 0;
-    while (i + 1 < sum.effects.size() && (below += sum.effects[i]) * 100 < all * percent)
+    for (std::uint64_t below = sum.effects[0]; below * 100 < all * percent; below += sum.effects[i])
         ++i;
     return static_cast<double>(1U << i) / 1000;
 }
 
-void Add(Outcome& sum, const Outcome& life)
-{
-    sum.steps += life.steps;
-    sum.actions += life.actions;
-    sum.writes += life.writes;
-    sum.injected += life.injected;
-    for (std::size_t i = 0; i < sum.effects.size(); ++i)
-        sum.effects[i] += life.effects[i];
-}
-
-int RunLives(std::uint64_t first, std::uint64_t count)
+bool RunLives(std::uint64_t first, std::uint64_t count)
 {
     const auto begin = std::chrono::steady_clock::now();
     Outcome sum{};
     for (std::uint64_t seed = first; seed < first + count; ++seed) {
-        const int status = RunLife(seed, Trace::None);
-        const Outcome outcome = *shared;
-        if (status != 0)
-            return ReportFailure(seed, status, outcome);
-        if (seed % TwiceEvery == 0 && (RunLife(seed, Trace::None) != 0 || shared->hash != outcome.hash)) {
-            std::printf("simulate: seed %llu did not take the same course twice\n",
-                        static_cast<unsigned long long>(seed));
-            return 1;
+        if (const int status = RunLife(seed, Trace::None); status != 0)
+            return ReportFailure(seed, status);
+        Add(sum);
+        const std::uint64_t hash = outcome->hash;
+        if (seed % TwiceEvery == 0 && (RunLife(seed, Trace::None) != 0 || outcome->hash != hash)) {
+            std::cout << "simulate: seed " << seed << " did not take the same course twice\n";
+            return false;
         }
-        Add(sum, outcome);
     }
     const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
-    std::printf(
-        "simulate: %llu lives passed (%.0f a second): %llu actions, %llu calls failed, %llu writes, %llu points; "
-        "changes showed within %.1f s (median), %.1f s (99 %%), %.1f s (all)\n",
-        static_cast<unsigned long long>(count), static_cast<double>(count) / taken.count(),
-        static_cast<unsigned long long>(sum.actions), static_cast<unsigned long long>(sum.injected),
-        static_cast<unsigned long long>(sum.writes), static_cast<unsigned long long>(sum.steps), Percentile(sum, 50),
-        Percentile(sum, 99), Percentile(sum, 100));
-    return 0;
+    std::cout << "simulate: " << count << " lives passed, "
+              << static_cast<int>(static_cast<double>(count) / taken.count()) << " a second: " << sum.actions
+              << " actions, " << sum.injected << " failed calls, " << sum.writes << " writes, " << sum.steps
+              << " points; changes showed within " << Percentile(sum, 50) << " s (half), " << Percentile(sum, 99)
+              << " s (99 %), " << Percentile(sum, 100) << " s (all)\n";
+    return true;
 }
 
 } // namespace
@@ -117,28 +102,34 @@ int main(int argc, char** argv)
 {
     std::uint64_t first = 1;
     std::uint64_t count = 0;
+    bool one = false;
     bool replay = false;
     for (int i = 1; i < argc; ++i) {
         const std::string argument = argv[i];
+        const std::uint64_t number = i + 1 < argc ? std::strtoull(argv[i + 1], nullptr, 10) : 0;
         if (argument == "--replay") {
             replay = true;
-        } else if (i + 1 < argc && (argument == "--seeds" || argument == "--seed")) {
-            (argument == "--seeds" ? count : first) = std::strtoull(argv[++i], nullptr, 10);
-            count = std::max<std::uint64_t>(count, 1);
+        } else if (number != 0 && (argument == "--seeds" || argument == "--seed")) {
+            one = one || argument == "--seed";
+            (argument == "--seeds" ? count : first) = number;
+            ++i;
         } else {
-            std::fprintf(stderr, "usage: Scripts/simulate [--seeds N] [--seed S] [--replay]\n");
+            std::cerr << "usage: Scripts/simulate [--seeds N] [--seed S] [--replay]\n";
             return 2;
         }
     }
-    UseOneCore();
+    cpu_set_t core;
+    CPU_ZERO(&core);
+    CPU_SET(static_cast<unsigned>(sched_getcpu()), &core);
+    sched_setaffinity(0, sizeof(core), &core);
     mallopt(M_ARENA_MAX, 1); // threads take turns anyway
-    shared = static_cast<Outcome*>(
+    outcome = static_cast<Outcome*>(
         mmap(nullptr, sizeof(Outcome), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     Prepare();
     if (!replay)
-        return RunLives(first, count == 0 ? 4000 : count);
+        return RunLives(first, count != 0 ? count : one ? 1 : 4000) ? 0 : 1;
     const int status = RunLife(first, Trace::Full);
-    std::printf("simulate: seed %llu %s, trace %016llx\n", static_cast<unsigned long long>(first),
-                status == 0 ? "passed" : "failed", static_cast<unsigned long long>(shared->hash));
+    std::cout << "simulate: seed " << first << (status == 0 ? " passed" : " failed") << ", trace " << std::hex
+              << outcome->hash << '\n';
     return status == 0 ? 0 : 1;
 }

@@ -15,10 +15,11 @@
 namespace Simulation
 {
 
+Schedule schedule;
+
 namespace
 {
 
-constexpr nanoseconds Never = nanoseconds::max();
 constexpr nanoseconds StepLength = std::chrono::microseconds(1);
 constexpr std::uint64_t MostSteps = 5'000'000;
 
@@ -27,7 +28,6 @@ struct Thread
     explicit Thread(unsigned itsNumber) : number(itsNumber) { sem_init(&baton, 0, 0); }
 
     const unsigned number;
-    const char* name = "worker";
     sem_t baton;
     bool runnable = true;
     bool ended = false;
@@ -39,82 +39,71 @@ struct Thread
     nanoseconds lastWait{};
     std::int64_t priority = 0;
     void* stack[Frames]{}; // where it has stopped, for reports
-    int depth = 0;
 };
 
-struct State
-{
-    Random random{0};
-    Trace trace = Trace::None;
-    bool calm = false;
-    nanoseconds now{};
-    std::uint64_t steps = 0;
-    std::uint64_t hash = 0xCBF29CE484222325;
-    unsigned locks = 0;
-    int atomic = 0;
-    std::vector<std::unique_ptr<Thread>> threads; // by number
-    std::vector<Thread*> alive;
-
-    // How it decides.
-    bool byPriority = false;
-    std::int64_t lowest = 0; // priority given so far
-    int distance = 1;        // mean number of steps between decisions
-    int stalls = 0;          // one decision in so many holds a thread up; 0: none
-    int toDecision = 0;      // weight left until then
-};
-
-State s;
+std::vector<std::unique_ptr<Thread>> threads; // by number
+std::vector<Thread*> alive;
 Thread* current = nullptr; // the one that runs; none outside a life
+unsigned locks = 0;        // numbers given
+
+// How it decides.
+bool byPriority = false;
+std::int64_t lowest = 0; // priority given so far
+int distance = 1;        // mean number of points between decisions
+int stalls = 0;          // one decision in so many holds a thread up; 0: none
+int toDecision = 0;      // weight left until then
 
 void Hash(std::uint64_t value)
 {
-    s.hash = (s.hash ^ value) * 0x100000001B3;
+    schedule.hash = (schedule.hash ^ value) * 0x100000001B3;
 }
 
 void SetDistance()
 {
-    // Change points are far apart, so that rare orders last.
-    const int mean = s.byPriority ? s.distance * 64 : s.distance;
-    s.toDecision = 8 * (1 + s.random.Below(2 * mean));
+    // Changes of priority are far apart, so that rare orders last.
+    toDecision = 8 * (1 + schedule.dice.Below(distance * (byPriority ? 128 : 2)));
 }
 
 void Wake(Thread& thread)
 {
     thread.runnable = true;
     thread.due = Never;
-    if (s.byPriority && current && thread.priority > current->priority)
-        s.toDecision = 0;
+    if (byPriority && current && thread.priority > current->priority)
+        toDecision = 0;
 }
 
-void KeepStack(Thread& thread)
+void WakeWaiters(const void* condition)
 {
-    if (s.trace != Trace::None)
-        thread.depth = backtrace(thread.stack, Frames);
+    for (Thread* thread : alive) {
+        if (thread->condition != condition)
+            continue;
+        thread->notified = true;
+        if (!thread->runnable)
+            Wake(*thread);
+    }
 }
 
 // Time jumps to the next due time when nobody can run.
 Thread& Choose()
 {
     std::vector<Thread*> able;
-    for (;;) {
+    while (able.empty()) {
         nanoseconds next = Never;
-        able.clear();
-        for (Thread* thread : s.alive) {
-            if (!thread->runnable && thread->due <= s.now)
+        for (Thread* thread : alive) {
+            if (!thread->runnable && thread->due <= schedule.now)
                 Wake(*thread);
             if (thread->runnable)
                 able.push_back(thread);
             else
                 next = std::min(next, thread->due);
         }
-        if (!able.empty())
-            break;
-        if (next == Never)
+        if (able.empty() && next == Never)
             Fail("deadlock: everybody waits for ever");
-        s.now = next;
+        if (able.empty())
+            schedule.now = next;
     }
-    if (!s.byPriority)
-        return *able[static_cast<std::size_t>(s.random.Below(static_cast<int>(able.size())))];
+    if (!byPriority)
+        return *able[static_cast<std::size_t>(schedule.dice.Below(static_cast<int>(able.size())))];
     return **std::max_element(able.begin(), able.end(),
                               [](const Thread* a, const Thread* b) { return a->priority < b->priority; });
 }
@@ -123,12 +112,13 @@ Thread& Choose()
 void GoOn()
 {
     Thread& self = *current;
-    KeepStack(self);
+    if (schedule.trace != Trace::None)
+        backtrace(self.stack, Frames);
     Thread& next = Choose();
     if (&next == &self)
         return;
-    Hash(s.steps << 8 | next.number);
-    Hash(static_cast<std::uint64_t>(s.now.count()));
+    Hash(schedule.steps << 8 | next.number);
+    Hash(static_cast<std::uint64_t>(schedule.now.count()));
     Print("-> " + std::to_string(next.number));
     current = &next;
     const bool ended = self.ended;
@@ -147,49 +137,34 @@ void Block(nanoseconds due)
 void Decide()
 {
     SetDistance();
-    if (s.byPriority && !s.random.OneIn(4))
-        current->priority = --s.lowest;
-    if (s.stalls != 0 && s.random.OneIn(s.stalls)) {
-        const int longest = s.calm ? 10 : 16;
-        Block(s.now + milliseconds(1) * (1 << s.random.Below(longest)));
-    } else {
+    if (byPriority && !schedule.dice.OneIn(4))
+        current->priority = --lowest;
+    if (stalls != 0 && schedule.dice.OneIn(stalls))
+        Block(schedule.now + milliseconds(1 << schedule.dice.Below(schedule.calm ? 10 : 16)));
+    else
         GoOn();
-    }
-}
-
-void WakeWaiters(const void* condition)
-{
-    for (Thread* thread : s.alive) {
-        if (thread->condition != condition)
-            continue;
-        thread->notified = true;
-        if (!thread->runnable)
-            Wake(*thread);
-    }
 }
 
 Thread& AddThread()
 {
-    s.threads.push_back(std::make_unique<Thread>(static_cast<unsigned>(s.threads.size() + 1)));
-    Thread& thread = *s.threads.back();
-    thread.priority = static_cast<std::int64_t>(s.random.Next() >> 2);
-    s.alive.push_back(&thread);
-    return thread;
+    threads.push_back(std::make_unique<Thread>(static_cast<unsigned>(threads.size() + 1)));
+    alive.push_back(threads.back().get());
+    alive.back()->priority = static_cast<std::int64_t>(schedule.dice.Next() >> 2);
+    schedule.alive = alive.size();
+    return *alive.back();
 }
 
-// "function at file:line" for each frame.
-void PrintStack(void* const* frames, int depth)
+// A line for each function.
+void PrintStack(void* const (&frames)[Frames])
 {
-    for (int i = 0; i < depth && frames[i]; ++i) {
+    for (void* const frame : frames) {
         Dl_info info;
-        if (dladdr(frames[i], &info) == 0 || !info.dli_fname)
+        if (!frame || dladdr(frame, &info) == 0)
             continue;
-        const auto offset = static_cast<char*>(frames[i]) - static_cast<char*>(info.dli_fbase) - 1;
-        char command[1200];
-        std::snprintf(command, sizeof(command), "addr2line -Cfspe '%s' 0x%lx", info.dli_fname,
-                      static_cast<unsigned long>(offset));
+        const auto offset = static_cast<char*>(frame) - static_cast<char*>(info.dli_fbase) - 1;
+        const std::string command = "addr2line -Cfspe '" + std::string(info.dli_fname) + "' " + std::to_string(offset);
         char line[400] = "";
-        if (FILE* const pipe = popen(command, "r")) {
+        if (FILE* const pipe = popen(command.c_str(), "r")) {
             if (std::fgets(line, sizeof(line), pipe) && !std::string(line).starts_with("Simulation::"))
                 std::printf("        %s", line);
             pclose(pipe);
@@ -205,15 +180,13 @@ struct Report
     // The thread that it waits for; 0 where that is not one thread's doing.
     static unsigned Blocker(const Thread& thread)
     {
-        if (thread.lock)
-            return thread.lock->m_shared ? 0 : thread.lock->m_holder;
-        return thread.joined;
+        return !thread.lock ? thread.joined : thread.lock->m_shared ? 0 : thread.lock->m_holder;
     }
 
     // A circle of threads that wait for each other would go unseen while others go on.
     static void CheckForCircle()
     {
-        for (unsigned next = Blocker(*current); next != 0; next = Blocker(*s.threads[next - 1])) {
+        for (unsigned next = Blocker(*current); next != 0; next = Blocker(*threads[next - 1])) {
             if (next == current->number)
                 Fail("deadlock: threads wait for each other");
         }
@@ -221,76 +194,46 @@ struct Report
 
     static void Print(const Thread& thread)
     {
-        std::printf("  thread %u (%s): ", thread.number, thread.name);
+        std::printf("  thread %u ", thread.number);
         if (thread.lock)
-            std::printf("waits for lock %u, which thread %u has", thread.lock->m_number, thread.lock->m_holder);
-        else if (thread.condition)
-            std::printf("waits%s", thread.due == Never ? " for ever" : "");
+            std::printf("waits for lock %u of thread %u\n", thread.lock->m_number, thread.lock->m_holder);
+        else if (thread.joined != 0)
+            std::printf("waits for the end of thread %u\n", thread.joined);
         else
-            std::printf("%s", thread.due == Never ? "can run" : "sleeps");
-        std::printf("\n");
-        PrintStack(thread.stack, thread.depth);
+            std::printf("%s\n", thread.runnable ? "can run" : thread.due == Never ? "waits for ever" : "waits");
+        PrintStack(thread.stack);
         if (thread.lock) {
-            std::printf("      that lock was taken\n");
-            PrintStack(thread.lock->m_taken, Frames);
+            std::printf("      the lock was taken in\n");
+            PrintStack(thread.lock->m_taken);
         }
     }
 };
 
 void Begin(std::uint64_t seed, Trace trace)
 {
-    s.random = Random(seed * 0x9E3779B97F4A7C15 + 1);
-    s.trace = trace;
-    if (trace != Trace::None)
-        std::setvbuf(stdout, nullptr, _IOLBF, 0);
-    s.now = std::chrono::hours(24);
-    s.byPriority = s.random.OneIn(2);
-    s.distance = 2 << s.random.Below(5);
-    s.stalls = s.random.OneIn(3) ? 0 : 8 << s.random.Below(4);
+    schedule.dice = Random(seed * 0x9E3779B97F4A7C15 + 1);
+    schedule.trace = trace;
+    byPriority = schedule.dice.OneIn(2);
+    distance = 2 << schedule.dice.Below(5);
+    stalls = schedule.dice.OneIn(3) ? 0 : 8 << schedule.dice.Below(4);
     SetDistance();
     current = &AddThread();
-    current->name = "host";
-}
-
-Random& Dice()
-{
-    return s.random;
-}
-
-nanoseconds Now()
-{
-    return s.now;
 }
 
 void SleepFor(nanoseconds duration)
 {
-    Block(s.now + duration);
-}
-
-void SetCalm(bool calm)
-{
-    s.calm = calm;
+    Block(schedule.now + duration);
 }
 
 void Point(int weight)
 {
-    if (!current || s.atomic != 0)
+    if (!current || schedule.atomic != 0)
         return;
-    s.now += StepLength;
-    if (++s.steps == MostSteps)
+    schedule.now += StepLength;
+    if (++schedule.steps == MostSteps)
         Fail("does not come to rest");
-    if ((s.toDecision -= weight) <= 0)
+    if ((toDecision -= weight) <= 0)
         Decide();
-}
-
-Atomic::Atomic()
-{
-    ++s.atomic;
-}
-
-Atomic::~Atomic()
-{
-    --s.atomic;
 }
 
 void Note(const std::string& text)
@@ -302,26 +245,20 @@ void Note(const std::string& text)
 
 void Print(const std::string& text)
 {
-    if (s.trace == Trace::Full)
-        std::printf("%12.6f %2u %s\n", static_cast<double>((s.now - std::chrono::hours(24)).count()) / 1e9,
-                    current->number, text.c_str());
+    if (current && schedule.trace == Trace::Full)
+        std::printf("%15.6f %2u %s\n", static_cast<double>(schedule.now.count()) / 1e9, current->number, text.c_str());
 }
 
 void Fail(const std::string& reason)
 {
-    if (s.trace != Trace::None) {
-        KeepStack(*current);
+    if (schedule.trace != Trace::None) {
+        backtrace(current->stack, Frames);
         std::printf("failed: %s\n", reason.c_str());
-        for (const Thread* thread : s.alive)
+        for (const Thread* thread : alive)
             Report::Print(*thread);
-        std::fflush(stdout);
     }
+    std::fflush(stdout);
     _exit(1);
-}
-
-Statistics GetStatistics()
-{
-    return {s.hash, s.steps, static_cast<unsigned>(s.alive.size())};
 }
 
 void Lock::Acquire(bool shared, int weight)
@@ -329,19 +266,18 @@ void Lock::Acquire(bool shared, int weight)
     if (!current)
         return;
     Point(weight);
-    const bool again = m_recursive && m_holder == current->number;
-    while (m_holders != 0 && !(shared && m_shared) && !again) {
+    while (m_count != 0 && !(shared && m_shared) && !(m_recursive && m_holder == current->number)) {
         if (m_number == 0)
-            m_number = ++s.locks;
+            m_number = ++locks;
         current->lock = this;
         Report::CheckForCircle();
         Block(Never);
         current->lock = nullptr;
     }
-    ++m_holders;
+    ++m_count;
     m_holder = current->number;
     m_shared = shared;
-    if (s.trace != Trace::None)
+    if (schedule.trace != Trace::None)
         backtrace(m_taken, Frames);
 }
 
@@ -349,9 +285,9 @@ void Lock::Release(int weight)
 {
     if (!current)
         return;
-    if (--m_holders == 0) {
+    if (--m_count == 0) {
         m_holder = 0;
-        for (Thread* thread : s.alive) {
+        for (Thread* thread : alive) {
             if (thread->lock == this)
                 Wake(*thread);
         }
@@ -365,23 +301,16 @@ void BeginWait(const void* condition)
     current->notified = false;
 }
 
-bool Wait(milliseconds timeout)
+bool Wait(nanoseconds timeout)
 {
-    bool inTime = true;
+    const nanoseconds due = timeout > std::chrono::years(1) ? Never : schedule.now + timeout;
     if (!current->notified) {
-        const nanoseconds due = timeout > std::chrono::years(1) ? Never : s.now + timeout;
-        const bool spurious = s.random.OneIn(64);
-        Block(spurious ? std::min(due, s.now + milliseconds(s.random.Below(100))) : due);
-        inTime = current->notified || s.now < due;
+        const bool spurious = schedule.dice.OneIn(64);
+        Block(spurious ? std::min(due, schedule.now + milliseconds(schedule.dice.Below(100))) : due);
     }
     current->condition = nullptr;
-    current->lastWait = s.now;
-    return inTime;
-}
-
-nanoseconds LastWait()
-{
-    return current->lastWait;
+    current->lastWait = schedule.now;
+    return current->notified || schedule.now < due;
 }
 
 void NotifyAll(const void* condition)
@@ -391,6 +320,11 @@ void NotifyAll(const void* condition)
     Point();
     WakeWaiters(condition);
     Point();
+}
+
+nanoseconds LastWait()
+{
+    return current->lastWait;
 }
 
 unsigned StartThread(void (*run)(void*), void* body)
@@ -403,7 +337,8 @@ unsigned StartThread(void (*run)(void*), void* body)
         Point();
         thread.ended = true;
         WakeWaiters(&thread);
-        std::erase(s.alive, &thread);
+        std::erase(alive, &thread);
+        schedule.alive = alive.size();
         GoOn();
     }).detach();
     Point();
@@ -417,7 +352,7 @@ unsigned CurrentThread()
 
 void JoinThread(unsigned number)
 {
-    const Thread& thread = *s.threads[number - 1];
+    const Thread& thread = *threads[number - 1];
     Point();
     while (!thread.ended) {
         BeginWait(&thread);
@@ -429,22 +364,17 @@ void JoinThread(unsigned number)
     current->joined = 0;
 }
 
-void NameThread(const char* name)
-{
-    current->name = name;
-}
-
 } // namespace Simulation
 
 std::chrono::nanoseconds Platform::SteadyNow()
 {
-    return Simulation::Now();
+    return Simulation::schedule.now;
 }
 
 // Slower than time: by it the log's settings are read again, which is files and would be most of a life.
 std::uint32_t Platform::Ticks()
 {
-    return static_cast<std::uint32_t>(Simulation::Now().count() / 100'000'000);
+    return static_cast<std::uint32_t>(Simulation::schedule.now / std::chrono::milliseconds(100));
 }
 
 void Platform::SleepFor(std::chrono::milliseconds duration)
