@@ -1,0 +1,578 @@
+// What surrounds the module in a life: a host as simple as can be, and what the table is to hold. Only the thread that
+// the scheduler lets run touches it, so it needs no locks; a walk with calls of other code in between goes over a copy.
+#pragma once
+
+#include "Common/Components/InterfaceLookup.h"
+#include "Common/Nodes/KelNodePtr.h"
+#include "Host/ReportingDatabase/SqlStatements.h"
+#include "Interfaces/AccessInfo.h"
+#include "Interfaces/AuthTokens.h"
+#include "Interfaces/ComponentPtr.h"
+#include "Interfaces/ConfigServer.h"
+#include "Interfaces/PermissionsChecker.h"
+#include "Interfaces/ReportingDatabase.h"
+#include "Interfaces/ReportingSettings.h"
+#include "Interfaces/RequestContext.h"
+#include "Interfaces/RequestService.h"
+#include "Interfaces/ServiceClient.h"
+#include "Platform/Accounts.h"
+#include "Tests/Simulation/Deliveries.h"
+
+#include <array>
+#include <optional>
+#include <set>
+#include <vector>
+
+namespace Simulation
+{
+
+template <class... I>
+class Twin : public I...
+{
+public:
+    Twin() = default;
+    virtual ~Twin() = default;
+    Twin(const Twin&) = delete;
+    Twin& operator=(const Twin&) = delete;
+
+    ULONG AddRef() override { return ++m_references; }
+    ULONG Release() override
+    {
+        const ULONG left = --m_references;
+        if (left == 0)
+            delete this;
+        return left;
+    }
+    HRESULT QueryInterface(REFIID iid, void** out) override
+    {
+        const HRESULT hr = LookUpInterface(*this, InterfaceList<I...>(), iid, out);
+        if (hr >= 0)
+            AddRef();
+        return hr;
+    }
+    ULONG References() const { return m_references; }
+
+private:
+    ULONG m_references = 1;
+};
+
+inline constexpr HRESULT Injected = static_cast<HRESULT>(0x8004F001);
+inline constexpr std::size_t Accounts = 10;
+inline constexpr std::size_t Requesters = 6; // the first accounts; the others are named in the configuration
+inline constexpr std::size_t Member = 8;     // has its permissions from a group
+inline constexpr const wchar_t* Permissions[]{L"ViewReports", L"ViewData"};
+
+inline bool IsLocal(std::size_t account)
+{
+    return account == 5 || account == 9;
+}
+inline std::wstring Name(std::size_t account)
+{
+    return (IsLocal(account) ? L"HERE\\u" : L"D\\u") + std::to_wstring(account);
+}
+inline std::wstring SubjectId(std::size_t account)
+{
+    return (IsLocal(account) ? L"win:sid=S-1-5-21-9-9-9-" : L"win:sid=S-1-5-21-1-2-3-") +
+           std::to_wstring(1000 + account);
+}
+
+// How the components are configured. Each reads its part.
+struct Choice
+{
+    bool keepLocal = false;
+    std::size_t rbacNode = 0;
+    std::size_t permission = 0;
+    bool unlimited = false; // configured accounts need no permission
+    bool groups = false;
+    unsigned items = 3; // a bit for each of the nodes whose accounts are tracked
+};
+
+using Containers = std::vector<std::wstring>; // empty: all
+using Grant = std::optional<Containers>;
+using Row = std::pair<std::optional<std::wstring>, std::optional<std::wstring>>;
+using Rows = std::set<Row>;
+
+enum Service
+{
+    ConfigServer,
+    Settings,
+    Checker,
+    Tokens,
+    Gate,
+    Database,
+    Sources,
+    Services
+};
+
+// Outages, and the time that calls take.
+struct Weather
+{
+    // At the beginning of a call into the host.
+    HRESULT Enter(Service service)
+    {
+        Random& dice = schedule.dice;
+        Note("call " + std::to_string(service));
+        Point();
+        if (dice.OneIn(schedule.calm ? 16 : 4))
+            SleepFor(milliseconds(1 + dice.Below(schedule.calm || dice.OneIn(2) ? 200 : 20'000)));
+        if (outages[service] < schedule.now || dice.OneIn(3))
+            return S_OK;
+        ++injected;
+        Note("fails");
+        return Injected;
+    }
+
+    std::array<nanoseconds, Services> outages{}; // until when
+    std::uint64_t injected = 0;
+};
+
+struct Source : Twin<IAccessInfoSource>
+{
+    explicit Source(Weather& itsWeather) : weather(itsWeather) {}
+
+    HRESULT GetAllowedViewers(IKelNode** out) override
+    {
+        const KelNodePtr list = CreateKelNode(nullptr, nullptr);
+        for (const std::size_t account : std::set(accounts)) {
+            const KelNodePtr item = CreateKelNode(nullptr, L"AccessRightsItem");
+            item.SetString(L"LogonName", Name(account));
+            item.SetStringList(L"ContainerId", {L"c0"});
+            item.SetBool(L"IsLocalOnly", IsLocal(account));
+            list.AddChild(item);
+        }
+        const HRESULT hr = weather.Enter(Sources);
+        if (hr < 0 && schedule.dice.OneIn(2))
+            return hr;
+        *out = hr < 0 ? nullptr : KelNodePtr(list).Detach(); // success without a list is a failure as well
+        return S_OK;
+    }
+
+    Weather& weather;
+    std::set<std::size_t> accounts;
+    int registrations = 0;
+};
+
+class World;
+
+class ConfigSubscription : public Twin<IKelModifySubscription>
+{
+public:
+    ConfigSubscription(World& world, std::wstring path, IModifySubscriptionSink* itsSink)
+        : sink(itsSink), m_world(world), m_path(std::move(path))
+    {
+        static std::uint32_t last = 0;
+        m_id.Data1 = ++last;
+    }
+    HRESULT Activate() override;
+    HRESULT UnusedSlot4() override { return E_NOTIMPL; }
+    HRESULT GetId(GUID* out) override { return *out = m_id, S_OK; }
+    Deliveries::Call Notification(); // of the node as it is now
+    bool Watches(const std::wstring& path) const { return m_active && path == m_path; }
+
+    IModifySubscriptionSink* const sink;
+
+private:
+    World& m_world;
+    const std::wstring m_path;
+    GUID m_id{};
+    bool m_active = false;
+};
+
+class ModifiedNodes : public Twin<IKelNodeModifyEnum, IKelNodeIterator>
+{
+public:
+    explicit ModifiedNodes(KelNodePtr entry) : m_entry(std::move(entry)) {}
+    HRESULT GetEnumerator(IKelNodeIterator** out) override { return AddRef(), *out = this, S_OK; }
+    HRESULT Reset() override { return m_told = false, S_OK; }
+    HRESULT Next(IKelNode** node) override
+    {
+        return std::exchange(m_told, true) ? S_FALSE : KelnDuplicateNodeHandle(m_entry.Get(), node);
+    }
+
+private:
+    const KelNodePtr m_entry;
+    bool m_told = false;
+};
+
+// Everything that the module finds by name.
+class World
+    : public Twin<IConfigServerProxy, IReportingSettingsManager, IPermissionsChecker, IAuthTokenMgr, IRequestContextMgr,
+                  IRequestContext, IServiceClient, IRequestService, IDatabaseConnectionManager>,
+      public Weather
+{
+public:
+    HRESULT UnusedSlot3() override { return E_NOTIMPL; }
+    HRESULT UnusedSlot4() override { return E_NOTIMPL; }
+    HRESULT UnusedSlot5() override { return E_NOTIMPL; }
+    HRESULT UnusedSlot6() override { return E_NOTIMPL; }
+    HRESULT UnusedSlot7() override { return E_NOTIMPL; }
+    HRESULT UnusedSlot8() override { return E_NOTIMPL; }
+    HRESULT UnusedSlot9() override { return E_NOTIMPL; }
+
+    // The configuration server.
+
+    HRESULT Subscribe(IKelNode* filter, IKelNode*, IModifySubscriptionSink* sink, IKelModifySubscription** out) override
+    {
+        const std::wstring path = KelNodePtr::AddRef(filter).GetString(L"NodePath");
+        if (path == L"-")
+            return E_INVALIDARG;
+        if (const HRESULT hr = Enter(ConfigServer); hr < 0)
+            return hr;
+        auto* const subscription = new ConfigSubscription(*this, path, sink);
+        configSubscriptions.push_back(subscription);
+        if (schedule.dice.OneIn(4))
+            subscription->Notification()();
+        *out = subscription;
+        return S_OK;
+    }
+
+    // Notifications go on until it is noted that they are not wanted.
+    HRESULT Unsubscribe(IKelModifySubscription* subscription) override
+    {
+        const HRESULT hr = Enter(ConfigServer);
+        std::erase(configSubscriptions, subscription);
+        deliveries.Cancel(subscription);
+        deliveries.Wait(subscription);
+        return hr;
+    }
+
+    void NodeChanged(const std::wstring& path)
+    {
+        const Atomic atomic;
+        for (ConfigSubscription* each : configSubscriptions) {
+            if (each->Watches(path))
+                deliveries.Post(each, each->Notification());
+        }
+    }
+
+    KelNodePtr Node(const std::wstring& path) const
+    {
+        const auto index = static_cast<std::size_t>(path.back() - L'0');
+        KelNodePtr node = CreateKelNode(path.c_str() + 1, nullptr);
+        node.SetBool(L"IsInUse", rbacInUse[index]);
+        std::vector<std::wstring> texts;
+        for (const std::size_t account : viewers[index]) {
+            texts.push_back(account % 3 == 0   ? SubjectId(account)
+                            : account % 3 == 1 ? L"win:name=" + Name(account)
+                                               : Name(account));
+        }
+        if (texts.size() == 3)
+            texts.push_back(L"D\\nobody");
+        node.SetStringList(L"Accounts", texts);
+        return node;
+    }
+
+    // The settings manager.
+
+    HRESULT Subscribe(std::int32_t, IReportingSettingsModifySink* sink, IKelNode** out) override
+    {
+        if (const HRESULT hr = Enter(Settings); hr < 0)
+            return hr;
+        const KelNodePtr handle = CreateKelNode(L"subscription", nullptr);
+        const ComponentPtr<IReportingSettingsModifySink> kept(sink);
+        deliveries.First(handle.Get(), [&] {
+            settingsSubscriptions.emplace_back(handle, kept);
+            return SettingsNotification(kept);
+        });
+        if (const HRESULT hr = Enter(Settings); hr < 0) { // an answer that gets lost
+            Remove(handle.Get());
+            goesBack = true;
+            return hr;
+        }
+        *out = KelNodePtr(handle).Detach();
+        return S_OK;
+    }
+
+    // May leave notifications on their way.
+    HRESULT Unsubscribe(IKelNode* handle) override
+    {
+        const HRESULT hr = Enter(Settings);
+        Remove(handle);
+        if (schedule.dice.OneIn(2))
+            deliveries.Cancel(handle);
+        if (schedule.dice.OneIn(2))
+            deliveries.Wait(handle);
+        return hr;
+    }
+
+    void SettingsChanged()
+    {
+        const Atomic atomic;
+        for (const auto& [handle, sink] : settingsSubscriptions)
+            deliveries.Post(handle.Get(), SettingsNotification(sink));
+    }
+
+    std::wstring ReportServer() const
+    {
+        return (settingsLocal ? L"http://127.0.0.1/" : L"http://198.51.100.20/") + std::to_wstring(settingsSerial);
+    }
+
+    // Permissions and tokens.
+
+    HRESULT GetAccessibleContainers(IKelNode* token, const wchar_t* permission, std::uint32_t* scope,
+                                    IKelNode** containers) override
+    {
+        KelNodePtr client = KelNodePtr::AddRef(token);
+        bool groups = false;
+        client.TryGetBool(L"Groups", groups);
+        while (const KelNodePtr next = client.GetChildByName(L"OnBehalfOfClient", false))
+            client = next;
+        const std::wstring subject = client.GetString(L"SubjectId");
+        std::size_t account = 0;
+        while (SubjectId(account) != subject)
+            ++account;
+        const auto answer = [&] { return Granted(account, permission == std::wstring(Permissions[1]), groups); };
+        Grant grant = answer();
+        if (const HRESULT hr = Enter(Checker); hr < 0)
+            return hr;
+        if (schedule.dice.OneIn(2))
+            grant = answer(); // otherwise the answer is late
+        if (!grant)
+            return S_OK;
+        *scope = grant->empty() ? ContainerScopeAll : ContainerScopeListed;
+        const KelNodePtr list = CreateKelNode(nullptr, nullptr);
+        for (const std::wstring& container : *grant) {
+            const KelNodePtr child = CreateKelNode(nullptr, nullptr);
+            child.SetString(L"Container", container);
+            list.AddChild(child);
+        }
+        *containers = KelNodePtr(list).Detach();
+        return S_OK;
+    }
+
+    HRESULT MakeAuthToken(std::uint32_t, std::uintptr_t, std::uintptr_t, void* context, IKelNode** token) override
+    {
+        Platform::Sid user;
+        std::vector<Platform::Sid> groups;
+        Platform::AccountInfo account;
+        std::wstring sid;
+        HRESULT hr = Enter(Tokens);
+        hr = hr < 0 ? hr : Platform::ReadClientContext(context, user, groups);
+        hr = hr < 0 ? hr : Platform::LookUpAccountBySid({}, user, account);
+        hr = hr < 0 ? hr : Platform::FormatSid(user, sid);
+        if (hr < 0)
+            return hr;
+        const KelNodePtr made = CreateKelNode(L"AuthToken", L"AuthToken");
+        made.SetString(L"SubjectId", L"win:sid=" + sid);
+        made.SetString(L"SubjectDisplayName", account.domain + L"\\" + account.name);
+        made.SetBool(L"Groups", !groups.empty());
+        made.SetInt64(L"Epoch", tokenEpoch);
+        *token = KelNodePtr(made).Detach();
+        return S_OK;
+    }
+
+    HRESULT IsAuthTokenExpired(IKelNode* token, BOOL* expired) override
+    {
+        std::int64_t epoch = 0;
+        KelNodePtr::AddRef(token).TryGetInt64(L"Epoch", epoch);
+        *expired = epoch < tokenEpoch;
+        return Enter(Tokens);
+    }
+
+    // The request that a thread serves.
+
+    HRESULT GetContext(std::uint32_t, IRequestContext** out) override { return AddRef(), *out = this, S_OK; }
+    HRESULT GetAuthToken(IKelNode** out) override
+    {
+        return t_token ? KelnDuplicateNodeHandle(t_token->Get(), out) : S_OK;
+    }
+
+    // The service that gives roles.
+
+    HRESULT GetService(const wchar_t*, std::uint32_t, REFIID iid, void** out) override
+    {
+        const HRESULT hr = Enter(Gate);
+        return hr < 0 ? hr : QueryInterface(iid, out);
+    }
+
+    HRESULT ProcessRequest(IKelNode* request, IKelNode** response) override
+    {
+        const KelNodePtr node = KelNodePtr::AddRef(request);
+        const std::pair role(node.GetString(L"DestUserName"), node.GetString(L"ReportServerUrl"));
+        if (std::exchange(isAskedForRole, true))
+            Fail("two roles are asked for at once");
+        const HRESULT hr = Enter(Gate);
+        isAskedForRole = false;
+        if (hr < 0 && schedule.dice.OneIn(2))
+            return hr;
+        const KelNodePtr answer = CreateKelNode(nullptr, nullptr);
+        if (hr < 0)
+            answer.SetInt32(L"AdjustResult", hr);
+        else if (!roles.insert(role).second && earlyRoles.erase(role) == 0 && !goesBack)
+            Fail("a role was asked for again");
+        else if (!told.contains(role.second) || LastWait() < told[role.second])
+            earlyRoles.insert(role);
+        *response = KelNodePtr(answer).Detach();
+        return S_OK;
+    }
+
+    // The database.
+
+    struct Connection : Twin<IDatabaseConnection>
+    {
+        explicit Connection(World& itsWorld) : world(itsWorld) {}
+        ~Connection() override
+        {
+            if (world.writing == this)
+                world.writing = nullptr;
+        }
+        HRESULT Execute(const wchar_t* sql, std::int32_t, IKelNode**) override
+        {
+            if (const HRESULT hr = world.Enter(Database); hr < 0)
+                return hr;
+            const Host::SqlStatement statement = Host::ReadSqlStatement(sql);
+            if (statement.kind == Host::SqlStatement::Kind::CreateStaging) {
+                if (world.writing)
+                    Fail("two writes at once");
+                world.writing = this;
+            }
+            for (const Host::StagedRow& row : statement.rows)
+                staged.emplace(row.loginName, row.managedObjectUId);
+            if (statement.kind != Host::SqlStatement::Kind::Merge)
+                return S_OK;
+            world.table = std::exchange(staged, {});
+            world.writing = nullptr;
+            ++world.writes;
+            return world.Enter(Database); // may fail with the work done
+        }
+
+        World& world;
+        Rows staged;
+    };
+
+    HRESULT OpenConnection(IKelNode*, std::int32_t, IDatabaseConnection** out) override
+    {
+        const HRESULT hr = Enter(Database);
+        if (hr >= 0)
+            *out = new Connection(*this);
+        return hr;
+    }
+
+    // What the table is to hold by the configuration in force and what the sources know.
+    Rows Expected() const
+    {
+        Rows rows;
+        const auto add = [&](std::size_t account, const Grant& grant) {
+            if (!grant || (IsLocal(account) && !updater.keepLocal && !settingsLocal))
+                return;
+            if (grant->empty())
+                rows.insert({Name(account), std::nullopt});
+            for (const std::wstring& container : *grant)
+                rows.insert({Name(account), container});
+        };
+        if (!rbacInUse[rbac.rbacNode])
+            rows.insert({std::nullopt, std::nullopt});
+        for (const Source& source : sources) {
+            for (const std::size_t account : source.accounts)
+                add(account, source.registrations > 0 ? Grant(Containers{L"c0"}) : Grant());
+        }
+        for (const std::size_t client : clients)
+            add(client, Granted(client, requests.permission, false));
+        for (std::size_t i = 0; i < viewers.size(); ++i) {
+            for (const std::size_t account : viewers[i]) {
+                if (tracker.items & (1U << i))
+                    add(account,
+                        tracker.unlimited ? Containers() : Granted(account, tracker.permission, tracker.groups));
+            }
+        }
+        return rows;
+    }
+
+    // Whether table and roles are as they are to be.
+    bool IsInLine() const
+    {
+        return table == Expected() && std::all_of(table.begin(), table.end(), [&](const Row& row) {
+                   return !row.first || roles.contains({*row.first, ReportServer()});
+               });
+    }
+
+    static inline thread_local const KelNodePtr* t_token = nullptr;
+
+    Source sources[2]{Source(*this), Source(*this)};
+    Deliveries deliveries;
+    std::vector<ConfigSubscription*> configSubscriptions;
+    std::vector<std::pair<KelNodePtr, ComponentPtr<IReportingSettingsModifySink>>> settingsSubscriptions;
+
+    std::array<bool, 2> rbacInUse{true, true};
+    std::array<std::set<std::size_t>, 2> viewers;
+    int settingsSerial = 0;
+    bool settingsEnabled = false;
+    bool settingsLocal = false;
+    std::array<std::array<Grant, 2>, Accounts> grants;
+    std::int64_t tokenEpoch = 0;
+    std::set<std::size_t> clients; // that have asked
+
+    // In force.
+    Choice updater;
+    Choice rbac;
+    Choice requests;
+    Choice tracker;
+
+    Rows table;
+    const Connection* writing = nullptr; // has a temporary table, and no merge yet
+    std::uint64_t writes = 0;
+
+    bool isAskedForRole = false;
+    std::set<std::pair<std::wstring, std::wstring>> roles; // account and report server
+    // Given in a run that may have begun before it knew of the report server: they may be asked for once more.
+    std::set<std::pair<std::wstring, std::wstring>> earlyRoles;
+    std::map<std::wstring, nanoseconds> told; // when the report servers were made known
+    bool goesBack = false;                    // the updater may have gone back to earlier settings
+
+private:
+    Grant Granted(std::size_t account, std::size_t permission, bool groups) const
+    {
+        return account != Member ? grants[account][permission] : groups ? Grant(Containers{L"c1"}) : Grant();
+    }
+
+    Deliveries::Call SettingsNotification(const ComponentPtr<IReportingSettingsModifySink>& sink)
+    {
+        const KelNodePtr settings = CreateKelNode(L"DBSettings", nullptr);
+        const KelNodePtr entry = CreateKelNode(L"entry", nullptr);
+        entry.SetBool(L"Enabled", settingsEnabled);
+        entry.SetString(L"ReportServerUrl", ReportServer());
+        entry.SetString(L"ReportServerUserName", L"svc");
+        entry.SetBinary(L"ReportServerPassword", {1});
+        settings.AddChild(entry);
+        return [this, sink, settings, server = ReportServer()] {
+            told[server] = Never;
+            sink->OnModified(1, 0, settings.Get());
+            told[server] = schedule.now;
+        };
+    }
+
+    // Others may look at the list as soon as a node or a sink is released.
+    void Remove(const IKelNode* handle)
+    {
+        const auto found = std::find_if(settingsSubscriptions.begin(), settingsSubscriptions.end(),
+                                        [&](const auto& each) { return each.first.Get() == handle; });
+        const auto taken = std::move(*found);
+        settingsSubscriptions.erase(found);
+    }
+};
+
+inline HRESULT ConfigSubscription::Activate()
+{
+    if (const HRESULT hr = m_world.Enter(ConfigServer); hr < 0)
+        return hr;
+    m_world.deliveries.First(this, [this] {
+        m_active = true;
+        return Notification();
+    });
+    return S_OK;
+}
+
+inline Deliveries::Call ConfigSubscription::Notification()
+{
+    const Atomic atomic;
+    const KelNodePtr entry = CreateKelNode(nullptr, nullptr);
+    entry.SetString(L"ModifiedNodePath", m_path);
+    entry.SetInt64(L"ChangesMask", 2);
+    entry.AddChild(m_world.Node(m_path));
+    return [self = ComponentPtr<ConfigSubscription>(this), entry] {
+        const auto nodes = ComponentPtr<ModifiedNodes>::Attach(new ModifiedNodes(entry));
+        self->sink->OnTriggered(self.Get(), 2, nodes.Get());
+    };
+}
+
+} // namespace Simulation
