@@ -177,17 +177,6 @@ TEST_F(UpdaterFixture, LocalOnlyItemsStayForALocalReportServerOrOnDemand)
     EXPECT_EQ(log.Count(L"Updating IsLocalSSRS status"), 0U) << "nobody needs to know";
 }
 
-TEST_F(UpdaterFixture, AReportServerThatCannotBeLookedUpIsRemote)
-{
-    Start();
-    sourceB.list = MakeTestList({MakeTestItem(L"local", {}, true)});
-    const KelNodePtr entry = MakeEntry(L"entry", true, L"");
-    entry.SetBinary(L"ReportServerUrl", {1}); // is no text
-    DeliverAndSettle({entry});
-    EXPECT_EQ(consumer.lists.back(), (Texts{L"ann(c1)", L"bob"}));
-    EXPECT_GE(log.Count(L"| ERR  |", L"IsLocalSSRS failed: "), 1U);
-}
-
 TEST_F(UpdaterFixture, LocalityIsLookedUpWithoutTheLockThreeTimesWhenSettingsChangeMeanwhile)
 {
     Elsewhere elsewhere;
@@ -436,4 +425,17 @@ TEST_F(UpdaterFixture, AnyFailingNodeCallCostsOneCycleAtMost)
         ASSERT_EQ(ListsOfNextCycle(), Lists(1, {L"probe", L"zoe(c1,c2)"})) << "after a fault in call " << call;
         ASSERT_LT(call, 1000U);
     }
+}
+
+TEST_F(UpdaterFixture, AReportServerThatCannotBeLookedUpIsRemote)
+{
+    Start();
+    sourceB.list = MakeTestList({MakeTestItem(L"local", {}, true)});
+    const KelNodePtr entry = MakeEntry(L"entry", true, L"");
+    entry.SetRaw(L"ReportServerUrl", KelnBinary, {}); // is no text
+    EXPECT_EQ(settings.Deliver({entry}), S_OK);
+    EXPECT_EQ(RunCycle(), S_OK);
+    clock.LetTheWaiterLook(); // no run is in progress
+    EXPECT_EQ(consumer.lists.back(), (Texts{L"ann(c1)", L"bob"}));
+    EXPECT_GE(log.Count(L"| ERR  |", L"IsLocalSSRS failed: "), 1U);
 }
