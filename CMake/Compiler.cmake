@@ -13,9 +13,22 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT WIN32)
 endif()
 
 if(KESTRINE_PRECOMPILE)
-    # Several sources are compiled as one: their anonymous namespaces then look like a header's.
-    target_compile_options(KestrineCompiler INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wno-subobject-linkage>)
+    # Several sources are compiled as one: their anonymous namespaces then look like a header's, and what one of them names
+    # for its own use is shadowed in the next.
+    target_compile_options(KestrineCompiler INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wno-subobject-linkage -Wno-shadow>)
+    if(CMAKE_BUILD_TYPE STREQUAL "Debug")
+        target_compile_options(KestrineCompiler INTERFACE -g1) # lines and functions
+    endif()
 endif()
+
+# kestrine_compile_fast(TARGET PRIVATE HEADER... | REUSE_FROM TARGET): for what is no part of the product and need not be
+# fast itself; the headers are compiled once.
+function(kestrine_compile_fast target)
+    if(KESTRINE_PRECOMPILE)
+        target_compile_options(${target} PRIVATE -O0 -U_FORTIFY_SOURCE -g1)
+        target_precompile_headers(${target} ${ARGN})
+    endif()
+endfunction()
 
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
     target_compile_options(KestrineCompiler INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wthread-safety>)

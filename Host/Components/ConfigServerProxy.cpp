@@ -240,6 +240,7 @@ void ConfigServerProxy::RemoveNode(const std::wstring& path)
     Check(KelnGetParent(node.Get(), parent.Out()));
     Check(KelnRemoveChild(parent.Get(), node.Get()));
     std::vector<Change> changes;
+    changes.reserve(paths.size());
     for (std::wstring& gone : paths)
         changes.push_back({std::move(gone), Removed, {}});
     Notify(changes);

@@ -40,6 +40,7 @@ void PrintTable(const fs::path& database, Format format, Console& console)
     if (format == Format::Text)
         return ShowRows(console, AccessRightRows(rights, {}));
     std::vector<Record> records;
+    records.reserve(rights.size());
     for (const AccessRight& right : rights)
         records.push_back({right.loginName, right.managedObjectUId});
     ShowRecords(console, format, {"account", "object"}, records);
@@ -51,6 +52,7 @@ void PrintRoles(const fs::path& database, Format format, Console& console)
     if (format == Format::Text)
         return ShowRows(console, RoleRows(roles, true));
     std::vector<Record> records;
+    records.reserve(roles.size());
     for (const ReportServerRole& role : roles)
         records.push_back({role.account, role.role, role.reportServer, role.grantedAt});
     ShowRecords(console, format, {"account", "role", "reportServer", "grantedAt"}, records);

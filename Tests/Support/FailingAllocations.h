@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <initializer_list>
 
 // While it lives, the n-th allocation of the process fails, alone or with all later ones. One at a time.
 class FailingAllocations

@@ -38,7 +38,7 @@ TEST(LogReader, ColumnsAreReadInWhateverPiecesTheFileArrives)
     const std::string log =
         Utf16(Banner() + Entry(1, "ERR", 17, "    Å \U0001F600 | failed\r\n<node>\n  <a/>\n</node>") +
               Entry(2, "DBG2", 9, ""));
-    for (const std::size_t step : {1, 3, 4096}) {
+    for (const std::size_t step : {1U, 3U, 4096U}) {
         const std::vector<Line> lines = ReadLines(log, step);
         ASSERT_EQ(lines.size(), 8U) << step;
         EXPECT_EQ(lines[1].kind, LineKind::Banner);
@@ -62,7 +62,7 @@ TEST(LogReader, WhatStandsBehindATornLineIsALineOfItsOwn)
     const std::string next = Utf16(Banner() + Entry(2, "DBG", 1, "next") + Entry(3, "DBG", 1, "last"));
     // Cut at every byte: in the columns, in the pair, in mid-character, in the line end.
     for (std::size_t cut = 1; cut < torn.size(); ++cut) {
-        for (const std::size_t step : {7, 4096}) {
+        for (const std::size_t step : {7U, 4096U}) {
             const std::vector<std::string> shapes = Shapes(torn.substr(0, cut) + next, step);
             ASSERT_EQ(shapes.size(), 6U) << cut;
             EXPECT_THAT(std::vector(shapes.begin() + 1, shapes.end()),

@@ -13,7 +13,7 @@
 namespace
 {
 
-constexpr std::int32_t SubscribeOptions = 3;
+constexpr std::int32_t StatusSubscribeOptions = 3;
 constexpr std::int64_t StatusNodeOnly = 0;
 
 // Stands for every account and every object.
@@ -57,7 +57,7 @@ HRESULT CRBACUsageTracker::Configure(IKelNode* config)
         WatchPtr unwanted = watch;
         const ScopeGuard end([&] { End(unwanted); });
         Subscription subscription(proxy, MakePathFilter(watch->statusNodePath, false, StatusNodeOnly),
-                                  MakeSubscribeRequest(SubscribeOptions), this);
+                                  MakeSubscribeRequest(StatusSubscribeOptions), this);
         {
             const MutexLock lock(m_lock);
             watch->subscription = std::move(subscription);
