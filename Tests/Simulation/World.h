@@ -4,6 +4,7 @@
 
 #include "Common/Components/InterfaceLookup.h"
 #include "Common/Nodes/KelNodePtr.h"
+#include "Host/Components/ModifiedNodes.h"
 #include "Host/ReportingDatabase/SqlStatements.h"
 #include "Interfaces/AccessInfo.h"
 #include "Interfaces/AuthTokens.h"
@@ -176,22 +177,6 @@ private:
     const std::wstring m_path;
     GUID m_id{};
     bool m_active = false;
-};
-
-class ModifiedNodes : public Twin<IKelNodeModifyEnum, IKelNodeIterator>
-{
-public:
-    explicit ModifiedNodes(KelNodePtr entry) : m_entry(std::move(entry)) {}
-    HRESULT GetEnumerator(IKelNodeIterator** out) override { return AddRef(), *out = this, S_OK; }
-    HRESULT Reset() override { return m_told = false, S_OK; }
-    HRESULT Next(IKelNode** node) override
-    {
-        return std::exchange(m_told, true) ? S_FALSE : KelnDuplicateNodeHandle(m_entry.Get(), node);
-    }
-
-private:
-    const KelNodePtr m_entry;
-    bool m_told = false;
 };
 
 // Everything that the module finds by name.
@@ -570,7 +555,9 @@ inline Deliveries::Call ConfigSubscription::Notification()
     entry.SetInt64(L"ChangesMask", 2);
     entry.AddChild(m_world.Node(m_path));
     return [self = ComponentPtr<ConfigSubscription>(this), entry] {
-        const auto nodes = ComponentPtr<ModifiedNodes>::Attach(new ModifiedNodes(entry));
+        Host::ModifiedNodes::Entries entries;
+        entries.emplace_back(KelNodePtr(entry).Detach());
+        const auto nodes = Host::MakeComponent<Host::ModifiedNodes>(std::move(entries));
         self->sink->OnTriggered(self.Get(), 2, nodes.Get());
     };
 }
