@@ -180,9 +180,14 @@ private:
         if (hr >= 0 && defect)
             Fail("a bad configuration was taken");
         m_configured[part] = m_configured[part] || hr >= 0;
-        Choice* const inForce[]{&m_world.updater, &m_world.rbac, &m_world.requests, &m_world.tracker, &m_roles};
         if (hr >= 0 || part == Updater) // what the updater has read before it fails is in force
-            *inForce[part] = choice;
+            InForce(part) = choice;
+    }
+
+    Choice& InForce(Part part)
+    {
+        Choice* const inForce[]{&m_world.updater, &m_world.rbac, &m_world.requests, &m_world.tracker, &m_roles};
+        return *inForce[part];
     }
 
     void ConfigureAll()
@@ -297,7 +302,7 @@ private:
         StartActors(1 + Below(4), true);
         if (OneIn(2)) {
             const auto part = OneIn(2) ? Tracker : static_cast<Part>(Below(Parts));
-            const Choice choice = MakeChoice();
+            const Choice choice = OneIn(2) ? InForce(part) : MakeChoice();
             const bool forgets = part == Requests && choice.permission != m_world.requests.permission;
             SleepFor(milliseconds(1 << Below(12)));
             m_forgettings += forgets;

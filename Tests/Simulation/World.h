@@ -114,8 +114,8 @@ struct Weather
         Random& dice = schedule.dice;
         Note("call " + std::to_string(service));
         Point();
-        if (dice.OneIn(schedule.calm ? 16 : 4))
-            SleepFor(milliseconds(1 + dice.Below(schedule.calm || dice.OneIn(2) ? 200 : 20'000)));
+        if (dice.OneIn(slowOnes))
+            SleepFor(milliseconds(1 << dice.Below(schedule.calm ? 10 : 15)));
         if (outages[service] < schedule.now || dice.OneIn(3))
             return S_OK;
         ++injected;
@@ -123,7 +123,8 @@ struct Weather
         return Injected;
     }
 
-    std::array<nanoseconds, Services> outages{}; // until when
+    const int slowOnes = 2 << schedule.dice.Below(4); // one call in so many takes time
+    std::array<nanoseconds, Services> outages{};      // until when
     std::uint64_t injected = 0;
 };
 
