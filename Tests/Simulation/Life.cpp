@@ -180,9 +180,14 @@ private:
         if (hr >= 0 && defect)
             Fail("a bad configuration was taken");
         m_configured[part] = m_configured[part] || hr >= 0;
-        Choice* const inForce[]{&m_world.updater, &m_world.rbac, &m_world.requests, &m_world.tracker, &m_roles};
         if (hr >= 0 || part == Updater) // what the updater has read before it fails is in force
-            *inForce[part] = choice;
+            InForce(part) = choice;
+    }
+
+    Choice& InForce(Part part)
+    {
+        Choice* const inForce[]{&m_world.updater, &m_world.rbac, &m_world.requests, &m_world.tracker, &m_roles};
+        return *inForce[part];
     }
 
     void ConfigureAll()
@@ -295,19 +300,30 @@ private:
     {
         Note("burst");
         StartActors(1 + Below(4), true);
-        if (OneIn(3)) {
-            const auto part = static_cast<Part>(Below(Parts));
-            const Choice choice = MakeChoice();
-            SleepFor(milliseconds(Below(3000)));
-            if (part == Requests) {
-                JoinActors(); // another permission forgets who has asked
-                if (choice.permission != m_world.requests.permission)
-                    m_world.clients.clear();
-            }
+        if (OneIn(2)) {
+            const auto part = OneIn(2) ? Tracker : static_cast<Part>(Below(Parts));
+            const Choice choice = OneIn(2) ? InForce(part) : MakeChoice();
+            const bool forgets = part == Requests && choice.permission != m_world.requests.permission;
+            SleepFor(milliseconds(1 << Below(12)));
+            m_forgettings += forgets;
             Configure(part, choice);
+            m_forgettings += forgets;
+            JoinActors();
+            if (forgets) { // whoever has asked meanwhile may be forgotten, but not listed by the earlier permission
+                SleepFor(EffectLimit);
+                std::erase_if(m_world.clients, [&](std::size_t client) { return !IsGranted(client); });
+                Request(5, true); // a local account, which need not be listed
+            }
         }
         JoinActors();
         AwaitEffect();
+    }
+
+    // Whether the table holds what the permissions checker, rather than a source of the host's, lets the account see.
+    bool IsGranted(std::size_t account) const
+    {
+        return std::any_of(m_world.table.begin(), m_world.table.end(),
+                           [&](const Row& row) { return row.first == Name(account) && row.second != L"c0"; });
     }
 
     void AwaitEffect()
@@ -496,6 +512,7 @@ private:
             portal.AddChild(token);
             token = portal;
         }
+        const unsigned forgettings = m_forgettings;
         const bool wait = OneIn(3);
         const KelNodePtr request = CreateKelNode(L"request", nullptr);
         request.SetBool(L"WaitForSync", wait);
@@ -508,9 +525,8 @@ private:
         if (hr < 0)
             Fail("a request was refused");
         m_world.clients.insert(account);
-        const bool isShown = std::any_of(m_world.table.begin(), m_world.table.end(),
-                                         [&](const Row& row) { return row.first == Name(account); });
-        if (wait && m_world.grants[account][m_world.requests.permission] && !isShown && !IsLocal(account))
+        if (wait && m_world.grants[account][m_world.requests.permission] && !IsGranted(account) && !IsLocal(account) &&
+            m_forgettings == forgettings && forgettings % 2 == 0)
             Fail("who has waited is not in the table");
     }
 
@@ -527,7 +543,8 @@ private:
         {L"Source", &m_world.sources[0]}};
     ComponentPtr<IConfigurableComponent> m_components[Parts];
     bool m_configured[Parts]{};
-    bool m_long = false; // intervals
+    bool m_long = false;        // intervals
+    unsigned m_forgettings = 0; // twice for each change of permission that forgets who has asked; odd within it
     Choice m_roles;
     std::vector<std::unique_ptr<Platform::WorkerThread>> m_actors;
 };

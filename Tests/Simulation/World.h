@@ -4,6 +4,7 @@
 
 #include "Common/Components/InterfaceLookup.h"
 #include "Common/Nodes/KelNodePtr.h"
+#include "Host/Components/ModifiedNodes.h"
 #include "Host/ReportingDatabase/SqlStatements.h"
 #include "Interfaces/AccessInfo.h"
 #include "Interfaces/AuthTokens.h"
@@ -113,8 +114,8 @@ struct Weather
         Random& dice = schedule.dice;
         Note("call " + std::to_string(service));
         Point();
-        if (dice.OneIn(schedule.calm ? 16 : 4))
-            SleepFor(milliseconds(1 + dice.Below(schedule.calm || dice.OneIn(2) ? 200 : 20'000)));
+        if (dice.OneIn(slowOnes))
+            SleepFor(milliseconds(1 << dice.Below(schedule.calm ? 10 : 15)));
         if (outages[service] < schedule.now || dice.OneIn(3))
             return S_OK;
         ++injected;
@@ -122,7 +123,8 @@ struct Weather
         return Injected;
     }
 
-    std::array<nanoseconds, Services> outages{}; // until when
+    const int slowOnes = 2 << schedule.dice.Below(4); // one call in so many takes time
+    std::array<nanoseconds, Services> outages{};      // until when
     std::uint64_t injected = 0;
 };
 
@@ -176,22 +178,6 @@ private:
     const std::wstring m_path;
     GUID m_id{};
     bool m_active = false;
-};
-
-class ModifiedNodes : public Twin<IKelNodeModifyEnum, IKelNodeIterator>
-{
-public:
-    explicit ModifiedNodes(KelNodePtr entry) : m_entry(std::move(entry)) {}
-    HRESULT GetEnumerator(IKelNodeIterator** out) override { return AddRef(), *out = this, S_OK; }
-    HRESULT Reset() override { return m_told = false, S_OK; }
-    HRESULT Next(IKelNode** node) override
-    {
-        return std::exchange(m_told, true) ? S_FALSE : KelnDuplicateNodeHandle(m_entry.Get(), node);
-    }
-
-private:
-    const KelNodePtr m_entry;
-    bool m_told = false;
 };
 
 // Everything that the module finds by name.
@@ -570,7 +556,9 @@ inline Deliveries::Call ConfigSubscription::Notification()
     entry.SetInt64(L"ChangesMask", 2);
     entry.AddChild(m_world.Node(m_path));
     return [self = ComponentPtr<ConfigSubscription>(this), entry] {
-        const auto nodes = ComponentPtr<ModifiedNodes>::Attach(new ModifiedNodes(entry));
+        Host::ModifiedNodes::Entries entries;
+        entries.emplace_back(KelNodePtr(entry).Detach());
+        const auto nodes = Host::MakeComponent<Host::ModifiedNodes>(std::move(entries));
         self->sink->OnTriggered(self.Get(), 2, nodes.Get());
     };
 }

@@ -161,10 +161,11 @@ void PrintStack(void* const (&frames)[Frames])
         Dl_info info;
         if (!frame || dladdr(frame, &info) == 0)
             continue;
-        const auto offset = static_cast<char*>(frame) - static_cast<char*>(info.dli_fbase) - 1;
-        const std::string command = "addr2line -Cfspe '" + std::string(info.dli_fname) + "' " + std::to_string(offset);
+        char command[1000];
+        std::snprintf(command, sizeof(command), "addr2line -Cfspe '%s' %tx", info.dli_fname,
+                      static_cast<char*>(frame) - static_cast<char*>(info.dli_fbase) - 1);
         char line[400] = "";
-        if (FILE* const pipe = popen(command.c_str(), "r")) {
+        if (FILE* const pipe = popen(command, "r")) {
             if (std::fgets(line, sizeof(line), pipe) && !std::string(line).starts_with("Simulation::"))
                 std::printf("        %s", line);
             pclose(pipe);
