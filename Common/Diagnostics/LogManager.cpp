@@ -163,6 +163,14 @@ std::wstring FormatLogLine(const LogLine& line)
     return text;
 }
 
+std::wstring LocalTimeText(std::uint64_t systemTime)
+{
+    std::wstring text;
+    AppendTime(text, systemTime);
+    text.resize(text.find(L'.'));
+    return text;
+}
+
 void InternalReport(std::initializer_list<std::wstring_view> parts) noexcept
 {
     const Platform::LastErrorKeeper keepLastError;

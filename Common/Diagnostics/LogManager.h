@@ -75,6 +75,9 @@ struct LogLine
 // most.
 std::wstring FormatLogLine(const LogLine& line);
 
+// A Platform::SystemTime as the log shows it, to the second: "2026-11-22 14:03:07".
+std::wstring LocalTimeText(std::uint64_t systemTime);
+
 // Reports the logging machinery's own troubles on the debugger output. Joins the parts to one message; what is longer
 // than any path is cut. Never logs, never throws, allocates nothing; keeps the thread's last error.
 void InternalReport(std::initializer_list<std::wstring_view> parts) noexcept;
