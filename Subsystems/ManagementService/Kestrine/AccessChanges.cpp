@@ -30,10 +30,37 @@ bool SameItem(const KelNodePtr& a, std::uint64_t indexA, const KelNodePtr& b, st
     return KelNodesEqual(a.GetChildByIndex(indexA, true), b.GetChildByIndex(indexB, true), KelIgnoreIdentity);
 }
 
-void AddAccounts(const KelNodePtr& list, std::uint64_t begin, std::uint64_t end, Rights& rights)
+void AddAccount(const KelNodePtr& list, std::uint64_t index, Rights& rights)
 {
-    for (std::uint64_t i = begin; i < end; ++i)
-        rights.try_emplace(list.GetChildByIndex(i, true).GetString(AccessRights::LogonName));
+    rights.try_emplace(list.GetChildByIndex(index, true).GetString(AccessRights::LogonName));
+}
+
+// The accounts, without objects, of all items that are not the same in both lists.
+Rights ChangedAccounts(const KelNodePtr& before, const KelNodePtr& after)
+{
+    std::uint64_t endBefore = before.GetChildCount();
+    std::uint64_t endAfter = after.GetChildCount();
+    while (endBefore > 0 && endAfter > 0 && SameItem(before, endBefore - 1, after, endAfter - 1)) {
+        --endBefore;
+        --endAfter;
+    }
+    Rights accounts;
+    for (std::uint64_t i = 0, j = 0; i < endBefore || j < endAfter;) {
+        const bool both = i < endBefore && j < endAfter;
+        if (both && SameItem(before, i, after, j)) {
+            ++i;
+            ++j;
+            continue;
+        }
+        // An item that came or went moves on in one list only; wrong guesses name more accounts than needed.
+        const bool went = j == endAfter || (both && i + 1 < endBefore && SameItem(before, i + 1, after, j));
+        const bool came = !went && (i == endBefore || (j + 1 < endAfter && SameItem(before, i, after, j + 1)));
+        if (!came)
+            AddAccount(before, i++, accounts);
+        if (!went)
+            AddAccount(after, j++, accounts);
+    }
+    return accounts;
 }
 
 // What the list grants the accounts that `rights` names.
@@ -76,19 +103,7 @@ std::wstring Describe(const Change& change)
 
 std::wstring DescribeAccessChanges(const KelNodePtr& before, const KelNodePtr& after)
 {
-    const std::uint64_t countBefore = before.GetChildCount();
-    const std::uint64_t countAfter = after.GetChildCount();
-    const std::uint64_t shorter = std::min(countBefore, countAfter);
-    std::uint64_t head = 0;
-    while (head < shorter && SameItem(before, head, after, head))
-        ++head;
-    std::uint64_t tail = 0;
-    while (tail < shorter - head && SameItem(before, countBefore - tail - 1, after, countAfter - tail - 1))
-        ++tail;
-
-    Rights held;
-    AddAccounts(before, head, countBefore - tail, held);
-    AddAccounts(after, head, countAfter - tail, held);
+    Rights held = ChangedAccounts(before, after);
     Rights granted = held;
     // Of the whole lists: an account may have the same right from another item.
     AddObjects(before, held);

@@ -15,11 +15,11 @@ void AppendValue(std::wstring& sql, std::wstring_view value)
         return;
     }
     sql += L"N'";
-    for (const wchar_t c : value) {
-        if (c == L'\'')
-            sql += c;
-        sql += c;
+    for (std::size_t quote; (quote = value.find(L'\'')) != value.npos; value.remove_prefix(quote + 1)) {
+        sql += value.substr(0, quote + 1);
+        sql += L'\'';
     }
+    sql += value;
     sql += L'\'';
 }
 
