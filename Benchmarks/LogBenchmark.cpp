@@ -5,6 +5,8 @@
 #include "Platform/Testing/TemporaryFolder.h"
 
 #include <benchmark/benchmark.h>
+#include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/spdlog.h>
 
 namespace
 {
@@ -19,6 +21,13 @@ void LogStatementOff(benchmark::State& state)
         LOG_DBG(L"Adding item to process: '" << name << L"'");
         benchmark::DoNotOptimize(name);
     }
+}
+
+// What a statement that is off cannot do without.
+void CoarseClock(benchmark::State& state)
+{
+    for (auto _ : state)
+        benchmark::DoNotOptimize(Platform::Ticks());
 }
 
 void TraceScopeOff(benchmark::State& state)
@@ -45,8 +54,26 @@ void LogLineWritten(benchmark::State& state)
     LogManager::Instance().RemoveLogger(logger);
 }
 
+// By another library, in UTF-8 and through a handle that stays open; with the same columns, or in that library's own
+// form.
+void LogLineWrittenBySpdlog(benchmark::State& state)
+{
+    const TemporaryFolder folder;
+    spdlog::logger logger("benchmark",
+                          std::make_shared<spdlog::sinks::basic_file_sink_mt>((folder.Path() / "spdlog.log").string()));
+    logger.set_level(spdlog::level::debug);
+    logger.flush_on(spdlog::level::debug);
+    if (state.range(0) != 0)
+        logger.set_pattern("%Y-%m-%d %H:%M:%S.%F | %-4l | %5P %5t | %-26s:%-4# | %v");
+    const std::string name = "DEPARTMENT\\some.user";
+    for (auto _ : state)
+        SPDLOG_LOGGER_CALL(&logger, spdlog::level::debug, "Adding item to process: '{}'", name);
+}
+
 } // namespace
 
 BENCHMARK(LogStatementOff);
+BENCHMARK(CoarseClock);
 BENCHMARK(TraceScopeOff);
 BENCHMARK(LogLineWritten);
+BENCHMARK(LogLineWrittenBySpdlog)->ArgName("columns")->Arg(1)->Arg(0);

@@ -59,20 +59,29 @@ inline char32_t NextCodePoint(std::wstring_view text, std::size_t& position)
 // Appends `text` to `bytes` as UTF-16LE without byte-order mark. Surrogates without partner pass unchanged.
 inline void AppendUtf16Le(std::wstring_view text, std::string& bytes)
 {
-    const auto append = [&bytes](char32_t unit) {
-        bytes.push_back(static_cast<char>(unit & 0xFF));
-        bytes.push_back(static_cast<char>((unit >> 8) & 0xFF));
+    const auto put = [](char* to, char32_t unit) {
+        to[0] = static_cast<char>(unit & 0xFF);
+        to[1] = static_cast<char>((unit >> 8) & 0xFF);
+        return to + 2;
     };
-    bytes.reserve(bytes.size() + 2 * text.size());
+    constexpr std::size_t mostBytes = sizeof(wchar_t); // of a character
+    const std::size_t start = bytes.size();
+    bytes.resize(start + mostBytes * text.size());
+    char* to = bytes.data() + start;
     for (std::size_t i = 0; i < text.size();) {
+        if (static_cast<char32_t>(text[i]) < 0xD800) { // most are: one unit, whatever follows
+            to = put(to, static_cast<char32_t>(text[i++]));
+            continue;
+        }
         const char32_t c = NextCodePoint(text, i);
         if (c > 0xFFFF) {
-            append(0xD800 + ((c - 0x10000) >> 10));
-            append(0xDC00 + ((c - 0x10000) & 0x3FF));
+            to = put(to, 0xD800 + ((c - 0x10000) >> 10));
+            to = put(to, 0xDC00 + ((c - 0x10000) & 0x3FF));
         } else {
-            append(c);
+            to = put(to, c);
         }
     }
+    bytes.resize(static_cast<std::size_t>(to - bytes.data()));
 }
 
 // The wide text of UTF-16LE `bytes`. Surrogates without partner pass unchanged; an odd last byte becomes U+FFFD.
@@ -132,11 +141,9 @@ inline std::string ToUtf8(std::wstring_view text)
     return bytes;
 }
 
-// The wide text of UTF-8 `bytes`. Every byte that belongs to no well-formed sequence becomes U+FFFD.
-inline std::wstring FromUtf8(std::string_view bytes)
+// Appends the wide text of UTF-8 `bytes`. Every byte that belongs to no well-formed sequence becomes U+FFFD.
+inline void AppendFromUtf8(std::string_view bytes, std::wstring& text)
 {
-    std::wstring text;
-    text.reserve(bytes.size());
     for (std::size_t i = 0; i < bytes.size();) {
         const auto lead = static_cast<unsigned char>(bytes[i]);
         const std::size_t length = lead < 0x80   ? 1
@@ -158,6 +165,13 @@ inline std::wstring FromUtf8(std::string_view bytes)
         AppendWide(valid ? c : ReplacementCharacter, text);
         i += valid ? length : 1;
     }
+}
+
+inline std::wstring FromUtf8(std::string_view bytes)
+{
+    std::wstring text;
+    text.reserve(bytes.size());
+    AppendFromUtf8(bytes, text);
     return text;
 }
 

@@ -10,6 +10,7 @@
 #include <utility>
 #ifndef _WIN32
 #include <condition_variable>
+#include <ctime>
 #include <mutex>
 #include <shared_mutex>
 #endif
@@ -21,7 +22,16 @@ namespace Platform
 std::chrono::nanoseconds SteadyNow();
 
 // The same in milliseconds, at less cost and with steps of some milliseconds; wraps after 49.7 days. Any thread.
+#ifdef _WIN32
 std::uint32_t Ticks();
+#else
+inline std::uint32_t Ticks() // every log statement asks, also one that is off
+{
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    return static_cast<std::uint32_t>(now.tv_sec * 1000 + now.tv_nsec / 1000000);
+}
+#endif
 
 // Lets the calling thread wait.
 void SleepFor(std::chrono::milliseconds duration);

@@ -9,15 +9,13 @@
 
 #include "Common/Diagnostics/LogManager.h"
 #include "Common/Diagnostics/LogSeverity.h"
+#include "Common/Diagnostics/LogText.h"
 #include "Platform/Process.h"
-
-#include <ostream>
-#include <sstream>
 
 #define LOG_AT_SOURCE(severity, source, message)                                                                       \
     do {                                                                                                               \
         if (IsLogEnabled(severity))                                                                                    \
-            WriteLogStatement(severity, source, [&](std::wostream& logStream) { logStream << message; });              \
+            WriteLogStatement(severity, source, [&](LogText& logText) { logText << message; });                        \
     } while (false)
 #define LOG_AT(severity, message) LOG_AT_SOURCE(severity, SourceLocation::Current(), message)
 
@@ -27,18 +25,17 @@
 #define LOG_DBG(message) LOG_AT(LogSeverity::Dbg, message)
 #define LOG_DBG2(message) LOG_AT(LogSeverity::Dbg2, message)
 
-// The text that `build` puts into a stream, with the mark of an exception behind it when it threw.
+// What `build` writes, with the mark of an exception behind it when it threw.
 template <class Build>
 std::wstring BuildLogText(Build build)
 {
-    std::wostringstream stream;
+    LogText text;
     try {
-        build(stream);
+        build(text);
     } catch (...) {
-        stream.clear();
-        stream << L"... (***EXCEPTION***)";
+        text << L"... (***EXCEPTION***)";
     }
-    return std::move(stream).str();
+    return text.Take();
 }
 
 template <class Build>

@@ -1,7 +1,7 @@
 #include "Common/Diagnostics/LogManager.h"
 
 #include "Common/Diagnostics/LogSeverity.h"
-#include "Common/Foundation/Singleton.h"
+#include "Common/Foundation/Strings.h"
 #include "Platform/Modules.h"
 #include "Platform/Process.h"
 #include "Platform/Text.h"
@@ -18,22 +18,17 @@ const DataDirectory& ProcessDataDirectory()
     return DataDirectory::Instance();
 }
 
+using Strings::AppendNumber;
+
 constexpr std::size_t FileNameWidth = 26;
 constexpr std::size_t LineNumberWidth = 4;
 constexpr unsigned MaxIndentation = 30;
-
-void AppendNumber(std::wstring& text, std::uint32_t number, std::size_t width, wchar_t fill)
-{
-    const std::wstring digits = std::to_wstring(number);
-    text.append(width - std::min(width, digits.size()), fill);
-    text += digits;
-}
 
 void AppendTime(std::wstring& text, std::uint64_t systemTime)
 {
     const Platform::CivilTime time = Platform::ToLocalTime(systemTime);
     const auto append = [&text](std::uint32_t number, std::size_t width, wchar_t end) {
-        AppendNumber(text, number, width, L'0');
+        AppendNumber(text, number, width);
         text += end;
     };
     append(time.year, 4, L'-');
@@ -42,8 +37,8 @@ void AppendTime(std::wstring& text, std::uint64_t systemTime)
     append(time.hour, 2, L':');
     append(time.minute, 2, L':');
     append(time.second, 2, L'.');
-    AppendNumber(text, time.millisecond, 3, L'0');
-    AppendNumber(text, static_cast<std::uint32_t>(systemTime % 10000), 4, L'0');
+    AppendNumber(text, time.millisecond, 3);
+    AppendNumber(text, systemTime % 10000, 4);
 }
 
 void AppendSeverity(std::wstring& text, std::uint32_t severity)
@@ -57,24 +52,16 @@ void AppendSource(std::wstring& text, const SourceLocation& source)
 {
     std::string_view path = source.file;
     path.remove_prefix(path.find_last_of("\\/") + 1);
-    std::wstring name = Text::FromUtf8(path);
-    name.resize(std::min(name.size(), FileNameWidth));
-    const std::wstring number = std::to_wstring(source.line);
-    const std::size_t width = FileNameWidth - name.size() + LineNumberWidth;
-    text += name;
+    const std::size_t start = text.size();
+    const std::size_t end = start + FileNameWidth + LineNumberWidth + 1;
+    Text::AppendFromUtf8(path, text);
+    text.resize(std::min(text.size(), start + FileNameWidth));
     text += L':';
-    text += number;
-    text.append(width - std::min(width, number.size()), L' ');
+    AppendNumber(text, source.line);
+    text.append(end - std::min(end, text.size()), L' ');
 }
 
 } // namespace
-
-bool IsLogEnabled(std::uint32_t severity) noexcept
-try {
-    return LogManager::Instance().IsEnabled(severity);
-} catch (...) {
-    return false;
-}
 
 unsigned& ThreadIndentation()
 {
@@ -87,17 +74,6 @@ LogManager::LogManager() : LogManager(SettingsStore::Instance(), &ProcessDataDir
 LogManager::LogManager(SettingsStore& store, const DataDirectory& (*dataDirectory)())
     : m_settings(store, dataDirectory), m_threadIndentation(Platform::IsSystemVersionOrLater(6, 0))
 {}
-
-LogManager& LogManager::Instance()
-{
-    return Singleton<LogManager>::Instance();
-}
-
-bool LogManager::IsEnabled(std::uint32_t severity) noexcept
-{
-    m_settings.RefreshIfStale();
-    return severity >= LogSeverity::Crit && severity <= m_settings.MaxSeverity();
-}
 
 void LogManager::Write(std::uint32_t severity, std::wstring_view text, const SourceLocation& source, ILogger* target)
 {
@@ -160,6 +136,14 @@ std::wstring FormatLogLine(const LogLine& line)
     text.append(2 * std::min(line.indentation, MaxIndentation), L' ');
     text += line.message;
     text += L"\r\n";
+    return text;
+}
+
+std::wstring LocalTimeText(std::uint64_t systemTime)
+{
+    std::wstring text;
+    AppendTime(text, systemTime);
+    text.resize(text.find(L'.'));
     return text;
 }
 

@@ -1,8 +1,10 @@
 // The log: decides which lines are written, formats them and hands them to the registered loggers.
 #pragma once
 
+#include "Common/Diagnostics/LogSeverity.h"
 #include "Common/Diagnostics/LoggerSettings.h"
 #include "Common/Diagnostics/SourceLocation.h"
+#include "Common/Foundation/Singleton.h"
 
 #include <array>
 #include <atomic>
@@ -27,10 +29,14 @@ class LogManager
 public:
     LogManager();
     LogManager(SettingsStore& store, const DataDirectory& (*dataDirectory)());
-    static LogManager& Instance();
+    static LogManager& Instance() { return Singleton<LogManager>::Instance(); }
 
     // Whether lines of this severity are written. Callers ask before they build a message.
-    bool IsEnabled(std::uint32_t severity) noexcept;
+    bool IsEnabled(std::uint32_t severity) noexcept
+    {
+        m_settings.RefreshIfStale();
+        return severity >= LogSeverity::Crit && severity <= m_settings.MaxSeverity();
+    }
 
     // Formats one line and hands it to `target`, or to every registered logger in slot order without one. Writes
     // whatever the severity is.
@@ -53,7 +59,12 @@ private:
 };
 
 // IsEnabled of the module's log; false when there is no memory to make it.
-bool IsLogEnabled(std::uint32_t severity) noexcept;
+inline bool IsLogEnabled(std::uint32_t severity) noexcept
+try {
+    return LogManager::Instance().IsEnabled(severity);
+} catch (...) {
+    return false;
+}
 
 // How many steps the calling thread's lines are indented; moved by trace scopes.
 unsigned& ThreadIndentation();
@@ -74,6 +85,9 @@ struct LogLine
 // their low 16 bits, files by the first 26 characters of their name, indentation as two blanks a step, 30 steps at
 // most.
 std::wstring FormatLogLine(const LogLine& line);
+
+// A Platform::SystemTime as the log shows it, to the second: "2026-11-22 14:03:07".
+std::wstring LocalTimeText(std::uint64_t systemTime);
 
 // Reports the logging machinery's own troubles on the debugger output. Joins the parts to one message; what is longer
 // than any path is cut. Never logs, never throws, allocates nothing; keeps the thread's last error.

@@ -2,7 +2,6 @@
 
 #include "Common/Diagnostics/ImpersonationRevertGuard.h"
 #include "Common/Diagnostics/LogSeverity.h"
-#include "Common/Foundation/SteadyClock.h"
 #include "Common/Foundation/Strings.h"
 #include "Platform/Files.h"
 
@@ -11,7 +10,6 @@
 namespace
 {
 
-constexpr std::uint32_t RefreshIntervalMs = 5000;
 constexpr std::uint32_t DefaultMaxSeverity = LogSeverity::Dbg;
 constexpr std::uint32_t DefaultFileSizeThresholdMB = 1024;
 constexpr std::uint32_t DefaultKeepOpenInterval = 5000;
@@ -41,16 +39,8 @@ LoggerSettings::LoggerSettings(SettingsStore& store, const DataDirectory& (*data
       m_keepOpenInterval(DefaultKeepOpenInterval)
 {}
 
-bool LoggerSettings::IsStale() const
+void LoggerSettings::RefreshAgain() noexcept
 {
-    return SteadyClock::Ticks() - m_lastRefresh.load(std::memory_order_relaxed) > RefreshIntervalMs ||
-           !m_read.load(std::memory_order_acquire);
-}
-
-void LoggerSettings::RefreshIfStale() noexcept
-{
-    if (!IsStale()) [[likely]]
-        return;
     const Platform::LastErrorKeeper keepLastError;
     const MutexLock lock(m_lock);
     if (!IsStale())

@@ -1,6 +1,7 @@
 // Configuration of the log: the settings section "Logger", read anew every five seconds.
 #pragma once
 
+#include "Common/Foundation/SteadyClock.h"
 #include "Common/Settings/DataDirectory.h"
 #include "Common/Settings/SettingsSection.h"
 
@@ -15,7 +16,11 @@ public:
 
     // Re-reads the settings, as the process, when they are older than five seconds. A refresh that fails keeps the old
     // values and counts all the same.
-    void RefreshIfStale() noexcept;
+    void RefreshIfStale() noexcept
+    {
+        if (IsStale()) [[unlikely]]
+            RefreshAgain();
+    }
 
     std::uint32_t MaxSeverity() const { return m_maxSeverity.load(std::memory_order_relaxed); }
 
@@ -29,7 +34,14 @@ public:
     std::uint32_t KeepOpenInterval() { return Fresh(m_keepOpenInterval); }
 
 private:
-    bool IsStale() const;
+    static constexpr std::uint32_t RefreshIntervalMs = 5000;
+
+    bool IsStale() const
+    {
+        return SteadyClock::Ticks() - m_lastRefresh.load(std::memory_order_relaxed) > RefreshIntervalMs ||
+               !m_read.load(std::memory_order_acquire);
+    }
+    void RefreshAgain() noexcept;
     void Refresh();
     std::wstring ConfiguredPath();
     std::uint32_t Fresh(const std::atomic<std::uint32_t>& value);

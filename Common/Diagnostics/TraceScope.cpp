@@ -1,28 +1,17 @@
 #include "Common/Diagnostics/TraceScope.h"
 
-#include "Platform/Threads.h"
-
-#include <exception>
+#include "Common/Foundation/Strings.h"
 
 std::wstring FormatMilliseconds(std::int64_t microseconds)
 {
-    std::wstring text = std::to_wstring(microseconds / 1000);
+    const auto value = static_cast<std::uint64_t>(microseconds);
+    std::wstring text;
+    Strings::AppendNumber(text, value / 1000);
     for (std::size_t place = text.size(); place > 3;)
         text.insert(place -= 3, 1, L' ');
-    const std::wstring fraction = std::to_wstring(microseconds % 1000);
-    return text + L'.' + std::wstring(3 - fraction.size(), L'0') + fraction;
-}
-
-TraceScope::TraceScope(std::uint32_t severity, std::uint32_t exceptionSeverity, const wchar_t* literal,
-                       const SourceLocation& source, ILogger* target) noexcept
-    : m_severity(severity),
-      m_exceptionSeverity(exceptionSeverity),
-      m_literal(literal),
-      m_source(source),
-      m_target(target),
-      m_uncaughtAtStart(std::uncaught_exceptions())
-{
-    Enter();
+    text += L'.';
+    Strings::AppendNumber(text, value % 1000, 3);
+    return text;
 }
 
 TraceScope::TraceScope(std::uint32_t severity, std::uint32_t exceptionSeverity, std::wstring_view text,
@@ -42,18 +31,15 @@ TraceScope::TraceScope(std::uint32_t severity, std::uint32_t exceptionSeverity, 
     Enter();
 }
 
-void TraceScope::Enter() noexcept
+void TraceScope::WriteEntry() noexcept
 {
-    if (IsLogEnabled(m_severity)) {
-        Write(m_severity, L"Entering: ", {});
-        m_indentationAdded = 1;
-        if (LogManager::Instance().ThreadIndentationAvailable())
-            ThreadIndentation() += m_indentationAdded;
-    }
-    m_start = Platform::SteadyNow();
+    Write(m_severity, L"Entering: ", {});
+    m_indentationAdded = 1;
+    if (LogManager::Instance().ThreadIndentationAvailable())
+        ThreadIndentation() += m_indentationAdded;
 }
 
-TraceScope::~TraceScope()
+void TraceScope::Exit() noexcept
 {
     const auto now = Platform::SteadyNow();
     const bool failed = std::uncaught_exceptions() != m_uncaughtAtStart;

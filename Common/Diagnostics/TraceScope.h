@@ -3,12 +3,14 @@
 
 #include "Common/Diagnostics/LogManager.h"
 #include "Common/Diagnostics/LogSeverity.h"
+#include "Platform/Threads.h"
 
 #include <chrono>
+#include <exception>
 #include <string>
 
-// Lives in one operation's frame, on one thread, in strict nesting. While its severity is off it costs two readings of
-// the performance counter.
+// Lives in one operation's frame, on one thread, in strict nesting. While its severity is off it costs one reading of
+// the performance counter: the severity may be on when the scope ends.
 class TraceScope
 {
 public:
@@ -16,15 +18,36 @@ public:
     // exception ends the scope. `literal` must outlive the scope, `text` is copied: what there is no memory for is
     // lost. `target`: the only logger that gets the lines, or null for all.
     TraceScope(std::uint32_t severity, std::uint32_t exceptionSeverity, const wchar_t* literal,
-               const SourceLocation& source, ILogger* target = nullptr) noexcept;
+               const SourceLocation& source, ILogger* target = nullptr) noexcept
+        : m_severity(severity),
+          m_exceptionSeverity(exceptionSeverity),
+          m_literal(literal),
+          m_source(source),
+          m_target(target),
+          m_uncaughtAtStart(std::uncaught_exceptions())
+    {
+        Enter();
+    }
     TraceScope(std::uint32_t severity, std::uint32_t exceptionSeverity, std::wstring_view text,
                const SourceLocation& source, ILogger* target = nullptr) noexcept;
-    ~TraceScope();
+    ~TraceScope()
+    {
+        if (m_indentationAdded != 0 || IsLogEnabled(m_severity) ||
+            (m_exceptionSeverity != m_severity && IsLogEnabled(m_exceptionSeverity)))
+            Exit();
+    }
     TraceScope(const TraceScope&) = delete;
     TraceScope& operator=(const TraceScope&) = delete;
 
 private:
-    void Enter() noexcept;
+    void Enter() noexcept
+    {
+        if (IsLogEnabled(m_severity))
+            WriteEntry();
+        m_start = Platform::SteadyNow();
+    }
+    void WriteEntry() noexcept;
+    void Exit() noexcept;
     void Write(std::uint32_t severity, const wchar_t* prefix, const std::wstring& suffix) noexcept;
 
     const std::uint32_t m_severity;

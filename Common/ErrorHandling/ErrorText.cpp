@@ -84,9 +84,9 @@ std::wstring ErrorText(const HRES& error, unsigned flags)
     return ErrorText(MakeErrorRecord(error), flags);
 }
 
-std::wostream& operator<<(std::wostream& stream, const HRES& error)
+LogText& operator<<(LogText& text, const HRES& error)
 {
-    return stream << ErrorText(error);
+    return text << ErrorText(error);
 }
 
 HRESULT PublishError(const HRES& error)

@@ -4,9 +4,9 @@
 // the return addresses of every module that the error has passed, innermost first.
 #pragma once
 
+#include "Common/Diagnostics/LogText.h"
 #include "Common/ErrorHandling/HResult.h"
 
-#include <ostream>
 #include <string>
 
 // Error information that carries this GUID was published by this framework: its description is a full error text.
@@ -32,7 +32,7 @@ enum ErrorTextFlags : unsigned
 
 std::wstring ErrorText(const ErrorRecord& record, unsigned flags = 0);
 std::wstring ErrorText(const HRES& error, unsigned flags = 0);
-std::wostream& operator<<(std::wostream& stream, const HRES& error);
+LogText& operator<<(LogText& text, const HRES& error);
 
 // Makes a failure the thread's error information (when that is impossible the thread's is cleared) and returns its
 // code. A success code is only returned.

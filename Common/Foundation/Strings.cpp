@@ -3,6 +3,7 @@
 #include "Platform/LetterCase.h"
 
 #include <cwchar>
+#include <iterator>
 
 namespace Strings
 {
@@ -27,6 +28,21 @@ std::vector<std::wstring> Split(std::wstring_view text, std::wstring_view separa
         text.remove_prefix(end == std::wstring_view::npos ? text.size() : end + 1);
     }
     return parts;
+}
+
+// Not the C library's formatted output, nor std::to_wstring, which may use it: the log writes a dozen numbers a line.
+void AppendNumber(std::wstring& text, std::uint64_t number, std::size_t width, wchar_t fill)
+{
+    wchar_t digits[20];
+    wchar_t* const end = std::end(digits);
+    wchar_t* begin = end;
+    do
+        *--begin = static_cast<wchar_t>(L'0' + number % 10);
+    while ((number /= 10) != 0);
+    const auto length = static_cast<std::size_t>(end - begin);
+    if (length < width)
+        text.append(width - length, fill);
+    text.append(begin, length);
 }
 
 std::wstring Hex(std::uint32_t value)

@@ -30,6 +30,9 @@ bool EqualNoCase(std::wstring_view a, std::wstring_view b);
 // The parts of `text` between any of `separators`, without the empty ones.
 std::vector<std::wstring> Split(std::wstring_view text, std::wstring_view separators);
 
+// Appends a decimal number, with `fill` in front of it where it is narrower than `width`.
+void AppendNumber(std::wstring& text, std::uint64_t number, std::size_t width = 1, wchar_t fill = L'0');
+
 // "0x%08X" and, for addresses, 16 upper-case digits after "0x", on both platforms.
 std::wstring Hex(std::uint32_t value);
 std::wstring Hex(const void* address);

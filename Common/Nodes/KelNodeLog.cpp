@@ -63,7 +63,7 @@ std::wstring KelNodeForLog(const KelNodePtr& node, const HiddenAttributes& hidde
     return L"KelNode[" + Strings::Hex(node.Get()) + L"]:\r\n" + Text::FromUtf8(Unwrap(text));
 }
 
-std::wostream& operator<<(std::wostream& stream, const KelNodePtr& node)
+LogText& operator<<(LogText& text, const KelNodePtr& node)
 {
-    return stream << KelNodeForLog(node, HiddenAttributes::Instance());
+    return text << KelNodeForLog(node, HiddenAttributes::Instance());
 }

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <ctime>
+#include <pthread.h>
 #include <unistd.h>
 #include <unwind.h>
 
@@ -21,6 +22,16 @@ namespace Platform
 
 namespace
 {
+
+// Every log line has both, and the kernel's answer costs as much as all other columns together. 0: not asked yet.
+std::atomic<std::uint32_t> processId{0};
+thread_local std::uint32_t threadId = 0;
+
+// They are others in a forked child.
+[[maybe_unused]] const int forgetting = pthread_atfork(nullptr, nullptr, [] {
+    processId = 0;
+    threadId = 0;
+});
 
 struct Capture
 {
@@ -48,12 +59,16 @@ _Unwind_Reason_Code AddFrame(_Unwind_Context* context, void* argument)
 
 std::uint32_t ProcessId()
 {
-    return static_cast<std::uint32_t>(getpid());
+    if (processId.load(std::memory_order_relaxed) == 0)
+        processId = static_cast<std::uint32_t>(getpid());
+    return processId.load(std::memory_order_relaxed);
 }
 
 std::uint32_t ThreadId()
 {
-    return static_cast<std::uint32_t>(gettid());
+    if (threadId == 0)
+        threadId = static_cast<std::uint32_t>(gettid());
+    return threadId;
 }
 
 std::wstring CommandLine()

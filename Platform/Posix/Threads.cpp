@@ -1,6 +1,5 @@
 #include "Platform/Threads.h"
 
-#include <ctime>
 #include <dlfcn.h>
 #include <link.h>
 #include <new>
@@ -50,14 +49,6 @@ void* RunTask(void* argument)
 std::chrono::nanoseconds SteadyNow()
 {
     return std::chrono::steady_clock::now().time_since_epoch();
-}
-
-// The coarse clock costs a few nanoseconds.
-std::uint32_t Ticks()
-{
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-    return static_cast<std::uint32_t>(now.tv_sec * 1000 + now.tv_nsec / 1000000);
 }
 
 void SleepFor(std::chrono::milliseconds duration)

@@ -28,10 +28,9 @@ struct SpoilingLogger : ILogger
 
 struct ThrowsWhenPrinted
 {
-    friend std::wostream& operator<<(std::wostream& stream, const ThrowsWhenPrinted&)
+    friend LogText& operator<<(LogText& text, const ThrowsWhenPrinted&)
     {
-        stream << L"half";
-        stream.setstate(std::ios_base::badbit);
+        text << L"half";
         throw std::runtime_error("cannot be printed");
     }
 };

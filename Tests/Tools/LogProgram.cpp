@@ -74,6 +74,25 @@ TEST_F(LogProgram, OptionsCombine)
     EXPECT_THAT(ReadText(page), HasSubstr("<p>The log has no DBG lines"));
 }
 
+TEST_F(LogProgram, AccountsAreNamedWithTheOptions)
+{
+    const fs::path changes = Write("changes.log", Utf16(Entry(1, "INFO", 1,
+                                                              "Access rights changed: +2 -0 rows: +X\\\u00C5 "
+                                                              "(1 object), +X\\b (1 object)")));
+    const std::string both =
+        "2026-11-22 14:00:01.000  + X\\\u00C5  1 object\n2026-11-22 14:00:01.000  + X\\b  1 object\n";
+    for (const char* order : {"--changes ", "--severity INFO --changes "}) {
+        EXPECT_EQ(Run(order + Quoted(changes)), 0) << errors;
+        EXPECT_EQ(output, both);
+    }
+    EXPECT_EQ(Run(Quoted(changes) + " --changes"), 0) << errors;
+    EXPECT_EQ(output, both);
+    EXPECT_EQ(Run("--changes \"X\\\u00E5\" " + Quoted(changes)), 0) << errors;
+    EXPECT_EQ(output, both.substr(0, both.find('\n') + 1));
+    EXPECT_EQ(Run("--why \"X\\b\" " + Quoted(changes)), 0) << errors;
+    EXPECT_THAT(output, StartsWith("X\\b\nrights: the table: gained 1 object\n"));
+}
+
 TEST_F(LogProgram, WrongInputIsNamed)
 {
     const std::pair<fs::path, const char*> wrong[] = {
@@ -88,9 +107,11 @@ TEST_F(LogProgram, WrongInputIsNamed)
         EXPECT_EQ(output, "");
         EXPECT_EQ(Run("--follow " + Quoted(file)), 2);
     }
-    for (const char* options : {"--severity LOUD ", "--since yesterday ", "--thread x ", "--follow --cycles ", ""})
+    for (const char* options :
+         {"--severity LOUD ", "--since yesterday ", "--thread x ", "--follow --cycles ", "--why x --changes ", ""})
         EXPECT_EQ(Run(options + (*options ? Quoted(log) : "")), 2) << options;
     const auto size = fs::file_size(log);
+    EXPECT_EQ(Run("--changes"), 2) << "of no FILE";
     EXPECT_EQ(Run("--html " + Quoted(log) + ' ' + Quoted(log)), 2);
     EXPECT_EQ(fs::file_size(log), size);
 }

@@ -1,13 +1,33 @@
-// Counts the access items in the text of a node, line by line.
+// Access items in the text of a node, line by line.
 #pragma once
 
 #include <cstddef>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace LogTool
 {
 
+struct AccessItem
+{
+    std::string account;                // empty: every account
+    std::optional<std::size_t> objects; // none: every object
+    bool isLocal = false;
+};
+
+class AccessItemReader
+{
+public:
+    // The item that ends with this line; null for any other line. It lives until the next call.
+    const AccessItem* TakeLine(std::string_view line);
+
+private:
+    bool m_inItem = false;
+    AccessItem m_item;
+};
+
+// Counts them.
 class AccessItems
 {
 public:
@@ -24,14 +44,16 @@ public:
     std::optional<Count> Written(bool keepLocal) const;
 
 private:
-    static void Add(Count& count, std::size_t rows);
-
+    AccessItemReader m_reader;
     bool m_seen = false;
-    bool m_inItem = false;
-    bool m_isLocal = false;
-    std::optional<std::size_t> m_containers; // of the present item; none: every object
     Count m_local;
     Count m_others;
 };
+
+// The line without the blanks in front of it.
+std::string_view WithoutIndentation(std::string_view line);
+
+// What stands between the tags of an attribute's line, where it is the attribute's.
+std::optional<std::string> AttributeText(std::string_view line, std::string_view name);
 
 } // namespace LogTool

@@ -1,5 +1,7 @@
 #include "Tools/Log/Cycles.h"
 
+#include "Tools/Log/TextOutput.h"
+
 #include <algorithm>
 
 namespace LogTool
@@ -24,11 +26,6 @@ std::string Duration(std::string_view message)
 {
     const std::size_t begin = message.rfind('[') + 1;
     return std::string(message.substr(begin, message.rfind(" ms]") - begin));
-}
-
-std::string WithoutCallStack(std::string_view error)
-{
-    return std::string(error.ends_with(']') ? error.substr(0, error.rfind(" [")) : error);
 }
 
 } // namespace

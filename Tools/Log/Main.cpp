@@ -1,6 +1,8 @@
 // kestrine-log: shows operators the module's log and the update cycles in it.
 #include "Platform/Program.h"
 #include "Platform/Threads.h"
+#include "Tools/Log/AccountTrail.h"
+#include "Tools/Log/Changes.h"
 #include "Tools/Log/Filter.h"
 #include "Tools/Log/HtmlPage.h"
 #include "Tools/Log/LogFile.h"
@@ -39,7 +41,9 @@ struct Options
     Filter filter;
     bool follow = false;
     bool cycles = false;
-    std::filesystem::path html; // empty: no page
+    std::optional<std::string> changesOf; // an account; empty: all of them
+    std::string why;                      // an account
+    std::filesystem::path html;           // empty: no page
 };
 
 struct OutputError : std::system_error
@@ -105,6 +109,35 @@ void Summarize(const Options& options, std::vector<LogFile>& logs)
         std::cout << remark << '\n';
 }
 
+void WriteChanges(const Options& options, std::vector<LogFile>& logs)
+{
+    ChangeHistory history(*options.changesOf);
+    for (LogFile& log : logs) {
+        log.Read([&](const Line& line) {
+            if (options.filter.Passes(line))
+                history.Take(line);
+        });
+    }
+    history.Write(std::cout);
+}
+
+// Reads the files twice: what is known of the account by its SID may stand ahead of the line that names both.
+void WriteWhy(const Options& options, std::vector<LogFile>& logs)
+{
+    std::vector<LogFile> again(options.files.begin(), options.files.end());
+    AccountTrail trail(options.why);
+    for (std::vector<LogFile>* pass : {&logs, &again}) {
+        trail.BeginPass();
+        for (LogFile& log : *pass) {
+            log.Read([&](const Line& line) {
+                if (options.filter.Passes(line))
+                    trail.Take(line);
+            });
+        }
+    }
+    trail.Write(std::cout);
+}
+
 void CheckPageIsNoLog(const Options& options)
 {
     std::error_code ignored;
@@ -122,10 +155,20 @@ void Run(const Options& options)
     std::vector<LogFile> logs(options.files.begin(), options.files.end());
     if (options.cycles || !options.html.empty())
         Summarize(options, logs);
+    else if (options.changesOf)
+        WriteChanges(options, logs);
+    else if (!options.why.empty())
+        WriteWhy(options, logs);
     else
         for (LogFile& log : logs)
             log.Read([&](const Line& line) { Print(options.filter, line); });
     CheckOutput(std::cout.flush(), "standard output");
+}
+
+// Of a text in UTF-8.
+std::filesystem::path ToPath(const std::string& text)
+{
+    return std::u8string(text.begin(), text.end());
 }
 
 int RunProgram(int argc, char** argv)
@@ -135,8 +178,10 @@ int RunProgram(int argc, char** argv)
     app.set_version_flag("--version", "kestrine-log " KESTRINE_VERSION_TEXT);
     app.footer(Footer);
     Options options;
+    std::vector<std::string> files;
+    std::string html;
     std::string severity;
-    app.add_option("FILE", options.files, "Log files, the oldest first")->required();
+    app.add_option("FILE", files, "Log files, the oldest first");
     app.add_option("--severity", severity, "That and graver: CRIT, ERR, WARN, INFO, DBG, DBG2 or DBG3 (default: all)")
         ->transform(CLI::IsMember(std::vector<std::string>(Severities.begin(), Severities.end()), CLI::ignore_case)
                         .description(""));
@@ -144,12 +189,33 @@ int RunProgram(int argc, char** argv)
         ->transform(CLI::Validator(ReadSince, ""));
     app.add_option("--thread", options.filter.thread, "Thread as the log shows it (default: all)");
     CLI::Option* cycles = app.add_flag("--cycles", options.cycles, "A line for each update cycle instead of the log's");
-    CLI::Option* html = app.add_option("--html", options.html, "Write a page with the update cycles to this file");
-    app.add_flag("--follow", options.follow, "Print what is added to FILE from now on, until interrupted")
-        ->excludes(cycles)
-        ->excludes(html);
+    CLI::Option* page = app.add_option("--html", html, "Write a page with the update cycles to this file");
+    CLI::Option* changes = app.add_option("--changes", options.changesOf,
+                                          "Who gained and who lost rights: all accounts, or this one (FILE goes first)")
+                               ->expected(0, 1)
+                               ->type_name("[ACCOUNT]");
+    CLI::Option* why = app.add_option("--why", options.why, "What the log knows of the account, the newest first")
+                           ->type_name("ACCOUNT");
+    CLI::Option* follow =
+        app.add_flag("--follow", options.follow, "Print what is added to FILE from now on, until interrupted");
+    for (CLI::Option* const one : {cycles, changes, why, follow}) {
+        for (CLI::Option* const other : {cycles, changes, why, follow}) {
+            if (one != other)
+                one->excludes(other);
+        }
+    }
+    page->excludes(changes)->excludes(why)->excludes(follow);
     try {
-        app.parse(argc, argv);
+        std::vector<std::string> arguments = Platform::ProgramArguments(argc, argv);
+        std::reverse(arguments.begin(), arguments.end()); // as the parser takes them
+        app.parse(arguments);
+        // Behind --changes a file may stand where an account would: it is one when there is no other.
+        if (files.empty() && options.changesOf)
+            files.push_back(std::exchange(*options.changesOf, {}));
+        if (files.empty() || files.front().empty())
+            throw CLI::RequiredError("FILE");
+        options.html = ToPath(html);
+        std::transform(files.begin(), files.end(), std::back_inserter(options.files), ToPath);
         if (options.follow && options.files.size() != 1)
             throw CLI::ValidationError("--follow", "takes one FILE");
     } catch (const CLI::ParseError& error) {

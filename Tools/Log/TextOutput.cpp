@@ -52,6 +52,11 @@ std::string_view ToMilliseconds(std::string_view time)
     return time.substr(0, time.find('.') + 4);
 }
 
+std::string WithoutCallStack(std::string_view error)
+{
+    return std::string(error.ends_with(']') ? error.substr(0, error.rfind(" [")) : error);
+}
+
 std::string Failures(const Cycle& cycle)
 {
     std::string text;

@@ -20,6 +20,9 @@ std::string Summary(const std::vector<Cycle>& cycles);
 // "2026-11-22 14:03:07.118"
 std::string_view ToMilliseconds(std::string_view time);
 
+// An error without the call stack behind it.
+std::string WithoutCallStack(std::string_view error);
+
 // "1 source failed; 0x80004005 …"; empty for none.
 std::string Failures(const Cycle& cycle);
 

@@ -30,6 +30,20 @@ void HandOut(IKelNode** accessInfo, Append append)
         *accessInfo = list.Detach();
 }
 
+// Calls `take(object)` for each row of the table that the item stands for; the empty text is every object. Only an
+// absent `ContainerId` stands for every object; one without value names none.
+template <class Take>
+void ForEachRow(const KelNodePtr& item, Take take)
+{
+    std::vector<std::wstring> containers;
+    if (!item.GetStringList(ContainerId, containers) && !item.HasAttribute(ContainerId))
+        take(std::wstring());
+    for (const std::wstring& container : containers) {
+        if (!container.empty())
+            take(container);
+    }
+}
+
 } // namespace AccessRights
 
 // A deep copy of the list without the items whose `IsLocalOnly` is true.

@@ -15,11 +15,11 @@ void AppendValue(std::wstring& sql, std::wstring_view value)
         return;
     }
     sql += L"N'";
-    for (const wchar_t c : value) {
-        if (c == L'\'')
-            sql += c;
-        sql += c;
+    for (std::size_t quote; (quote = value.find(L'\'')) != value.npos; value.remove_prefix(quote + 1)) {
+        sql += value.substr(0, quote + 1);
+        sql += L'\'';
     }
+    sql += value;
     sql += L'\'';
 }
 
@@ -88,23 +88,20 @@ void AccessRightsTableWriter::Execute(const std::wstring& sql)
     CheckHResult(m_connection->Execute(sql.c_str(), 0, discarded.Out()));
 }
 
-void WriteAccessRights(const ComponentPtr<IDatabaseConnection>& connection, const KelNodePtr& configuration,
-                       const KelNodePtr& accessInfo)
+std::size_t WriteAccessRights(const ComponentPtr<IDatabaseConnection>& connection, const KelNodePtr& configuration,
+                              const KelNodePtr& accessInfo)
 {
     AccessRightsTableWriter writer(connection, std::make_shared<AccessRightsQueryBuilder>(configuration), true);
     const std::uint64_t count = accessInfo.GetChildCount();
-    std::vector<std::wstring> containers;
+    std::size_t rows = 0;
     for (std::uint64_t i = 0; i < count; ++i) {
         const KelNodePtr item = accessInfo.GetChildByIndex(i, true);
         const std::wstring logonName = item.GetString(AccessRights::LogonName);
-        containers.clear();
-        // Only an absent attribute stands for every object; one without value names none.
-        if (!item.GetStringList(AccessRights::ContainerId, containers) && !item.HasAttribute(AccessRights::ContainerId))
-            writer.AddRow(logonName, {}, false);
-        for (const std::wstring& container : containers) {
-            if (!container.empty())
-                writer.AddRow(logonName, container, false);
-        }
+        AccessRights::ForEachRow(item, [&](const std::wstring& object) {
+            writer.AddRow(logonName, object, false);
+            ++rows;
+        });
     }
     writer.Commit();
+    return rows;
 }

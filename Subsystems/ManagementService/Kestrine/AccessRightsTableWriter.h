@@ -51,6 +51,7 @@ private:
 };
 
 // The whole write: one row for each container of each item, one without container for an item without `ContainerId`.
-// Throws HRX 0x80070490 for an item without `LogonName`, before the table is touched.
-void WriteAccessRights(const ComponentPtr<IDatabaseConnection>& connection, const KelNodePtr& configuration,
-                       const KelNodePtr& accessInfo);
+// Returns how many rows were staged. Throws HRX 0x80070490 for an item without `LogonName`, before the table is
+// touched.
+std::size_t WriteAccessRights(const ComponentPtr<IDatabaseConnection>& connection, const KelNodePtr& configuration,
+                              const KelNodePtr& accessInfo);

@@ -11,6 +11,7 @@
 #include "Common/Nodes/Configuration.h"
 #include "Common/Nodes/KelNodeLog.h"
 #include "Common/Nodes/KelNodesEqual.h"
+#include "Subsystems/ManagementService/Kestrine/AccessChanges.h"
 #include "Subsystems/ManagementService/Kestrine/AccessRightsItem.h"
 #include "Subsystems/ManagementService/Kestrine/AccessRightsTableWriter.h"
 
@@ -78,6 +79,8 @@ HRESULT CReportAccessInfoUpdater::Configure(IKelNode* config)
 
         // What is stored from here on is in force even when a later step fails: the next cycle writes by it.
         m_previousAccessInfo.Reset();
+        for (const auto& source : m_sources)
+            source->lastAnswer.Reset();
         ScopeGuard triggering([this] { TriggerWorker(); });
 
         ReadSettings();
@@ -108,6 +111,8 @@ void CReportAccessInfoUpdater::ReadSettings()
     m_retryInterval = retryInterval;
     m_forceUpdateInterval = Configuration::ReadSeconds(m_config, L"ForceUpdateIntervalS", m_forceUpdateInterval);
     m_keepLocalAccounts = Configuration::ReadBool(m_config, L"DontFilterOutLocalAccounts", false);
+    m_sourceGrace = Configuration::ReadSeconds(m_config, L"SourceGraceS", m_sourceGrace);
+    m_logChanges = Configuration::ReadBool(m_config, L"LogChanges", false);
 }
 
 // Puts a subscription with the manager in force. What another manager has delivered is dropped. A failure leaves
@@ -152,20 +157,20 @@ HRESULT CReportAccessInfoUpdater::RegisterAccessInfoSource(IAccessInfoSource* so
         LOG_DBG(L"RegisterAccessInfoSource: AccessInfoSource=" << Strings::Hex(source));
         CheckPointer(source);
         const RecursiveMutexLock lock(m_lock);
-        m_sources.emplace_back(source);
+        m_sources.push_back(std::make_shared<Source>(Source{ComponentPtr<IAccessInfoSource>(source), {}, {}}));
     });
 }
 
 HRESULT CReportAccessInfoUpdater::UnregisterAccessInfoSource(IAccessInfoSource* source)
 {
     // Released when the lock is not held any more: it may be the source's last reference.
-    std::vector<ComponentPtr<IAccessInfoSource>> removed;
+    std::vector<std::shared_ptr<Source>> removed;
     return Boundary(L"CReportAccessInfoUpdater::UnregisterAccessInfoSource", [&] {
         LOG_DBG(L"UnregisterAccessInfoSource: AccessInfoSource=" << Strings::Hex(source));
         CheckPointer(source);
         const RecursiveMutexLock lock(m_lock);
         const auto kept = std::stable_partition(m_sources.begin(), m_sources.end(),
-                                                [source](const auto& each) { return each.Get() != source; });
+                                                [source](const auto& each) { return each->component.Get() != source; });
         removed.assign(std::make_move_iterator(kept), std::make_move_iterator(m_sources.end()));
         m_sources.erase(kept, m_sources.end());
     });
@@ -190,6 +195,8 @@ HRESULT CReportAccessInfoUpdater::UpdateAccessInfo(IAccessInfoSource*, BOOL wait
 HRESULT CReportAccessInfoUpdater::UpdateAction()
 {
     const HRESULT hr = Operation(L"CReportAccessInfoUpdater::UpdateAction", [&] { UploadAccessInfo(false); });
+    if (hr < 0)
+        NoteFailedCycle();
     SetWorkerPeriod(hr >= 0 ? m_updateInterval : m_retryInterval);
     return hr;
 }
@@ -207,6 +214,7 @@ void CReportAccessInfoUpdater::UploadAccessInfo(bool forceFullSync)
     if (IsRewriteRequired(forceFullSync, accessInfo))
         accessInfo = Rewrite(accessInfo);
     m_previousAccessInfo = std::move(accessInfo);
+    NoteGoodCycle();
 }
 
 // Finds out, with the lock released, whether the report server is this computer, unless that is known or of no
@@ -234,21 +242,44 @@ KelNodePtr CReportAccessInfoUpdater::GatherAccessInfo()
 {
     KelNodePtr gathered = AccessRights::MakeList();
     // A copy: a source may register and unregister while it is asked.
-    const std::vector<ComponentPtr<IAccessInfoSource>> sources = m_sources;
-    for (const ComponentPtr<IAccessInfoSource>& source : sources) {
-        KelNodePtr answer;
-        HRESULT hr = source->GetAllowedViewers(answer.Out());
-        if (hr >= 0 && !answer)
-            hr = E_POINTER;
-        if (const HRES result = RecordHResult(hr); result.Failed()) {
-            LOG_WARN(L"Unable to query access info source=" << Strings::Hex(source.Get()) << L" failed: " << result);
-            continue;
-        }
-        const std::uint64_t count = answer.GetChildCount();
+    const std::vector<std::shared_ptr<Source>> sources = m_sources;
+    for (const auto& source : sources) {
+        const KelNodePtr answer = AskSource(*source);
+        const std::uint64_t count = answer ? answer.GetChildCount() : 0;
         for (std::uint64_t i = 0; i < count; ++i)
             gathered.AddChild(answer.GetChildByIndex(i, true).Clone(KelnWholeTree));
     }
     return gathered;
+}
+
+// The source's answer, or what stands in for it; none where nothing does.
+KelNodePtr CReportAccessInfoUpdater::AskSource(Source& source)
+{
+    KelNodePtr answer;
+    HRESULT hr = source.component->GetAllowedViewers(answer.Out());
+    if (hr >= 0 && !answer)
+        hr = E_POINTER;
+    if (const HRES result = RecordHResult(hr); result.Failed()) {
+        LOG_WARN(L"Unable to query access info source=" << Strings::Hex(source.component.Get()) << L" failed: "
+                                                        << result);
+        return StandInFor(source);
+    }
+    if (m_sourceGrace != m_sourceGrace.zero()) {
+        source.lastAnswer = answer;
+        source.answered = Moment::Now();
+    }
+    return answer;
+}
+
+// The last good answer of a source that has failed, unless it is older than the grace.
+KelNodePtr CReportAccessInfoUpdater::StandInFor(Source& source)
+{
+    if (source.lastAnswer && SteadyClock::now() - source.answered.steady > m_sourceGrace)
+        source.lastAnswer.Reset();
+    if (source.lastAnswer)
+        LOG_WARN(L"The answer of " << LocalTimeText(source.answered.wallClock) << L" stands in for access info source="
+                                   << Strings::Hex(source.component.Get()));
+    return source.lastAnswer;
 }
 
 bool CReportAccessInfoUpdater::IsRewriteRequired(bool forceFullSync, const KelNodePtr& accessInfo)
@@ -280,9 +311,50 @@ KelNodePtr CReportAccessInfoUpdater::Rewrite(const KelNodePtr& accessInfo)
     ComponentPtr<IDatabaseConnection> connection;
     CheckHResult(m_connectionManager->OpenConnection(m_connection.entry.Get(), ConnectionMode, connection.Out()));
     CheckPointer(connection.Get());
-    WriteAccessRights(connection, m_config, written);
+    const std::size_t rows = WriteAccessRights(connection, m_config, written);
     m_lastTableWrite = SteadyClock::now();
+    if (m_logChanges)
+        LogRewrite(written, rows);
     return written;
+}
+
+void CReportAccessInfoUpdater::LogRewrite(const KelNodePtr& written, std::size_t rows)
+{
+    if (m_previousAccessInfo)
+        LOG_INFO(L"Access rights changed: " << DescribeAccessChanges(m_previousAccessInfo, written));
+    else
+        LOG_INFO(L"Access rights written: " << rows << (rows == 1 ? L" row" : L" rows"));
+}
+
+void CReportAccessInfoUpdater::NoteGoodCycle()
+{
+    if (m_logChanges && m_health.failedCycles != 0) {
+        const auto failing = std::chrono::floor<std::chrono::seconds>(SteadyClock::now() - m_health.firstFailure);
+        LOG_INFO(L"Access rights table is up to date again after "
+                 << m_health.failedCycles << (m_health.failedCycles == 1 ? L" failed cycle, " : L" failed cycles, ")
+                 << failing.count() << L" s");
+    }
+    m_health = {};
+    m_health.lastGood = Moment::Now();
+}
+
+// Says once when the table has become old: no cycle has succeeded for three update intervals.
+void CReportAccessInfoUpdater::NoteFailedCycle()
+{
+    const RecursiveMutexLock lock(m_lock);
+    const SteadyTime now = SteadyClock::now();
+    if (m_health.failedCycles++ == 0)
+        m_health.firstFailure = now;
+    const std::chrono::seconds interval = m_updateInterval;
+    if (!m_logChanges || m_health.outOfDateTold || interval == interval.zero() ||
+        (now - m_health.lastGood.steady) / 3 < interval)
+        return;
+    m_health.outOfDateTold = true;
+    if (m_health.lastGood.wallClock != 0)
+        LOG_WARN(L"Access rights table is out of date: no cycle has succeeded since "
+                 << LocalTimeText(m_health.lastGood.wallClock));
+    else
+        LOG_WARN(L"Access rights table is out of date: no cycle has succeeded yet");
 }
 
 void CReportAccessInfoUpdater::OnCommonDBSettingsUpdated(const Subscription& from, std::int32_t settingsType,

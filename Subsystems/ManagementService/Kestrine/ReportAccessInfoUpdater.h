@@ -10,6 +10,7 @@
 #include "Interfaces/ComponentPtr.h"
 #include "Interfaces/ConfigurableComponent.h"
 #include "Interfaces/ReportingDatabase.h"
+#include "Platform/Process.h"
 #include "Subsystems/ManagementService/Common/ReportingSettingsSubscription.h"
 
 #include <atomic>
@@ -52,6 +53,31 @@ private:
         std::optional<KelNodePtr> told{KelNodePtr()};
     };
 
+    // By both clocks.
+    struct Moment
+    {
+        static Moment Now() { return {SteadyClock::now(), Platform::SystemTime()}; }
+
+        SteadyTime steady{};
+        std::uint64_t wallClock = 0; // 0: never
+    };
+
+    struct Source
+    {
+        ComponentPtr<IAccessInfoSource> component;
+        KelNodePtr lastAnswer; // the last good one; none without a grace, and when it has run out
+        Moment answered;
+    };
+
+    // How the cycles have gone.
+    struct Health
+    {
+        unsigned failedCycles = 0; // since the last good one
+        SteadyTime firstFailure{};
+        Moment lastGood{SteadyClock::now(), 0}; // counted from here when there is none
+        bool outOfDateTold = false;
+    };
+
     HRESULT UpdateAction();
     void UploadAccessInfo(bool forceFullSync);
     void OnCommonDBSettingsUpdated(const Subscription& from, std::int32_t settingsType,
@@ -66,8 +92,13 @@ private:
     void TellSettingsWhereDue() REQUIRES(m_lock);
     void UpdateLocality() REQUIRES(m_lock);
     KelNodePtr GatherAccessInfo() REQUIRES(m_lock);
+    KelNodePtr AskSource(Source& source) REQUIRES(m_lock);
+    KelNodePtr StandInFor(Source& source) REQUIRES(m_lock);
     bool IsRewriteRequired(bool forceFullSync, const KelNodePtr& accessInfo) REQUIRES(m_lock);
     KelNodePtr Rewrite(const KelNodePtr& accessInfo) REQUIRES(m_lock);
+    void LogRewrite(const KelNodePtr& written, std::size_t rows) REQUIRES(m_lock);
+    void NoteGoodCycle() REQUIRES(m_lock);
+    void NoteFailedCycle();
     void TriggerWorker() EXCLUDES(m_workerLock);
     void SetWorkerPeriod(std::chrono::seconds period) EXCLUDES(m_workerLock);
 
@@ -77,14 +108,17 @@ private:
     RecursiveMutex m_lock;
     KelNodePtr m_config GUARDED_BY(m_lock);
     std::chrono::seconds m_forceUpdateInterval GUARDED_BY(m_lock){3600}; // 0: never forced
+    std::chrono::seconds m_sourceGrace GUARDED_BY(m_lock){0};
     bool m_keepLocalAccounts GUARDED_BY(m_lock) = false;
+    bool m_logChanges GUARDED_BY(m_lock) = false;
     ComponentPtr<IDatabaseConnectionManager> m_connectionManager GUARDED_BY(m_lock);
     Connection m_connection GUARDED_BY(m_lock);
-    std::vector<ComponentPtr<IAccessInfoSource>> m_sources GUARDED_BY(m_lock);
+    std::vector<std::shared_ptr<Source>> m_sources GUARDED_BY(m_lock);
     std::vector<Consumer> m_consumers GUARDED_BY(m_lock); // only appended to
     // As stored at the end of the latest complete cycle; none makes the next cycle write.
     KelNodePtr m_previousAccessInfo GUARDED_BY(m_lock);
     SteadyTime m_lastTableWrite GUARDED_BY(m_lock){};
+    Health m_health GUARDED_BY(m_lock);
 
     // The one in force: notifications of others are ignored. Changed by Configure, under m_lock; FinalRelease ends it
     // without the lock, when nobody else has a reference.
