@@ -20,7 +20,7 @@ class RoleService final : public Component<IRequestService>
 public:
     static constexpr wchar_t ServiceName[] = L"Service.SettingsManagementGate";
 
-    explicit RoleService(std::shared_ptr<ReportingDatabase> database) : m_database(std::move(database)) {}
+    explicit RoleService(ComponentPtr<ReportingDatabase> database) : m_database(std::move(database)) {}
 
     // E_INVALIDARG with a description for a request that lacks something; E_FAIL when the role cannot be stored.
     HRESULT ProcessRequest(IKelNode* request, IKelNode** response) override;
@@ -30,7 +30,7 @@ public:
 private:
     void Grant(const std::wstring& reportServer, const std::wstring& account);
 
-    const std::shared_ptr<ReportingDatabase> m_database;
+    const ComponentPtr<ReportingDatabase> m_database;
     FaultPlan m_faults;
 };
 

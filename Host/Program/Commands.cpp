@@ -14,12 +14,13 @@ namespace
 namespace fs = std::filesystem;
 
 // What `read` makes of a database file.
-template <class Content>
-Content ReadDatabase(const fs::path& database, Content (*read)(const fs::path& file, const Sqlite::Patience& patience))
+template <class Read>
+auto ReadDatabase(const fs::path& database, const Read& read)
 {
     CheckReadable(database);
     try {
-        return read(database, {});
+        Sqlite::Connection connection(database, Sqlite::Access::ReadOnly);
+        return read(connection);
     } catch (const Sqlite::Error& error) {
         throw InputError(Utf8PathText(database) + ": cannot be read as a reporting database: " + error.what());
     }
@@ -36,7 +37,7 @@ void CheckSite(const fs::path& file, Console& console)
 
 void PrintTable(const fs::path& database, Format format, Console& console)
 {
-    const std::vector<AccessRight> rights = ReadDatabase<std::vector<AccessRight>>(database, &ReadAccessRights);
+    const std::vector<AccessRight> rights = ReadDatabase(database, &ReadAccessRights);
     if (format == Format::Text)
         return ShowRows(console, AccessRightRows(rights, {}));
     std::vector<Record> records;

@@ -166,7 +166,7 @@ ExitStatus DiffSite(const RunOptions& options, Console& console)
     Rows before;
     Rows after;
     Attempt(failure, [&] {
-        const auto database = std::make_shared<ReportingDatabase>(*options.files.database, Sqlite::Patience{},
+        const auto database = MakeComponent<ReportingDatabase>(*options.files.database, Sqlite::Patience{},
                                                                   ReportingDatabase::Use::Rehearse);
         before = AccessRightRows(database->Rows(), site.objectNames);
         fs::create_directories(folder);

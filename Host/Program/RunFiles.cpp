@@ -73,7 +73,7 @@ RunFiles::RunFiles(const WantedFiles& wanted)
         Hold(shown);
         Open(wanted, file);
     } catch (...) {
-        m_database.reset(); // files that are open cannot be removed everywhere
+        m_database.Reset(); // files that are open cannot be removed everywhere
         m_hold.reset();
         throw;
     }
@@ -100,7 +100,7 @@ void RunFiles::Open(const WantedFiles& wanted, const fs::path& file)
     if (fs::is_directory(file))
         throw InputError(Utf8PathText(file) + ": cannot be used as the reporting database: it is a folder");
     try {
-        m_database = std::make_shared<ReportingDatabase>(file, wanted.patience);
+        m_database = MakeComponent<ReportingDatabase>(file, wanted.patience);
         std::error_code ignored;
         if (wanted.sqlTrace && fs::equivalent(*wanted.sqlTrace, file, ignored))
             throw InputError(Utf8PathText(file) + ": is the database, expected another file for the SQL texts");

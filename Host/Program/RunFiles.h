@@ -23,7 +23,7 @@ public:
     explicit RunFiles(const WantedFiles& wanted);
 
     const std::filesystem::path& DataDirectory() const { return m_dataDirectory; }
-    const std::shared_ptr<ReportingDatabase>& Database() const { return m_database; }
+    const ComponentPtr<ReportingDatabase>& Database() const { return m_database; }
     std::filesystem::path AccountsFile() const { return m_dataDirectory / "accounts.txt"; }
 
 private:
@@ -36,7 +36,7 @@ private:
 
     std::filesystem::path m_dataDirectory;
     std::unique_ptr<sqlite3, Closer> m_hold;
-    std::shared_ptr<ReportingDatabase> m_database;
+    ComponentPtr<ReportingDatabase> m_database;
 };
 
 // A folder among the temporary files, not made yet.

@@ -44,16 +44,16 @@ Registration::~Registration()
     HalvexUnregisterInstance(m_name.c_str());
 }
 
-SiteHost::SiteHost(const Site& site, std::shared_ptr<ReportingDatabase> database, const SitePlaces& places)
+SiteHost::SiteHost(const Site& site, ComponentPtr<ReportingDatabase> database, const SitePlaces& places)
     : m_accountsFile(places.accountsFile),
       m_entries(site.connectionSettings),
       m_configServer(MakeComponent<ConfigServerProxy>(BuildNode(site.configuration))),
       m_settings(MakeComponent<ReportingSettingsManager>()),
-      m_connections(MakeComponent<DatabaseConnectionManager>(database)),
+      m_database(std::move(database)),
       m_requestContexts(MakeComponent<RequestContextMgr>()),
       m_tokens(MakeComponent<AuthTokenMgr>(std::chrono::duration<double>(site.tokenLifetime), site.displayNames)),
       m_permissions(MakeComponent<PermissionsChecker>(site.grants)),
-      m_gate(MakeComponent<RoleService>(std::move(database))),
+      m_gate(MakeComponent<RoleService>(m_database)),
       m_serviceClient(MakeComponent<ServiceClient>(m_gate)),
       m_module(places.module)
 {
@@ -77,7 +77,7 @@ void SiteHost::RegisterHostComponents(const Site& site)
     m_registrations.emplace_back(PermissionsChecker::InstanceName, m_permissions.Get());
     m_registrations.emplace_back(ServiceClient::InstanceName, m_serviceClient.Get());
     m_registrations.emplace_back(site.reportingSettingsManager, m_settings.Get());
-    m_registrations.emplace_back(site.databaseConnectionManager, m_connections.Get());
+    m_registrations.emplace_back(site.databaseConnectionManager, m_database.Get());
     for (const SiteSource& source : site.sources) {
         const auto created = MakeComponent<AccessInfoSource>(source.name, source.items);
         m_sources.emplace(source.name, created);

@@ -9,7 +9,6 @@
 #include "Host/Program/Files.h"
 #include "Host/Program/HostedModule.h"
 #include "Host/Program/Site.h"
-#include "Host/ReportingDatabase/DatabaseConnectionManager.h"
 #include "Host/Support/Failure.h"
 #include "Interfaces/Halvex.h"
 
@@ -54,14 +53,14 @@ class SiteHost
 public:
     // Loads the module, creates all of the site's components and then configures them, in their order. Throws Failure,
     // with everything undone.
-    SiteHost(const Site& site, std::shared_ptr<ReportingDatabase> database, const SitePlaces& places);
+    SiteHost(const Site& site, ComponentPtr<ReportingDatabase> database, const SitePlaces& places);
     ~SiteHost() { ReleaseComponents(); }
     SiteHost(const SiteHost&) = delete;
     SiteHost& operator=(const SiteHost&) = delete;
 
     // What events act on.
     ConfigServerProxy& ConfigServer() { return *m_configServer; }
-    DatabaseConnectionManager& Connections() { return *m_connections; }
+    ReportingDatabase& Database() { return *m_database; }
     AuthTokenMgr& Tokens() { return *m_tokens; }
     PermissionsChecker& Permissions() { return *m_permissions; }
     RoleService& Gate() { return *m_gate; }
@@ -108,7 +107,7 @@ private:
     std::vector<NodeDescription> m_entries;
     const ComponentPtr<ConfigServerProxy> m_configServer;
     const ComponentPtr<ReportingSettingsManager> m_settings;
-    const ComponentPtr<DatabaseConnectionManager> m_connections;
+    const ComponentPtr<ReportingDatabase> m_database;
     const ComponentPtr<RequestContextMgr> m_requestContexts;
     const ComponentPtr<AuthTokenMgr> m_tokens;
     const ComponentPtr<PermissionsChecker> m_permissions;

@@ -5,7 +5,7 @@
 #include "Host/Program/SiteSchema.h"
 #include "Host/Program/SiteValues.h"
 #include "Host/Program/TimelineReader.h"
-#include "Host/ReportingDatabase/GuidText.h"
+#include "Host/ReportingDatabase/ReportingDatabase.h"
 #include "Host/Support/PathText.h"
 #include "Platform/Text.h"
 

@@ -1,6 +1,6 @@
 #include "Host/Program/SiteSchema.h"
 
-#include "Host/ReportingDatabase/GuidText.h"
+#include "Host/ReportingDatabase/ReportingDatabase.h"
 #include "Platform/Text.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 #include "Host/Program/SiteValues.h"
 
-#include "Host/ReportingDatabase/GuidText.h"
+#include "Host/ReportingDatabase/ReportingDatabase.h"
 
 namespace Host
 {

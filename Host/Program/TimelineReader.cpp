@@ -225,11 +225,11 @@ TimelineReader::Action TimelineReader::ReadDatabase(const JsonCursor& json)
     return [=](SiteHost& host) {
         Findings findings;
         if (isSwitched) {
-            host.Connections().SetOutOfOrder(outage);
+            host.Database().SetOutOfOrder(outage);
             findings.push_back({outage ? L"database: does not answer" : L"database: answers again"});
         }
         if (isBroken) {
-            host.Connections().FailAtStatement(failing);
+            host.Database().FailAtStatement(failing);
             findings.push_back({failing == 0 ? L"database: sessions last again"
                                              : L"database: sessions break at statement " + std::to_wstring(failing)});
         }

@@ -101,7 +101,7 @@ TEST_F(AccessServices, PermissionsAreTheOriginatingClientsAndItsGroups)
 TEST_F(AccessServices, TheGateGrantsRolesAndFailsInThreeForms)
 {
     const TemporaryFolder folder;
-    const auto database = std::make_shared<Host::ReportingDatabase>(folder.Path() / "roles.db");
+    const auto database = MakeComponent<Host::ReportingDatabase>(folder.Path() / "roles.db");
     const auto gate = MakeComponent<Host::RoleService>(database);
     const auto client = MakeComponent<Host::ServiceClient>(gate);
     ComponentPtr<IRequestService> service;

@@ -377,7 +377,8 @@ TEST_F(HostProgram, TheSummaryCountsWhatReleasedComponentsHaveWritten)
     std::ofstream(site) << json.dump();
     std::ostringstream out;
     EXPECT_EQ(RunHere(out, site), Host::Success);
-    const std::size_t rows = Host::ReadAccessRights(database).size();
+    Sqlite::Connection connection(database, Sqlite::Access::ReadOnly);
+    const std::size_t rows = Host::ReadAccessRights(connection).size();
     EXPECT_THAT(out.str(), AllOf(HasSubstr(", " + std::to_string(rows) + " in the table"),
                                  HasSubstr(' ' + std::to_string(rows) + " added")));
 }

@@ -1,4 +1,4 @@
-#include "Host/ReportingDatabase/DatabaseConnectionManager.h"
+#include "Host/ReportingDatabase/ReportingDatabase.h"
 #include "Host/ReportingDatabase/SqlStatements.h"
 #include "Host/Support/Failure.h"
 #include "Platform/Testing/TemporaryFolder.h"
@@ -28,7 +28,7 @@ protected:
     ComponentPtr<IDatabaseConnection> Open()
     {
         ComponentPtr<IDatabaseConnection> connection;
-        EXPECT_EQ(manager->OpenConnection(entry.Get(), 1, connection.Out()), S_OK);
+        EXPECT_EQ(database->OpenConnection(entry.Get(), 1, connection.Out()), S_OK);
         return connection;
     }
 
@@ -57,9 +57,7 @@ protected:
 
     const TemporaryFolder folder;
     const std::filesystem::path file = folder.Path() / "rights.db";
-    const std::shared_ptr<Host::ReportingDatabase> database = std::make_shared<Host::ReportingDatabase>(file);
-    const ComponentPtr<Host::DatabaseConnectionManager> manager =
-        Host::MakeComponent<Host::DatabaseConnectionManager>(database);
+    const ComponentPtr<Host::ReportingDatabase> database = Host::MakeComponent<Host::ReportingDatabase>(file);
     const NodeHandle entry = Create(L"Entry");
 };
 
@@ -210,19 +208,19 @@ TEST_F(Database, RepeatedRowsDoNotMultiplyTheWork)
 TEST_F(Database, OutagesAndBreakingSessionsFailWithTheirReason)
 {
     ComponentPtr<IDatabaseConnection> connection;
-    EXPECT_EQ(manager->OpenConnection(entry.Get(), 2, connection.Out()), E_INVALIDARG);
-    manager->SetOutOfOrder(true);
-    EXPECT_EQ(manager->OpenConnection(entry.Get(), 1, connection.Out()), HResultFromWin32(2250));
+    EXPECT_EQ(database->OpenConnection(entry.Get(), 2, connection.Out()), E_INVALIDARG);
+    database->SetOutOfOrder(true);
+    EXPECT_EQ(database->OpenConnection(entry.Get(), 1, connection.Out()), HResultFromWin32(2250));
     EXPECT_EQ(TakeErrorText(), L"Reporting database 'rights.db' does not answer");
-    manager->SetOutOfOrder(false);
+    database->SetOutOfOrder(false);
 
-    manager->FailAtStatement(2);
+    database->FailAtStatement(2);
     connection = Open();
     EXPECT_EQ(Execute(connection, SqlTexts::TemporaryTable), S_OK);
     EXPECT_EQ(Execute(connection, SqlTexts::Merge), E_FAIL);
     EXPECT_EQ(TakeErrorText(), L"Reporting database 'rights.db': the connection was lost at statement 2");
     EXPECT_EQ(Execute(connection, SqlTexts::Merge), E_FAIL);
-    manager->FailAtStatement(0);
+    database->FailAtStatement(0);
     EXPECT_EQ(Write({L"N'a',NULL,'A'"}), S_OK);
 }
 

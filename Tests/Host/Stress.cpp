@@ -266,8 +266,8 @@ protected:
             host->Source(L"Fixed").Faults().Fail(L"", {L"source"});
             break;
         case 9:
-            host->Connections().SetOutOfOrder(below(2) == 0);
-            host->Connections().FailAtStatement(static_cast<std::uint64_t>(below(4)));
+            host->Database().SetOutOfOrder(below(2) == 0);
+            host->Database().FailAtStatement(static_cast<std::uint64_t>(below(4)));
             break;
         case 10:
             host->Tokens().Expire({});
@@ -285,8 +285,8 @@ protected:
         for (Host::FaultPlan* const faults : {&host->Permissions().Faults(), &host->Tokens().Faults(),
                                               &host->Gate().Faults(), &host->Source(L"Fixed").Faults()})
             faults->Recover(L"");
-        host->Connections().SetOutOfOrder(false);
-        host->Connections().FailAtStatement(0);
+        host->Database().SetOutOfOrder(false);
+        host->Database().FailAtStatement(0);
     }
 
     // Threads that ask and configure, and this one that disturbs.
@@ -419,8 +419,8 @@ protected:
     const TemporaryFolder folder;
     const std::filesystem::path accountsFile = folder.Path() / "accounts";
     const Host::Site site = MakeSite();
-    const std::shared_ptr<Host::ReportingDatabase> database =
-        std::make_shared<Host::ReportingDatabase>(folder.Path() / "reporting.db");
+    const ComponentPtr<Host::ReportingDatabase> database =
+        Host::MakeComponent<Host::ReportingDatabase>(folder.Path() / "reporting.db");
     std::optional<Host::SiteHost> host;
     ComponentPtr<IRequestService> requests;
     std::atomic<int> served{0};
