@@ -1,9 +1,11 @@
-// The program's output.
+// The person at the terminal: what they see, and when they want an end.
 #pragma once
 
 #include "Platform/Program.h"
 
+#include <chrono>
 #include <cstdint>
+#include <functional>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -23,7 +25,7 @@ enum class Colour
     Bold,
 };
 
-// Lines appear at once, in a pipe too. One thread at a time.
+// The program's output. Lines appear at once, in a pipe as well. One thread at a time.
 class Console
 {
 public:
@@ -46,5 +48,20 @@ private:
     bool m_progressShown = false;
     std::string m_failure; // why the first line that could not be written was not
 };
+
+// Ctrl-C and the like: an end is requested at any time, and made at the next good moment.
+namespace Interruption
+{
+
+// From now on the first request to end is noted; a second one ends the process as usual.
+void Install();
+
+bool IsRequested();
+
+// Waits until `duration` has passed or an end is requested; calls `tick` with the time passed, several times a second.
+void Wait(std::chrono::duration<double> duration,
+          const std::function<void(std::chrono::duration<double> passed)>& tick);
+
+} // namespace Interruption
 
 } // namespace Host

@@ -1,6 +1,4 @@
-#include "Host/Program/SiteSchema.h"
-
-#include "Host/ReportingDatabase/ReportingDatabase.h"
+#include "Host/Program/JsonCursor.h"
 #include "Platform/Text.h"
 
 #include <algorithm>

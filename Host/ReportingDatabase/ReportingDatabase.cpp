@@ -87,10 +87,10 @@ void CheckTables(Sqlite::Connection& connection)
             std::find_if(std::begin(Tables), std::end(Tables), [&](const auto& table) { return table.first == name; });
         if (ours == std::end(Tables))
             throw Sqlite::Error(SQLITE_ERROR, "it holds the table '" + name +
-                                "', expected no other ones than AccessRights and ReportServerRoles");
+                                                  "', expected no other ones than AccessRights and ReportServerRoles");
         if (ours->second != columns)
             throw Sqlite::Error(SQLITE_ERROR, "its table " + name + " has the columns (" + columns + "), expected (" +
-                                std::string(ours->second) + ")");
+                                                  std::string(ours->second) + ")");
     }
 }
 

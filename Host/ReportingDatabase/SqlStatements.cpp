@@ -106,8 +106,8 @@ StagedRow ReadRow(SqlReader& reader)
     row.managedObjectUId = reader.Value();
     reader.Expect(L",");
     row.isDelete = reader.Accept(L"'D'");
-    if (!row.isDelete)
-        reader.Expect(L"'A'");
+    if (!row.isDelete && !reader.Accept(L"'A'"))
+        reader.Fail(L"'A' or 'D'");
     reader.Expect(L")");
     return row;
 }

@@ -1,8 +1,6 @@
 // What the module asks about accounts: tokens, permissions and roles.
-#include "Host/Components/AuthTokenMgr.h"
-#include "Host/Components/PermissionsChecker.h"
 #include "Host/Components/RoleService.h"
-#include "Host/Components/SidTexts.h"
+#include "Host/Components/Security.h"
 #include "Platform/Testing/TestAccounts.h"
 #include "Tests/Host/NodwellFixture.h"
 

@@ -1,4 +1,5 @@
 #include "Host/ReportingDatabase/ReportingDatabase.h"
+
 #include "Host/ReportingDatabase/SqlStatements.h"
 #include "Host/Support/Failure.h"
 #include "Platform/Testing/TemporaryFolder.h"
@@ -140,7 +141,7 @@ TEST(SqlReading, RefusalsQuoteWhereTheReadingStopped)
         {SqlTexts::TemporaryTable + L"x", L"at character 210, near 'x': expected the end"},
         {SqlTexts::InsertHead + L"'a',NULL,'A')", L"at character 81, near ''a',NULL,'A')': expected N'...' or NULL"},
         {SqlTexts::InsertHead + L"N'it''s", L"at character 81, near 'N'it''s': expected a closing quote"},
-        {SqlTexts::InsertHead + L"NULL,NULL,'X')", L"at character 91, near ''X')': expected 'A'"},
+        {SqlTexts::InsertHead + L"NULL,NULL,'X')", L"at character 91, near ''X')': expected 'A' or 'D'"},
         {SqlTexts::InsertHead + L"NULL,NULL,'A'); DROP", L"at character 95, near '; DROP': expected the end"},
     };
     for (const auto& [sql, refusal] : cases)

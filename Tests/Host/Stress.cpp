@@ -1,7 +1,6 @@
 // Everything at once: many requests, while settings, permissions, failures of every kind and the configuration of every
 // component change. After each round the table has to say what the sources vouch for. KESTRINE_STRESS_SECONDS makes
 // the run longer.
-#include "Host/Components/RequestContexts.h"
 #include "Host/Halvex/Registry.h"
 #include "Host/Program/SiteHost.h"
 #include "Interfaces/TrackerControl.h"
