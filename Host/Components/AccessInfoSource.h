@@ -29,8 +29,7 @@ public:
     HRESULT GetAllowedViewers(IKelNode** accessInfo) override
     {
         return Boundary([=, this] {
-            if (!accessInfo)
-                return E_POINTER;
+            Refuse.IfNull(L"place for the list", accessInfo);
             m_faults.Strike({}, m_name);
             const std::lock_guard guard(m_lock);
             NodeHandle list = *accessInfo ? ShareNode(*accessInfo) : CreateNode(nullptr, nullptr);
@@ -38,7 +37,6 @@ public:
                 AddItem(list.Get(), item);
             if (!*accessInfo)
                 *accessInfo = list.Detach();
-            return S_OK;
         });
     }
 
@@ -66,6 +64,8 @@ public:
     FaultPlan& Faults() { return m_faults; }
 
 private:
+    static constexpr Refusal Refuse{L"Access-info source"};
+
     static void AddItem(IKelNode* list, const AccessItem& item)
     {
         const NodeHandle node = CreateNode(nullptr, L"AccessRightsItem");

@@ -120,12 +120,10 @@ RequestScope::~RequestScope()
 HRESULT RequestContextMgr::GetContext(std::uint32_t contextId, IRequestContext** out)
 {
     return Boundary([=] {
-        if (!out)
-            RefuseContext(E_POINTER, L"no place for the context (a null pointer)");
+        RefuseContext.IfNull(L"place for the context", out);
         if (contextId != 0)
             RefuseContext(HResultFromWin32(ERROR_NOT_FOUND), L"there is no context " + std::to_wstring(contextId));
         *out = ComponentPtr<IRequestContext>(t_current).Detach();
-        return S_OK;
     });
 }
 
@@ -139,28 +137,24 @@ HRESULT AuthTokenMgr::MakeAuthToken(std::uint32_t kind, std::uintptr_t reserved1
                                     void* authzClientContext, IKelNode** token)
 {
     return Boundary([=, this] {
-        if (!token)
-            RefuseToken(E_POINTER, L"no place for the token (a null pointer)");
+        RefuseToken.IfNull(L"place for the token", token);
         if (kind != KindOfContext || reserved1 != 0 || reserved2 != 0 || !authzClientContext)
             RefuseToken(E_INVALIDARG, L"a token is made of kind 2, zeros and an authorization context");
         *token = Mint(authzClientContext, TokenName, true).Detach();
         ++m_minted;
-        return S_OK;
     });
 }
 
 HRESULT AuthTokenMgr::IsAuthTokenExpired(IKelNode* token, BOOL* expired)
 {
     return Boundary([=, this] {
-        if (!token || !expired)
-            RefuseToken(E_POINTER, L"no token or no place for the answer (a null pointer)");
+        RefuseToken.IfNull(L"token, or place for the answer", token, expired);
         const std::wstring id = ReadText(token, L"AuthTokenId").value_or(L"");
         const std::lock_guard guard(m_lock);
         const auto known = m_tokens.find(id);
         if (known == m_tokens.end())
             RefuseToken(E_INVALIDARG, L"the token '" + id + L"' was not minted here");
         *expired = Clock::now() >= known->second.expiry;
-        return S_OK;
     });
 }
 
@@ -236,8 +230,7 @@ HRESULT PermissionsChecker::GetAccessibleContainers(IKelNode* token, const wchar
                                                     IKelNode** containers)
 {
     return Boundary([=, this] {
-        if (!token || !permission || !scope || !containers)
-            RefuseQuery(E_POINTER, L"a token, a permission and places for the answer are needed");
+        RefuseQuery.IfNull(L"token, permission, or place for the answer", token, permission, scope, containers);
         ++m_queries;
         const NodeHandle client = OriginatingClient(token);
         std::wstring subject = ReadText(client.Get(), L"SubjectId").value_or(L"");
@@ -256,15 +249,14 @@ HRESULT PermissionsChecker::GetAccessibleContainers(IKelNode* token, const wchar
                 continue;
             if (found->second.empty()) {
                 *scope = ContainerScopeAll;
-                return S_OK;
+                return;
             }
             listed.insert(found->second.begin(), found->second.end());
         }
         if (listed.empty())
-            return S_OK;
+            return;
         *containers = MakeContainerList(listed).Detach();
         *scope = ContainerScopeListed;
-        return S_OK;
     });
 }
 

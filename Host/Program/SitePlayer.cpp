@@ -263,9 +263,4 @@ void SitePlayer::Head(const std::wstring& text)
     m_console.Line(text, Colour::Bold);
 }
 
-void SitePlayer::Say(const std::wstring& text, Colour colour)
-{
-    m_console.Line(L"    " + text, colour);
-}
-
 } // namespace Host

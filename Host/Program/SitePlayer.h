@@ -54,7 +54,7 @@ private:
     void ShowRoles();
     void ShowFailures();
     void Head(const std::wstring& text);
-    void Say(const std::wstring& text, Colour colour = Colour::None);
+    void Say(const std::wstring& text, Colour colour = Colour::None) { m_console.Line(L"    " + text, colour); }
     void Wait(double seconds);
     // The one in use; empty when there is none.
     std::wstring ReportServer() const;

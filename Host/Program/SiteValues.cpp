@@ -110,11 +110,6 @@ std::string AccountBook::FileText() const
     return Text::ToUtf8(text);
 }
 
-bool AccountBook::IsAbout(const std::wstring& name, const Account& account) const
-{
-    return m_directory.FindByName(name) == &account;
-}
-
 const Account& AccountBook::Find(const JsonCursor& name) const
 {
     const Account* account = m_directory.FindByName(name.Text());

@@ -63,7 +63,7 @@ private:
         std::wstring value;
     };
 
-    bool IsAbout(const std::wstring& name, const Account& account) const;
+    bool IsAbout(const std::wstring& name, const Account& of) const { return m_directory.FindByName(name) == &of; }
     const Account& Find(const JsonCursor& name) const;
     bool Load();
 

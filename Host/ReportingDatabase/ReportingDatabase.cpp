@@ -202,8 +202,7 @@ public:
     HRESULT Execute(const wchar_t* sql, std::int32_t reserved, IKelNode**) override
     {
         return Boundary([=, this] {
-            if (!sql)
-                Refuse(E_POINTER, L"no SQL text (a null pointer)");
+            Refuse.IfNull(L"SQL text", sql);
             if (reserved != 0)
                 Refuse(E_INVALIDARG, L"the reserved argument of Execute is not 0");
             m_database->Trace(sql);
@@ -212,7 +211,6 @@ public:
                                           std::to_wstring(m_statements)};
             const SqlStatement statement = ReadSqlStatement(sql);
             m_database->Do([&] { Perform(statement); });
-            return S_OK;
         });
     }
 
@@ -302,20 +300,13 @@ ReportingDatabase::ReportingDatabase(std::filesystem::path file, const Sqlite::P
 HRESULT ReportingDatabase::OpenConnection(IKelNode* connectionSettings, std::int32_t mode, IDatabaseConnection** out)
 {
     return Boundary([=, this] {
-        if (!connectionSettings || !out)
-            Refuse(E_POINTER, L"no connection settings or no place for the connection");
+        Refuse.IfNull(L"connection settings, or place for the connection", connectionSettings, out);
         if (mode != ReadWriteMode)
             Refuse(E_INVALIDARG, L"unknown connection mode " + std::to_wstring(mode) + L", expected 1");
         if (m_outOfOrder)
             throw Failure{NotConnected, Title() + L" does not answer"};
         *out = MakeComponent<Session>(this).Detach();
-        return S_OK;
     });
-}
-
-std::wstring ReportingDatabase::Title() const
-{
-    return L"Reporting database '" + PathText(m_file.filename()) + L"'";
 }
 
 std::vector<AccessRight> ReportingDatabase::Rows() const

@@ -3,6 +3,7 @@
 
 #include "Host/Components/Component.h"
 #include "Host/ReportingDatabase/Sqlite.h"
+#include "Host/Support/PathText.h"
 #include "Interfaces/ReportingDatabase.h"
 
 #include <compare>
@@ -93,7 +94,7 @@ private:
     auto Do(const Work& work) const;
     void Trace(const wchar_t* sql);
     // The name for messages.
-    std::wstring Title() const;
+    std::wstring Title() const { return L"Reporting database '" + PathText(m_file.filename()) + L"'"; }
 
     const std::filesystem::path m_file;
     const Sqlite::Patience m_patience;

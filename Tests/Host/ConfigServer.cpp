@@ -110,8 +110,8 @@ TEST_F(ConfigServer, SaysWhatIsWrongWithASubscription)
     const NodeHandle filter = Filter(L"\\R", 0);
     const NodeHandle request = Request(7, 0);
     EXPECT_EQ(refusal(request, request), L"unknown filter type '', expected 'FilterByPath'");
-    EXPECT_EQ(refusal(Create(L"", L"FilterByPath"), request), L"the filter node has no attribute 'NodePath'");
-    EXPECT_EQ(refusal(filter, Create(L"SubscribeConfig")), L"the request node has no attribute 'ChangesMask'");
+    EXPECT_EQ(refusal(Create(L"", L"FilterByPath"), request), L"the subscription has no attribute 'NodePath'");
+    EXPECT_EQ(refusal(filter, Create(L"SubscribeConfig")), L"the subscription has no attribute 'ChangesMask'");
     EXPECT_EQ(refusal(Filter(L"R", 0), request), L"NodePath 'R' is no path, expected the form '\\Name\\Name'");
     EXPECT_EQ(refusal(filter, Request(7, 4)), L"SubscribeOptions is 4, expected a sum of 1, 2 and 8");
     EXPECT_EQ(server->LiveSubscriptions(), 0U);
