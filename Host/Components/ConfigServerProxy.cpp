@@ -122,8 +122,8 @@ struct ConfigServerProxy::Change
     NodeHandle node; // empty when it has been removed
 };
 
-// Counted by its holders. A delivery keeps the object, but is no holder: when the last holder lets go, the subscription
-// ends.
+// References count its holders. A delivery keeps the object alive without being a holder: the subscription ends when
+// the last holder releases it.
 class ConfigServerProxy::Subscription final : public Component<IKelModifySubscription>
 {
 public:
@@ -153,7 +153,7 @@ public:
     const Terms terms;
     IModifySubscriptionSink* const sink;
     bool active = false;                // the server's m_lock
-    std::shared_ptr<Subscription> self; // until the last holder lets go
+    std::shared_ptr<Subscription> self; // until the last holder releases it
 
 private:
     void Dispose() override

@@ -20,7 +20,7 @@ public:
 
     DeliveryThread() : m_state(std::make_shared<State>()), m_thread([state = m_state] { state->Run(); }) {}
 
-    // Drops what has not been delivered. Destroyed by a delivery, it lets the thread run out by itself.
+    // Drops what has not been delivered. When a delivery destroys it, the thread ends by itself.
     ~DeliveryThread()
     {
         std::list<Entry> dropped;

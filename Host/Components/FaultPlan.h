@@ -53,7 +53,7 @@ public:
         m_faults[account] = std::move(fault);
     }
 
-    // Ends that; empty: also for all that were named.
+    // Ends that; empty: for all of them.
     void Recover(const std::wstring& account)
     {
         const std::lock_guard guard(m_lock);

@@ -99,8 +99,8 @@ struct Grant
     std::vector<std::wstring> containers; // GUID texts; empty: all containers
 };
 
-// Answers for the originating client at the end of a token's chain: what is granted to it and to the groups that its
-// token carries. Names of permissions compare exactly. Faults are by SID. Any thread.
+// Answers for the originating client, which is at the end of a token's chain: what is granted to it and to the groups
+// in its token. Names of permissions compare exactly. Faults are by SID. Any thread.
 class PermissionsChecker final : public Component<IPermissionsChecker>
 {
 public:

@@ -40,11 +40,19 @@ void Console::Line(std::wstring_view text, Colour colour)
     errno = 0;
     m_out << (coloured ? ColourCodes[static_cast<int>(colour)] : "") << Text::ToUtf8(text)
           << (coloured ? "\x1b[0m" : "") << std::endl;
+    Check();
+}
+
+void Console::Check()
+{
     if (m_out)
         return;
-    if (m_failure.empty())
-        m_failure = errno != 0 ? std::generic_category().message(errno) : "no reason given";
-    throw Failure{E_FAIL, L"the output cannot be written: " + Text::FromUtf8(m_failure)};
+    if (!m_failure)
+        m_failure = errno;
+    if (*m_failure == EPIPE)
+        throw ClosedPipe();
+    const std::string reason = *m_failure != 0 ? std::generic_category().message(*m_failure) : "no reason given";
+    throw Failure{E_FAIL, L"the output cannot be written: " + Text::FromUtf8(reason)};
 }
 
 void Console::Progress(std::wstring_view text)

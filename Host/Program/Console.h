@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -25,6 +26,10 @@ enum class Colour
     Bold,
 };
 
+// Nobody reads the output any more: there is nobody to complain to.
+struct ClosedPipe : std::exception
+{};
+
 // The program's output. Lines appear at once, in a pipe as well. One thread at a time.
 class Console
 {
@@ -34,8 +39,10 @@ public:
     Console(const Console&) = delete;
     Console& operator=(const Console&) = delete;
 
-    // Throws Failure when it cannot be written.
+    // Throws ClosedPipe, or Failure when it cannot be written for another reason.
     void Line(std::wstring_view text = {}, Colour colour = Colour::None);
+    // The same for what was written directly, with errno as it was left.
+    void Check();
 
     // Shows `text`, as far as the terminal is wide, in a line that the next output replaces.
     void Progress(std::wstring_view text);
@@ -46,10 +53,10 @@ private:
     std::ostream& m_out;
     const Platform::TerminalStyle m_style;
     bool m_progressShown = false;
-    std::string m_failure; // why the first line that could not be written was not
+    std::optional<int> m_failure; // errno of the first line that could not be written
 };
 
-// Ctrl-C and the like: an end is requested at any time, and made at the next good moment.
+// Ctrl-C and the like: the end is requested at any time, and the program ends when it next can.
 namespace Interruption
 {
 

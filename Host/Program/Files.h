@@ -6,7 +6,7 @@
 namespace Host
 {
 
-// Input that cannot be used; the text (UTF-8) is for the person whose it is.
+// Input that cannot be used; the text (UTF-8) tells the person who gave it why.
 struct InputError : std::runtime_error
 {
     using std::runtime_error::runtime_error;
@@ -18,7 +18,7 @@ std::string ReadInputFile(const std::filesystem::path& file);
 // Throws the same for a file that somebody else is to read.
 void CheckReadable(const std::filesystem::path& file);
 
-// Writes a file anew; who reads it meanwhile sees the old one or the new one. Throws InputError when that cannot begin,
+// Writes a file anew; a reader sees the old one or the new one. Throws InputError when that cannot begin,
 // and Failure when it cannot be completed.
 void ReplaceFile(const std::filesystem::path& file, const std::string& content);
 

@@ -46,7 +46,7 @@ std::string PointerTo(const std::vector<Level>& levels)
     return pointer.empty() ? "/" : pointer;
 }
 
-// Looks at everything as it is read: of several values of a key the library keeps the last.
+// Checks what the library has just read: it keeps the last of several values of a key without a word.
 bool CheckStep(std::vector<Level>& levels, json::parse_event_t event, const json& parsed)
 {
     using Step = json::parse_event_t;

@@ -32,7 +32,7 @@ public:
     const nlohmann::json& Value() const { return m_value; }
     const std::string& Pointer() const { return m_pointer; }
     std::wstring Text() const;
-    // What a null stands for is given.
+    // The value, or `null` for a null.
     template <class T>
     T As(T null) const
     {

@@ -82,8 +82,8 @@ public:
         } catch (const CLI::ParseError& error) {
             if (m_app.exit(error) != 0)
                 return WrongInput;
-            if (!std::cout.flush())
-                throw std::runtime_error("the output cannot be written");
+            std::cout.flush();
+            m_console.Check();
         }
         return m_status;
     }
@@ -171,6 +171,8 @@ int main(int argc, char** argv)
     int status = RunFailed;
     try {
         return CommandLine().Perform(Platform::ProgramArguments(argc, argv));
+    } catch (const ClosedPipe&) {
+        return RunFailed;
     } catch (const InputError&) {
         status = WrongInput;
         error = std::current_exception();

@@ -99,8 +99,8 @@ void SetEnvironment(const std::wstring& name, const std::wstring& value)
         throw Failure{hr, L"cannot set the environment variable '" + name + L"' to '" + value + L"'"};
 }
 
-// The module reads its settings when it is loaded, and the accounts whenever it asks for one. What whoever starts the
-// host has set already goes before the site's settings.
+// The module reads its settings when it is loaded, and the accounts whenever it asks for one. Variables that
+// are set already take precedence over the site's settings.
 void PrepareEnvironment(const Site& site, const fs::path& dataDirectory, const fs::path& accountsFile, bool reportAlive)
 {
     ReplaceFile(accountsFile, site.accounts);
@@ -144,6 +144,7 @@ void Attempt(std::exception_ptr& failure, const Step& step)
     }
 }
 
+// Throws Failure when the site does not come to what its timeline and the options expect.
 void PlayParts(const RunOptions& options, SitePlayer& player)
 {
     player.PlayTimeline();

@@ -83,7 +83,7 @@ public:
 
     // Returns when every notification has been delivered.
     void WaitUntilDelivered();
-    // By what has failed; every part of the host in its place.
+    // By what has failed, always the same parts of the host in the same order.
     std::vector<std::pair<std::wstring, FailureCount>> Failures() const;
     Activity ActivitySoFar() const;
 

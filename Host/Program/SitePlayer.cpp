@@ -143,7 +143,7 @@ void SitePlayer::ShowState()
     ShowFailures();
 }
 
-// Between two calls everything counts that wrote the table, the module's own cycles included.
+// Everything that has written the table since the last call counts, the module's own cycles included.
 void SitePlayer::ShowTable()
 {
     const std::uint64_t rewrites = m_database.Rewrites();
@@ -160,7 +160,7 @@ void SitePlayer::ShowTable()
     m_totals.rows.removed += changes.removed;
 }
 
-// Silent when no role was asked for: most events have nothing to do with roles.
+// Shows nothing when no role was asked for: most events have nothing to do with roles.
 void SitePlayer::ShowRoles()
 {
     const std::uint64_t grants = m_database.Grants();

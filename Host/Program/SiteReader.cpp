@@ -27,7 +27,7 @@ const ModuleClass Classes[] = {
     {"SSRSRolesUpdater", KestrineClasses::SSRSRolesUpdater, ConsumerRole},
 };
 
-// Attributes of components' configurations that name other components, and what these have to be.
+// Attributes of components' configurations that name other components, and the role that these need.
 constexpr std::pair<const char*, std::string_view> References[] = {
     {"DatabaseConnectionManager", ConnectionManagerRole},
     {"ReportingSettingsManager", SettingsManagerRole},

@@ -31,7 +31,7 @@ bool IsBlank(wchar_t c)
     return c == L' ' || c == L'\t' || c == L'\r' || c == L'\n';
 }
 
-// Walks over a text; every step reads the blanks behind it as well.
+// Walks over a text; every step reads the blanks behind it.
 class SqlReader
 {
 public:

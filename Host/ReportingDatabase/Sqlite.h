@@ -66,7 +66,7 @@ public:
     void Execute(const char* sql);
     Statement Prepare(const char* sql) { return Statement(m_connection.get(), sql); }
 
-    // Makes a function of two texts, any of which may be NULL, known to SQL. It must not throw but std::bad_alloc.
+    // Makes a function of two texts, any of which may be NULL, known to SQL. It throws std::bad_alloc at most.
     using TextFunction = std::optional<std::string> (*)(const std::optional<std::string>& a,
                                                         const std::optional<std::string>& b);
     void AddFunction(const char* name, TextFunction function);

@@ -49,7 +49,6 @@ TEST_F(ReportingSettings, SubscribersGetTheCurrentSettingsAndThenEveryChange)
     manager->WaitUntilDelivered();
     EXPECT_EQ(manager->Unsubscribe(first.Get()), S_OK);
     EXPECT_EQ(manager->Unsubscribe(first.Get()), NotFound);
-    EXPECT_EQ(manager->Unsubscribe(Create(L"Foreign").Get()), NotFound);
     manager->SetSettings(Create(L"Three").Get());
     manager->WaitUntilDelivered();
     EXPECT_THAT(early->seen, testing::ElementsAre(L"1One", L"1Two"));
@@ -57,8 +56,6 @@ TEST_F(ReportingSettings, SubscribersGetTheCurrentSettingsAndThenEveryChange)
     EXPECT_EQ(manager->Failures().lastText, L"0x80004005 no more");
     EXPECT_EQ(manager->Unsubscribe(second.Get()), S_OK);
     EXPECT_EQ(manager->LiveSubscriptions(), 0U);
-    EXPECT_EQ(early->AddRef(), 2U); // the manager has let go of it
-    EXPECT_EQ(early->Release(), 1U);
     NodeHandle refused;
     EXPECT_EQ(manager->Subscribe(2, late.Get(), refused.Out()), E_INVALIDARG);
     EXPECT_EQ(TakeErrorText(),
