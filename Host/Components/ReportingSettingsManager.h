@@ -74,12 +74,6 @@ public:
     void WaitUntilDelivered() { m_deliveries.WaitUntilDelivered(); }
     FailureCount Failures() const { return m_deliveries.Failures(); }
 
-    std::size_t LiveSubscriptions() const
-    {
-        const std::lock_guard guard(m_lock);
-        return m_subscribers.size();
-    }
-
 private:
     static constexpr std::int32_t ConnectionSettings = 1;
     static constexpr Refusal Refuse{L"Reporting settings manager"};
@@ -98,7 +92,7 @@ private:
         });
     }
 
-    mutable std::mutex m_lock;
+    std::mutex m_lock;
     NodeHandle m_settings;                 // m_lock
     std::vector<Subscriber> m_subscribers; // m_lock
     DeliveryThread m_deliveries;

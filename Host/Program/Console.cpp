@@ -47,9 +47,11 @@ void Console::Check()
 {
     if (m_out)
         return;
-    if (!m_failure)
+    if (!m_failure) {
         m_failure = errno;
-    if (*m_failure == EPIPE)
+        m_pipeClosed = Platform::WriteMetClosedPipe();
+    }
+    if (m_pipeClosed)
         throw ClosedPipe();
     const std::string reason = *m_failure != 0 ? std::generic_category().message(*m_failure) : "no reason given";
     throw Failure{E_FAIL, L"the output cannot be written: " + Text::FromUtf8(reason)};

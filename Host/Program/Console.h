@@ -54,6 +54,7 @@ private:
     const Platform::TerminalStyle m_style;
     bool m_progressShown = false;
     std::optional<int> m_failure; // errno of the first line that could not be written
+    bool m_pipeClosed = false;    // why it could not
 };
 
 // Ctrl-C and the like: the end is requested at any time, and the program ends when it next can.

@@ -160,6 +160,7 @@ TEST_F(HostProgram, TheSampleShowsTheRestOfItsStory)
         {"8. ", {"table: rewritten, +0 -1, 8 rows", "- IMAGING-01\\console", "is being backed up"}},
         {"9. ", {"roles: +5"}},
         {"14. ", {"failed, 0x800708CA Reporting database 'reporting.db' does not", "table: not rewritten, 9 rows"}},
+        {"15. ", {"'reporting.db': the connection was lost at statement 2", "table: not rewritten, 9 rows"}},
         {"18. ", {"table: not rewritten, 8 rows"}},
         {"Summary", {"2 failed\n", "8 in the table", " 0 pending", "released  completely"}},
     });

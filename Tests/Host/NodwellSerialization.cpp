@@ -96,12 +96,6 @@ TEST_F(NodeSerialization, ComesInBoundedPiecesWithNoLockHeldAndEndsWithAFailingO
     EXPECT_EQ(KelnCloseSerializationContext(m_context), S_OK);
 }
 
-TEST_F(NodeSerialization, RefusesWhatItDoesNotKnow)
-{
-    EXPECT_EQ(KelnStartSerialization(2, 0x101, Collect, this, &m_context), E_NOTIMPL);
-    EXPECT_EQ(Start(0x103), E_INVALIDARG);
-}
-
 TEST_F(NodeSerialization, AndClonesHoldWhatAnotherThreadSetsWholeOrNotAtAll)
 {
     const NodeHandle root = Create(L"Root");

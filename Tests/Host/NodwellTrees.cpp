@@ -67,21 +67,6 @@ TEST_F(NodeTrees, BehaveAsTheirPlainTwins)
     }
 }
 
-TEST_F(NodeTrees, LongListsAreSearchedAndEmptied)
-{
-    const NodeHandle list = Create(nullptr);
-    for (int i = 0; i < 100000; ++i)
-        AddNew(list, std::to_wstring(i));
-    std::vector<NodeHandle> children;
-    for (int i = 0; i < 100000; ++i) {
-        children.push_back(Host::FindChild(list.Get(), std::to_wstring(i)));
-        ASSERT_EQ(children.back().Get(), ChildAt(list, static_cast<uint64_t>(i)).Get());
-    }
-    for (const NodeHandle& child : children)
-        ASSERT_EQ(KelnRemoveChild(list.Get(), child.Get()), S_OK);
-    EXPECT_EQ(CountOf(list), 0U);
-}
-
 TEST_F(NodeTrees, SayWhatIsWrongExceptThatSomethingIsAbsent)
 {
     const NodeHandle root = Create(L"Root");

@@ -175,24 +175,6 @@ TEST_F(Database, RepeatedRowsDoNotMultiplyTheWork)
     EXPECT_EQ(database->Rows().size(), 20000U);
 }
 
-TEST_F(Database, OutagesAndBreakingSessionsFailWithTheirReason)
-{
-    ComponentPtr<IDatabaseConnection> connection;
-    EXPECT_EQ(database->OpenConnection(entry.Get(), 2, connection.Out()), E_INVALIDARG);
-    database->SetOutOfOrder(true);
-    EXPECT_EQ(database->OpenConnection(entry.Get(), 1, connection.Out()), HResultFromWin32(2250));
-    EXPECT_EQ(TakeErrorText(), L"Reporting database 'rights.db' does not answer");
-    database->SetOutOfOrder(false);
-
-    database->FailAtStatement(2);
-    connection = Open();
-    EXPECT_EQ(Execute(connection, SqlTexts::TemporaryTable), S_OK);
-    EXPECT_EQ(Execute(connection, SqlTexts::Merge), E_FAIL);
-    EXPECT_EQ(TakeErrorText(), L"Reporting database 'rights.db': the connection was lost at statement 2");
-    database->FailAtStatement(0);
-    EXPECT_EQ(Write({L"N'a',NULL,'A'"}), S_OK);
-}
-
 TEST_F(Database, TheTraceHoldsEveryTextAsItWasSent)
 {
     database->TraceTo(folder.Path() / "trace.sql");
