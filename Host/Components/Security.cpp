@@ -200,6 +200,7 @@ NodeHandle AuthTokenMgr::Mint(void* context, const wchar_t* nodeName, bool withF
                            {L"SubjectHost", m_computerName}},
                           {}};
     std::vector<std::wstring> groupTexts;
+    groupTexts.reserve(groups.size());
     for (const Platform::Sid& group : groups)
         groupTexts.push_back(SidText(group));
     if (!groupTexts.empty())

@@ -50,9 +50,6 @@ public:
     CommandLine()
     {
         m_app.allow_windows_style_options(false); // paths may begin with a slash; the commands take it over
-        m_app.require_subcommand(1);
-        m_app.set_version_flag("--version", "kestrine-host " KESTRINE_VERSION_TEXT);
-        m_app.footer(Help);
         m_options.module = DefaultModule();
         AddRun(m_app.add_subcommand("run", "Play a site's timeline"));
         AddDiff(m_app.add_subcommand("diff",
@@ -63,6 +60,9 @@ public:
         AddListing("table", "Print the access rights of a reporting database", &PrintTable);
         AddListing("roles", "Print the report server roles in a reporting database", &PrintRoles);
         AddGenerate(m_app.add_subcommand("generate", "Write a site with many accounts"));
+        m_app.require_subcommand(1);
+        m_app.set_version_flag("--version", "kestrine-host " KESTRINE_VERSION_TEXT);
+        m_app.footer(Help); // the commands would take this over as well
     }
 
     // Returns the exit status.
