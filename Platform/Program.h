@@ -28,6 +28,10 @@ inline TerminalStyle StyleFor(unsigned terminalWidth)
     return {terminalWidth, EnvironmentVariable(L"NO_COLOR").value_or(L"").empty()};
 }
 
+// Whether the calling thread's last write through the standard library, which has just failed, met a pipe that nobody
+// reads any more. Natively such a write ends the process, unless SIGPIPE is ignored.
+bool WriteMetClosedPipe();
+
 // The arguments behind the program's name, in UTF-8; natively the bytes as they were given.
 std::vector<std::string> ProgramArguments(int argc, char** argv);
 

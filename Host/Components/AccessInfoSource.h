@@ -3,9 +3,10 @@
 
 #include "Host/Components/Component.h"
 #include "Host/Components/FaultPlan.h"
+#include "Host/Components/NodeAccess.h"
 #include "Interfaces/AccessInfo.h"
 
-#include <vector>
+#include <algorithm>
 
 namespace Host
 {
@@ -25,15 +26,57 @@ public:
         : m_name(std::move(name)), m_items(std::move(items))
     {}
 
-    HRESULT GetAllowedViewers(IKelNode** accessInfo) override;
+    HRESULT GetAllowedViewers(IKelNode** accessInfo) override
+    {
+        return Boundary([=, this] {
+            Refuse.IfNull(L"place for the list", accessInfo);
+            m_faults.Strike({}, m_name);
+            const std::lock_guard guard(m_lock);
+            NodeHandle list = *accessInfo ? ShareNode(*accessInfo) : CreateNode(nullptr, nullptr);
+            for (const AccessItem& item : m_items)
+                AddItem(list.Get(), item);
+            if (!*accessInfo)
+                *accessInfo = list.Detach();
+        });
+    }
 
-    void SetItems(std::vector<AccessItem> items);
-    void AddItems(const std::vector<AccessItem>& items);
-    // Removes every item of these accounts.
-    std::size_t RemoveAccounts(const std::vector<std::wstring>& accounts);
+    void SetItems(std::vector<AccessItem> items)
+    {
+        const std::lock_guard guard(m_lock);
+        m_items = std::move(items);
+    }
+
+    void AddItems(const std::vector<AccessItem>& items)
+    {
+        const std::lock_guard guard(m_lock);
+        m_items.insert(m_items.end(), items.begin(), items.end());
+    }
+
+    // Removes every item of these accounts; returns how many there were.
+    std::size_t RemoveAccounts(const std::vector<std::wstring>& accounts)
+    {
+        const std::lock_guard guard(m_lock);
+        return std::erase_if(m_items, [&](const AccessItem& item) {
+            return std::find(accounts.begin(), accounts.end(), item.account) != accounts.end();
+        });
+    }
+
     FaultPlan& Faults() { return m_faults; }
 
 private:
+    static constexpr Refusal Refuse{L"Access-info source"};
+
+    static void AddItem(IKelNode* list, const AccessItem& item)
+    {
+        const NodeHandle node = CreateNode(nullptr, L"AccessRightsItem");
+        SetAttribute(node.Get(), L"LogonName", item.account);
+        if (!item.containers.empty())
+            SetAttribute(node.Get(), L"ContainerId", item.containers);
+        if (item.localOnly)
+            SetAttribute(node.Get(), L"IsLocalOnly", true);
+        AddChild(list, node.Get());
+    }
+
     const std::wstring m_name;
     std::mutex m_lock;
     std::vector<AccessItem> m_items; // m_lock

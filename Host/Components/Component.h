@@ -44,7 +44,7 @@ protected:
     Component() = default;
     virtual ~Component() = default;
 
-    // Runs when the last reference has gone.
+    // Is called when the last reference has been released.
     virtual void Dispose() { delete this; }
 
 private:

@@ -1,11 +1,6 @@
 #include "Host/Components/ConfigServerProxy.h"
 
-#include "Host/Components/ModifiedNodes.h"
-#include "Host/Support/Failure.h"
-
 #include <algorithm>
-#include <cstring>
-#include <random>
 
 namespace Host
 {
@@ -27,23 +22,14 @@ constexpr HRESULT NotFound = HResultFromWin32(ERROR_NOT_FOUND);
 
 constexpr Refusal Refuse{L"Configuration server"};
 
-template <class T>
-T Required(std::optional<T> value, const wchar_t* node, const wchar_t* attribute)
+// What `read` reads of an attribute of the filter or the request.
+template <class Read>
+auto Required(const Read& read, IKelNode* node, const wchar_t* attribute)
 {
+    const auto value = read(node, attribute);
     if (!value)
-        Refuse(E_INVALIDARG, std::wstring(L"the ") + node + L" node has no attribute '" + attribute + L"'");
-    return *std::move(value);
-}
-
-GUID NewId()
-{
-    std::random_device random;
-    std::uint32_t words[4];
-    for (std::uint32_t& word : words)
-        word = random();
-    GUID id;
-    std::memcpy(&id, words, sizeof id);
-    return id;
+        Refuse(E_INVALIDARG, std::wstring(L"the subscription has no attribute '") + attribute + L"'");
+    return *value;
 }
 
 // Levels from `ancestor` down to `path`; nullopt when it is not at or below it.
@@ -64,6 +50,39 @@ void AppendPaths(IKelNode* node, std::vector<std::wstring>& paths)
         AppendPaths(ChildAt(node, i).Get(), paths);
 }
 
+// The entries of one notification. Each enumerator walks them by itself; `Next` answers S_FALSE behind the last one.
+class ModifiedNodes final : public Component<IKelNodeModifyEnum>
+{
+public:
+    using Entries = std::vector<NodeHandle>;
+
+    explicit ModifiedNodes(Entries entries) : m_entries(std::make_shared<const Entries>(std::move(entries))) {}
+
+    HRESULT GetEnumerator(IKelNodeIterator** out) override
+    {
+        return Boundary([=, this] { return *out = new Iterator(m_entries), S_OK; });
+    }
+
+private:
+    class Iterator final : public Component<IKelNodeIterator>
+    {
+    public:
+        explicit Iterator(std::shared_ptr<const Entries> entries) : m_entries(std::move(entries)) {}
+
+        HRESULT Reset() override { return m_next = 0, S_OK; }
+        HRESULT Next(IKelNode** node) override
+        {
+            return m_next == m_entries->size() ? S_FALSE : KelnDuplicateNodeHandle((*m_entries)[m_next++].Get(), node);
+        }
+
+    private:
+        const std::shared_ptr<const Entries> m_entries;
+        std::size_t m_next = 0;
+    };
+
+    const std::shared_ptr<const Entries> m_entries;
+};
+
 struct Terms
 {
     std::wstring path;
@@ -78,13 +97,9 @@ Terms ReadTerms(IKelNode* filter, IKelNode* request)
         Refuse(E_INVALIDARG, L"unknown filter type '" + NodeType(filter) + L"', expected 'FilterByPath'");
     if (NodeName(request, KelnNameOnly) != L"SubscribeConfig")
         Refuse(E_INVALIDARG, L"unknown request '" + NodeName(request, KelnNameOnly) + L"', expected 'SubscribeConfig'");
-    const auto filterName = L"filter";
-    const auto requestName = L"request";
-    Terms terms{Required(ReadText(filter, L"NodePath"), filterName, L"NodePath"),
-                Required(ReadInt64(filter, L"MaxDepth"), filterName, L"MaxDepth"),
-                Required(ReadInt32(request, L"ChangesMask"), requestName, L"ChangesMask"),
-                Required(ReadInt32(request, L"SubscribeOptions"), requestName, L"SubscribeOptions")};
-    if (Required(ReadBool(filter, L"IsParent"), filterName, L"IsParent"))
+    Terms terms{Required(&ReadText, filter, L"NodePath"), Required(&ReadInt64, filter, L"MaxDepth"),
+                Required(&ReadInt32, request, L"ChangesMask"), Required(&ReadInt32, request, L"SubscribeOptions")};
+    if (Required(&ReadBool, filter, L"IsParent"))
         Refuse(E_INVALIDARG, L"filters with IsParent true are not supported");
     if (SplitNodePath(terms.path).empty())
         Refuse(E_INVALIDARG, L"NodePath '" + terms.path + L"' is no path, expected the form '\\Name\\Name'");
@@ -104,16 +119,16 @@ struct ConfigServerProxy::Change
 {
     std::wstring path;
     std::int32_t mask;
-    NodeHandle node; // empty when it has gone
+    NodeHandle node; // empty when it has been removed
 };
 
-// Counted by its holders. A delivery keeps the object, but is no holder: when the last holder lets go, the subscription
-// ends.
+// References count its holders. A delivery keeps the object alive without being a holder: the subscription ends when
+// the last holder releases it.
 class ConfigServerProxy::Subscription final : public Component<IKelModifySubscription>
 {
 public:
     Subscription(ComponentPtr<ConfigServerProxy> server, Terms given, IModifySubscriptionSink* called)
-        : terms(std::move(given)), sink(called), m_server(std::move(server)), m_id(NewId())
+        : terms(std::move(given)), sink(called), m_server(std::move(server)), m_number(++s_last)
     {}
 
     HRESULT Activate() override
@@ -123,18 +138,22 @@ public:
     HRESULT UnusedSlot4() override { return E_NOTIMPL; }
     HRESULT GetId(GUID* id) override
     {
-        if (!id)
-            return E_POINTER;
-        *id = m_id;
-        return S_OK;
+        return Boundary([=, this] {
+            Refuse.IfNull(L"place for the identifier", id);
+            *id = {m_number, 0, 0, {}};
+        });
     }
 
-    const IKelModifySubscription* Identity() const { return this; }
+    bool Concerns(const Change& change) const
+    {
+        const auto depth = DepthBelow(terms.path, change.path);
+        return active && depth && *depth <= terms.maxDepth && (change.mask & terms.mask) != 0;
+    }
 
     const Terms terms;
     IModifySubscriptionSink* const sink;
     bool active = false;                // the server's m_lock
-    std::shared_ptr<Subscription> self; // until the last holder lets go
+    std::shared_ptr<Subscription> self; // until the last holder releases it
 
 private:
     void Dispose() override
@@ -143,31 +162,30 @@ private:
         const std::shared_ptr<Subscription> last = std::move(self);
     }
 
+    static inline std::atomic<std::uint32_t> s_last{0};
+
     const ComponentPtr<ConfigServerProxy> m_server;
-    const GUID m_id;
+    const std::uint32_t m_number;
 };
 
 HRESULT ConfigServerProxy::Subscribe(IKelNode* filter, IKelNode* request, IModifySubscriptionSink* sink,
                                      IKelModifySubscription** out)
 {
     return Boundary([=, this] {
-        if (!filter || !request || !sink || !out)
-            Refuse(E_POINTER, L"Subscribe needs a filter, a request, a sink and a place for the subscription");
+        Refuse.IfNull(L"filter, request, sink, or place for the subscription", filter, request, sink, out);
         const auto created =
             std::make_shared<Subscription>(ComponentPtr<ConfigServerProxy>(this), ReadTerms(filter, request), sink);
         const std::lock_guard guard(m_lock);
         m_subscriptions.push_back(created.get());
         created->self = created;
         *out = created.get();
-        return S_OK;
     });
 }
 
 HRESULT ConfigServerProxy::Unsubscribe(IKelModifySubscription* subscription)
 {
     return Boundary([=, this] {
-        if (!subscription)
-            Refuse(E_POINTER, L"no subscription (a null pointer)");
+        Refuse.IfNull(L"subscription", subscription);
         return End(subscription);
     });
 }
@@ -182,8 +200,9 @@ HRESULT ConfigServerProxy::Activate(Subscription& subscription)
     if ((subscription.terms.options & TellCurrentState) == 0)
         return S_OK;
     if (NodeHandle watched = FindNode(m_root.Get(), subscription.terms.path)) {
-        const Change current{subscription.terms.path, Added, std::move(watched)};
-        Post(subscription, {&current});
+        std::vector<NodeHandle> entries;
+        entries.push_back(MakeEntry(subscription, {subscription.terms.path, Added, std::move(watched)}));
+        Post(subscription, Added, std::move(entries));
     }
     return S_OK;
 }
@@ -255,26 +274,23 @@ std::size_t ConfigServerProxy::LiveSubscriptions() const
 void ConfigServerProxy::Notify(const std::vector<Change>& changes)
 {
     for (const Subscription* subscription : m_subscriptions) {
-        std::vector<const Change*> concerned;
+        std::int32_t mask = 0;
+        std::vector<NodeHandle> entries;
         for (const Change& change : changes) {
-            const auto depth = DepthBelow(subscription->terms.path, change.path);
-            if (depth && *depth <= subscription->terms.maxDepth && (change.mask & subscription->terms.mask) != 0)
-                concerned.push_back(&change);
+            if (!subscription->Concerns(change))
+                continue;
+            mask |= change.mask;
+            entries.push_back(MakeEntry(*subscription, change));
         }
-        if (subscription->active && !concerned.empty())
-            Post(*subscription, concerned);
+        if (!entries.empty())
+            Post(*subscription, mask, std::move(entries));
     }
 }
 
-void ConfigServerProxy::Post(const Subscription& subscription, const std::vector<const Change*>& changes)
+void ConfigServerProxy::Post(const Subscription& subscription, std::int32_t mask, std::vector<NodeHandle> entries)
 {
-    std::int32_t mask = 0;
-    ModifiedNodes::Entries entries;
-    for (const Change* change : changes) {
-        mask |= change->mask;
-        entries.push_back(MakeEntry(subscription, *change));
-    }
-    m_deliveries.Post(subscription.Identity(),
+    const IKelModifySubscription* const recipient = &subscription;
+    m_deliveries.Post(recipient,
                       [self = subscription.self, mask, nodes = MakeComponent<ModifiedNodes>(std::move(entries))] {
                           return self->sink->OnTriggered(self.get(), mask, nodes.Get());
                       });

@@ -60,7 +60,7 @@ private:
     HRESULT Activate(Subscription& subscription);
     HRESULT End(IKelModifySubscription* subscription);
     void Notify(const std::vector<Change>& changes);
-    void Post(const Subscription& subscription, const std::vector<const Change*>& changes);
+    void Post(const Subscription& subscription, std::int32_t mask, std::vector<NodeHandle> entries);
     NodeHandle MakeEntry(const Subscription& subscription, const Change& change) const;
 
     mutable std::mutex m_lock;

@@ -25,6 +25,15 @@ std::string BytesOf(const Number& number)
     return {reinterpret_cast<const char*>(&number), sizeof number};
 }
 
+// What a function of the node library hands out at its last argument.
+template <class Function, class... Arguments>
+NodeHandle Obtain(Function function, Arguments... arguments)
+{
+    NodeHandle node;
+    Check(function(arguments..., node.Out()));
+    return node;
+}
+
 // Stored type and bytes of a value.
 struct Encoder
 {
@@ -91,9 +100,7 @@ std::wstring ReadZeroTerminated(const Call& call)
 
 NodeHandle CreateNode(const wchar_t* name, const wchar_t* type)
 {
-    NodeHandle node;
-    Check(KelnCreateNode(name, type, node.Out()));
-    return node;
+    return Obtain(&KelnCreateNode, name, type);
 }
 
 NodeHandle BuildNode(const NodeDescription& description)
@@ -108,9 +115,7 @@ NodeHandle BuildNode(const NodeDescription& description)
 
 NodeHandle CloneNode(IKelNode* node, std::uint64_t depth)
 {
-    NodeHandle clone;
-    Check(KelnCloneNode(node, depth, 0, clone.Out()));
-    return clone;
+    return Obtain(&KelnCloneNode, node, depth, 0U);
 }
 
 void AddChild(IKelNode* parent, IKelNode* child)
@@ -120,16 +125,12 @@ void AddChild(IKelNode* parent, IKelNode* child)
 
 NodeHandle ShareNode(IKelNode* node)
 {
-    NodeHandle shared;
-    Check(KelnDuplicateNodeHandle(node, shared.Out()));
-    return shared;
+    return Obtain(&KelnDuplicateNodeHandle, node);
 }
 
 NodeHandle ChildAt(IKelNode* node, std::uint64_t index)
 {
-    NodeHandle child;
-    Check(KelnGetChildByIndex(node, index, child.Out()));
-    return child;
+    return Obtain(&KelnGetChildByIndex, node, index);
 }
 
 NodeHandle FindChild(IKelNode* node, const std::wstring& name)

@@ -2,8 +2,8 @@
 // report server.
 #pragma once
 
-#include "Host/Components/Component.h"
 #include "Host/Components/FaultPlan.h"
+#include "Host/Components/NodeAccess.h"
 #include "Host/ReportingDatabase/ReportingDatabase.h"
 #include "Interfaces/RequestService.h"
 #include "Interfaces/ServiceClient.h"
@@ -20,17 +20,60 @@ class RoleService final : public Component<IRequestService>
 public:
     static constexpr wchar_t ServiceName[] = L"Service.SettingsManagementGate";
 
-    explicit RoleService(std::shared_ptr<ReportingDatabase> database) : m_database(std::move(database)) {}
+    explicit RoleService(ComponentPtr<ReportingDatabase> database) : m_database(std::move(database)) {}
 
     // E_INVALIDARG with a description for a request that lacks something; E_FAIL when the role cannot be stored.
-    HRESULT ProcessRequest(IKelNode* request, IKelNode** response) override;
+    HRESULT ProcessRequest(IKelNode* request, IKelNode** response) override
+    {
+        return Boundary([=, this] {
+            Refuse.IfNull(L"request, or place for the response", request, response);
+            if (NodeType(request) != L"SSRSSettingsAdjustRequest")
+                Refuse(E_INVALIDARG,
+                       L"unknown request '" + NodeType(request) + L"', expected 'SSRSSettingsAdjustRequest'");
+            const std::wstring reportServer = RequiredText(request, L"ReportServerUrl");
+            const std::wstring account = RequiredText(request, L"DestUserName");
+            RequiredText(request, L"ReportServerUserName");
+            if (!HasAttribute(request, L"ReportServerPassword"))
+                Refuse(E_INVALIDARG, L"the request has no 'ReportServerPassword'");
+
+            const std::optional<Fault> fault = m_faults.Next(account, account);
+            if (fault && fault->form == FaultForm::Call)
+                Refuse(HResultFromWin32(RPC_S_SERVER_UNAVAILABLE), fault->text);
+            const HRESULT result = fault ? E_ACCESSDENIED : S_OK;
+            NodeHandle answer = CreateNode(L"SSRSSettingsAdjustResponse", nullptr);
+            SetAttribute(answer.Get(), L"AdjustResult", std::int32_t{result});
+            if (fault && fault->form == FaultForm::Result)
+                SetAttribute(answer.Get(), L"ErrorSerialized", FailureText(result, fault->text) + L" [SettingsGate]");
+            if (!fault)
+                Grant(reportServer, account);
+            *response = answer.Detach();
+        });
+    }
 
     FaultPlan& Faults() { return m_faults; }
 
 private:
-    void Grant(const std::wstring& reportServer, const std::wstring& account);
+    static constexpr Refusal Refuse{L"Settings-management gate"};
 
-    const std::shared_ptr<ReportingDatabase> m_database;
+    static std::wstring RequiredText(IKelNode* request, const wchar_t* name)
+    {
+        std::wstring text = ReadText(request, name).value_or(L"");
+        if (text.empty())
+            Refuse(E_INVALIDARG, std::wstring(L"the request has no '") + name + L"'");
+        return text;
+    }
+
+    void Grant(const std::wstring& reportServer, const std::wstring& account)
+    {
+        try {
+            m_database->GrantRole(reportServer, account);
+        } catch (const Failure& failure) {
+            m_faults.CountFailure(failure.text);
+            throw;
+        }
+    }
+
+    const ComponentPtr<ReportingDatabase> m_database;
     FaultPlan m_faults;
 };
 
@@ -43,7 +86,18 @@ public:
     explicit ServiceClient(ComponentPtr<RoleService> gate) : m_gate(std::move(gate)) {}
 
     // HResultFromWin32(ERROR_NOT_FOUND) for a service that the host does not have.
-    HRESULT GetService(const wchar_t* serviceName, std::uint32_t reserved, REFIID iid, void** out) override;
+    HRESULT GetService(const wchar_t* serviceName, std::uint32_t reserved, REFIID iid, void** out) override
+    {
+        return Boundary([&] {
+            constexpr Refusal refuse{L"Service client"};
+            refuse.IfNull(L"service name, or place for the service", serviceName, out);
+            if (reserved != 0)
+                refuse(E_INVALIDARG, L"the reserved argument of GetService is not 0");
+            if (serviceName != std::wstring_view(RoleService::ServiceName))
+                refuse(HResultFromWin32(ERROR_NOT_FOUND), std::wstring(L"there is no service '") + serviceName + L"'");
+            return m_gate->QueryInterface(iid, out);
+        });
+    }
 
 private:
     const ComponentPtr<RoleService> m_gate;

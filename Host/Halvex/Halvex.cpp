@@ -51,8 +51,7 @@ HRESULT HxGetNamedInstance(const wchar_t* name, uint32_t flags, REFIID iid, void
         const std::wstring wanted = ToName(name);
         if (flags != 0)
             Refuse(E_INVALIDARG, L"unknown flags " + std::to_wstring(flags) + L" for instance '" + wanted + L"'");
-        if (!out)
-            Refuse(E_POINTER, L"no place for instance '" + wanted + L"' (a null pointer)");
+        Refuse.IfNull(L"place for the instance", out);
         const Component component = Instances().Find(wanted);
         if (!component)
             Refuse(HResultFromWin32(ERROR_NOT_FOUND), L"there is no instance '" + wanted + L"'");
@@ -67,13 +66,11 @@ HRESULT HalvexRegisterInstance(const wchar_t* name, IComponentBase* component)
 {
     return Host::Boundary([=] {
         const std::wstring wanted = ToName(name);
-        if (!component)
-            Refuse(E_POINTER, L"no component for instance '" + wanted + L"' (a null pointer)");
+        Refuse.IfNull(L"component", component);
         Registry& instances = Instances();
         const std::lock_guard guard(instances.lock);
         if (!instances.components.try_emplace(wanted, Component(component)).second)
             Refuse(HResultFromWin32(ERROR_ALREADY_EXISTS), L"there is an instance '" + wanted + L"' already");
-        return S_OK;
     });
 }
 
@@ -87,7 +84,6 @@ HRESULT HalvexUnregisterInstance(const wchar_t* name)
         guard.unlock();
         if (!taken)
             Refuse(HResultFromWin32(ERROR_NOT_FOUND), L"there is no instance '" + wanted + L"'");
-        return S_OK;
     });
 }
 

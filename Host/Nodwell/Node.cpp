@@ -12,7 +12,7 @@ void Node::Release()
 {
     if (--m_references != 0)
         return;
-    // The dead are linked by their parent pointers: deep trees need no stack, and nothing here needs memory.
+    // Nodes to delete are linked by their parent pointers: deep trees need no stack, and nothing here allocates.
     Node* dead = this;
     while (dead) {
         Node* const node = std::exchange(dead, dead->m_parent);

@@ -60,16 +60,27 @@ HRESULT Call(const Body& body) noexcept
     });
 }
 
-void CheckPointer(const void* pointer, const wchar_t* what)
-{
-    if (!pointer)
-        Refuse(E_POINTER, std::wstring(L"no ") + what + L" (a null pointer)");
-}
-
 Node& ToNode(IKelNode* handle)
 {
-    CheckPointer(handle, L"node");
+    Refuse.IfNull(L"node", handle);
     return *static_cast<Node*>(handle);
+}
+
+// For functions that store what they find out about a node.
+template <class Answer, class Body>
+HRESULT Ask(IKelNode* node, const Answer* place, const Body& body) noexcept
+{
+    return Call([&] {
+        Node& asked = ToNode(node);
+        Refuse.IfNull(L"place for the answer", place);
+        return body(asked);
+    });
+}
+
+Serialization& ToSerialization(void* context)
+{
+    Refuse.IfNull(L"serialization context", context);
+    return *static_cast<Serialization*>(context);
 }
 
 std::wstring_view ToName(const wchar_t* name)
@@ -77,11 +88,6 @@ std::wstring_view ToName(const wchar_t* name)
     if (!name)
         Refuse(E_INVALIDARG, L"no name (a null pointer)");
     return name;
-}
-
-std::wstring_view OrEmpty(const wchar_t* text)
-{
-    return text ? std::wstring_view(text) : std::wstring_view();
 }
 
 HRESULT HandOut(Node::Ptr node, IKelNode** out)
@@ -111,7 +117,7 @@ HRESULT CopyText(std::wstring_view text, wchar_t* buffer, uint32_t* size)
 HRESULT CopyBytes(const std::string& bytes, void* buffer, uint32_t* size)
 {
     if (buffer)
-        CheckPointer(size, L"buffer size");
+        Refuse.IfNull(L"buffer size", size);
     const bool fits = !buffer || *size >= bytes.size();
     if (size)
         *size = static_cast<uint32_t>(bytes.size());
@@ -127,16 +133,14 @@ HRESULT CopyBytes(const std::string& bytes, void* buffer, uint32_t* size)
 HRESULT KelnCreateNode(const wchar_t* name, const wchar_t* nodeType, IKelNode** node)
 {
     return Call([=] {
-        CheckPointer(node, L"place for the node");
-        return HandOut(Node::Create(OrEmpty(name), OrEmpty(nodeType)), node);
+        Refuse.IfNull(L"place for the node", node);
+        return HandOut(Node::Create(name ? name : L"", nodeType ? nodeType : L""), node);
     });
 }
 
 HRESULT KelnCloneNode(IKelNode* node, uint64_t depth, uint32_t flags, IKelNode** clone)
 {
-    return Call([=] {
-        Node& original = ToNode(node);
-        CheckPointer(clone, L"place for the clone");
+    return Ask(node, clone, [=](Node& original) {
         if (flags != 0)
             Refuse(E_INVALIDARG, L"unknown clone flags " + std::to_wstring(flags));
         return HandOut(original.Clone(depth), clone);
@@ -145,11 +149,7 @@ HRESULT KelnCloneNode(IKelNode* node, uint64_t depth, uint32_t flags, IKelNode**
 
 HRESULT KelnDuplicateNodeHandle(IKelNode* node, IKelNode** duplicate)
 {
-    return Call([=] {
-        Node& original = ToNode(node);
-        CheckPointer(duplicate, L"place for the duplicate");
-        return HandOut(Node::Ptr(&original), duplicate);
-    });
+    return Ask(node, duplicate, [=](Node& original) { return HandOut(Node::Ptr(&original), duplicate); });
 }
 
 HRESULT KelnCloseNodeHandle(IKelNode* node)
@@ -159,36 +159,25 @@ HRESULT KelnCloseNodeHandle(IKelNode* node)
         Node& closed = ToNode(node);
         --s_openHandles;
         closed.Release();
-        return S_OK;
     });
 }
 
 HRESULT KelnGetParent(IKelNode* node, IKelNode** parent)
 {
-    return Call([=] {
-        const Node& child = ToNode(node);
-        CheckPointer(parent, L"place for the parent");
-        if (HandOut(Node::Ptr(child.Parent()), parent) == Absent)
-            *parent = nullptr;
-        return S_OK;
+    return Ask(node, parent, [=](const Node& child) {
+        *parent = nullptr;
+        HandOut(Node::Ptr(child.Parent()), parent);
     });
 }
 
 HRESULT KelnGetChildCount(IKelNode* node, uint64_t* count)
 {
-    return Call([=] {
-        const Node& parent = ToNode(node);
-        CheckPointer(count, L"place for the count");
-        *count = parent.ChildCount();
-        return S_OK;
-    });
+    return Ask(node, count, [=](const Node& parent) { *count = parent.ChildCount(); });
 }
 
 HRESULT KelnGetChildByIndex(IKelNode* node, uint64_t index, IKelNode** child)
 {
-    return Call([=] {
-        Node& parent = ToNode(node);
-        CheckPointer(child, L"place for the child");
+    return Ask(node, child, [=](Node& parent) {
         const std::vector<Node*>& children = parent.Children();
         return HandOut(Node::Ptr(index < children.size() ? children[index] : nullptr), child);
     });
@@ -196,19 +185,12 @@ HRESULT KelnGetChildByIndex(IKelNode* node, uint64_t index, IKelNode** child)
 
 HRESULT KelnGetChildByName(IKelNode* node, const wchar_t* name, IKelNode** child)
 {
-    return Call([=] {
-        Node& parent = ToNode(node);
-        CheckPointer(child, L"place for the child");
-        return HandOut(Node::Ptr(parent.Child(ToName(name))), child);
-    });
+    return Ask(node, child, [=](Node& parent) { return HandOut(Node::Ptr(parent.Child(ToName(name))), child); });
 }
 
 HRESULT KelnAddChild(IKelNode* parent, IKelNode* child)
 {
-    return Call([=] {
-        ToNode(parent).AddChild(ToNode(child));
-        return S_OK;
-    });
+    return Call([=] { ToNode(parent).AddChild(ToNode(child)); });
 }
 
 HRESULT KelnRemoveChild(IKelNode* parent, IKelNode* child)
@@ -218,31 +200,21 @@ HRESULT KelnRemoveChild(IKelNode* parent, IKelNode* child)
 
 HRESULT KelnGetNodeName(IKelNode* node, uint32_t kind, wchar_t* buffer, uint32_t* size)
 {
-    return Call([=] {
-        const Node& named = ToNode(node);
-        CheckPointer(size, L"buffer size");
-        if (kind == KelnNameOnly)
-            return CopyText(named.Name(), buffer, size);
-        if (kind == KelnPath)
-            return CopyText(named.Path(), buffer, size);
-        Refuse(E_INVALIDARG, L"unknown kind of node name " + std::to_wstring(kind));
+    return Ask(node, size, [=](const Node& named) {
+        if (kind != KelnNameOnly && kind != KelnPath)
+            Refuse(E_INVALIDARG, L"unknown kind of node name " + std::to_wstring(kind));
+        return CopyText(kind == KelnPath ? named.Path() : named.Name(), buffer, size);
     });
 }
 
 HRESULT KelnGetNodeType(IKelNode* node, wchar_t* buffer, uint32_t* size)
 {
-    return Call([=] {
-        const Node& typed = ToNode(node);
-        CheckPointer(size, L"buffer size");
-        return CopyText(typed.Type(), buffer, size);
-    });
+    return Ask(node, size, [=](const Node& typed) { return CopyText(typed.Type(), buffer, size); });
 }
 
 HRESULT KelnGetAttributeNames(IKelNode* node, wchar_t* buffer, uint32_t* size)
 {
-    return Call([=] {
-        const Node& holder = ToNode(node);
-        CheckPointer(size, L"buffer size");
+    return Ask(node, size, [=](const Node& holder) {
         std::wstring names;
         for (const NodeAttribute& attribute : holder.Attributes())
             names.append(attribute.name).push_back(L'\0');
@@ -281,7 +253,6 @@ HRESULT KelnSetAttribute(IKelNode* node, const wchar_t* name, uint16_t type, con
         if (attribute.empty())
             Refuse(E_INVALIDARG, L"an attribute needs a name");
         holder.SetAttribute(attribute, MakeValue(type, value, size, attribute));
-        return S_OK;
     });
 }
 
@@ -289,42 +260,32 @@ HRESULT KelnStartSerialization(uint32_t type, uint32_t flags, KelnWriteCallback 
                                void** context)
 {
     return CallUnlocked([=] {
-        CheckPointer(reinterpret_cast<const void*>(write), L"write callback");
-        CheckPointer(context, L"place for the context");
+        Refuse.IfNull(L"write callback", write);
+        Refuse.IfNull(L"place for the context", context);
         *context = new Serialization(type, flags, write, writeContext);
-        return S_OK;
     });
 }
 
 HRESULT KelnSerializeNodes(void* context, IKelNode* const* nodes, uint32_t count, uint32_t depth)
 {
     return CallUnlocked([=] {
-        CheckPointer(context, L"serialization context");
+        Serialization& serialization = ToSerialization(context);
         if (count != 0)
-            CheckPointer(nodes, L"array of nodes");
+            Refuse.IfNull(L"array of nodes", nodes);
         std::vector<Node*> checked;
         std::transform(nodes, nodes + count, std::back_inserter(checked), [](IKelNode* node) { return &ToNode(node); });
-        static_cast<Serialization*>(context)->Write(checked, depth);
-        return S_OK;
+        serialization.Write(checked, depth);
     });
 }
 
 HRESULT KelnFinalizeSerialization(void* context)
 {
-    return CallUnlocked([=] {
-        CheckPointer(context, L"serialization context");
-        static_cast<Serialization*>(context)->Finalize();
-        return S_OK;
-    });
+    return CallUnlocked([=] { ToSerialization(context).Finalize(); });
 }
 
 HRESULT KelnCloseSerializationContext(void* context)
 {
-    return Host::Boundary([=] {
-        CheckPointer(context, L"serialization context");
-        delete static_cast<Serialization*>(context);
-        return S_OK;
-    });
+    return Host::Boundary([=] { delete &ToSerialization(context); });
 }
 
 uint64_t NodwellLiveNodes()

@@ -13,7 +13,7 @@ constexpr std::string_view EndOfLine = "\r\n";
 constexpr std::size_t PieceSize = 4096; // of what the callback gets
 constexpr std::size_t DeepestIndent = 64;
 
-// A clone that nobody else knows, and which may be read without the lock therefore.
+// A clone that nobody else knows, so that it can be read without the lock.
 class PrivateClone
 {
 public:
@@ -115,9 +115,7 @@ void Serialization::WriteTree(Node& root)
             begin(*node->Children()[written++]);
         } else {
             open.pop_back();
-            StartLine(open.size());
-            m_text += "</node>";
-            EndLine();
+            PutLine(open.size(), "</node>");
         }
     }
 }
@@ -148,18 +146,22 @@ void Serialization::WriteAttribute(const NodeAttribute& attribute, std::size_t l
     m_text += ">";
     if (value.type == KelnTextList) {
         EndLine();
-        for (const std::wstring& item : ListItems(value)) {
-            StartLine(level + 1);
-            m_text += "<item>";
-            PutEscaped(item);
-            m_text += "</item>";
-            EndLine();
-        }
+        for (const std::wstring& item : ListItems(value))
+            PutLine(level + 1, "<item>", item, "</item>");
         StartLine(level);
     } else {
         PutEscaped(DisplayText(value));
     }
     m_text += "</attribute>";
+    EndLine();
+}
+
+void Serialization::PutLine(std::size_t level, const char* start, std::wstring_view text, const char* end)
+{
+    StartLine(level);
+    m_text += start;
+    PutEscaped(text);
+    m_text += end;
     EndLine();
 }
 

@@ -17,8 +17,8 @@
 
 #include "Host/Nodwell/Node.h"
 
-// One serialization, used by one thread at a time. The first failure, be it of the host's callback, ends it: what has
-// been written stops in the middle, and every further call is refused with E_UNEXPECTED. To be called without
+// One serialization, used by one thread at a time. The first failure, the callback's included, ends it: what has been
+// written stops in the middle, and every further call is refused with E_UNEXPECTED. To be called without
 // Node::s_lock; the callback is called without it.
 class Serialization
 {
@@ -36,6 +36,7 @@ private:
     void WriteTree(Node& root);
     bool Begin(Node& node, std::size_t level);
     void WriteAttribute(const NodeAttribute& attribute, std::size_t level);
+    void PutLine(std::size_t level, const char* start, std::wstring_view text = {}, const char* end = "");
     void PutStart(const char* element, std::wstring_view name, std::wstring_view type);
     void PutEscaped(std::wstring_view text);
     void StartLine(std::size_t level);

@@ -12,7 +12,7 @@ extern "C"
     uint64_t NodwellOpenHandles();
 
     // Makes a coming Keln* call fail with `result` without doing anything: the `countdown`-th from now on, 1 being the
-    // next, and with `sticky` every one after it too. KelnCloseNodeHandle and KelnCloseSerializationContext do not
+    // next, and with `sticky` every one after it. KelnCloseNodeHandle and KelnCloseSerializationContext do not
     // count and do not fail. 0 ends it.
     void NodwellFailCall(uint64_t countdown, HRESULT result, int sticky);
     // Calls that failed so since the last NodwellFailCall.

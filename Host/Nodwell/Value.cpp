@@ -6,7 +6,6 @@
 #include <charconv>
 #include <cstring>
 #include <limits>
-#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -16,9 +15,15 @@ namespace
 constexpr HRESULT WrongType = HResultFromWin32(ERROR_INVALID_DATATYPE);
 constexpr HRESULT OutOfRange = HResultFromWin32(ERROR_ARITHMETIC_OVERFLOW);
 
+// The bytes of a number or a boolean; 0 for the other types.
+std::size_t NumberSize(uint16_t type)
+{
+    return type == KelnInt64 ? 8 : type == KelnInt32 || type == KelnUInt32 ? 4 : type == KelnBool ? 1 : 0;
+}
+
 bool IsNumber(uint16_t type)
 {
-    return type == KelnInt32 || type == KelnUInt32 || type == KelnInt64 || type == KelnBool;
+    return NumberSize(type) != 0;
 }
 
 bool IsText(uint16_t type)
@@ -32,12 +37,6 @@ Number Load(std::string_view bytes)
     Number number;
     std::memcpy(&number, bytes.data(), sizeof number);
     return number;
-}
-
-template <class Number>
-std::string_view BytesOf(const Number& number)
-{
-    return {reinterpret_cast<const char*>(&number), sizeof number};
 }
 
 bool EndsWithZeroUnit(std::string_view bytes)
@@ -64,15 +63,8 @@ bool IsWellFormed(uint16_t type, std::string_view bytes)
         return EndsWithZeroUnit(bytes) && ZeroUnits(bytes) == 1;
     case KelnTextList:
         return bytes.empty() || EndsWithZeroUnit(bytes);
-    case KelnInt32:
-    case KelnUInt32:
-        return bytes.size() == 4;
-    case KelnInt64:
-        return bytes.size() == 8;
-    case KelnBool:
-        return bytes.size() == 1;
     default:
-        return type == KelnBinary;
+        return IsNumber(type) ? bytes.size() == NumberSize(type) : type == KelnBinary;
     }
 }
 
@@ -111,24 +103,19 @@ Value MakeText(uint16_t type, std::wstring_view text)
 
 std::wstring HexDigits(std::string_view bytes)
 {
-    constexpr std::wstring_view digits = L"0123456789ABCDEF";
+    constexpr wchar_t digits[] = L"0123456789ABCDEF";
     std::wstring text;
-    text.reserve(2 * bytes.size());
-    for (const char c : bytes) {
-        const auto byte = static_cast<unsigned char>(c);
-        text.push_back(digits[byte >> 4]);
-        text.push_back(digits[byte & 0xF]);
-    }
+    for (const char c : bytes)
+        text.append({digits[(c >> 4) & 0xF], digits[c & 0xF]});
     return text;
 }
 
-std::optional<bool> ParseBoolean(std::wstring text)
+HRESULT ParseBoolean(std::wstring text, std::int64_t& number)
 {
     for (wchar_t& c : text)
         c = c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c - L'A' + L'a') : c;
-    if (text == L"true" || text == L"1")
-        return true;
-    return text == L"false" || text == L"0" ? std::optional(false) : std::nullopt;
+    number = text == L"true" || text == L"1";
+    return number != 0 || text == L"false" || text == L"0" ? S_OK : E_INVALIDARG;
 }
 
 HRESULT ParseInteger(std::wstring_view text, std::int64_t& number)
@@ -150,40 +137,26 @@ HRESULT ParseInteger(std::wstring_view text, std::int64_t& number)
     return S_OK;
 }
 
-template <class Integer>
-HRESULT Store(std::int64_t number, Value& result)
-{
-    if (!std::in_range<Integer>(number))
-        return OutOfRange;
-    result.bytes = BytesOf(static_cast<Integer>(number));
-    return S_OK;
-}
-
 HRESULT StoreNumber(std::int64_t number, Value& result)
 {
-    switch (result.type) {
-    case KelnInt32:
-        return Store<std::int32_t>(number, result);
-    case KelnUInt32:
-        return Store<std::uint32_t>(number, result);
-    case KelnInt64:
-        return Store<std::int64_t>(number, result);
-    default:
-        return Store<std::uint8_t>(number != 0, result);
-    }
+    if (result.type == KelnBool)
+        number = number != 0;
+    if ((result.type == KelnInt32 && !std::in_range<std::int32_t>(number)) ||
+        (result.type == KelnUInt32 && !std::in_range<std::uint32_t>(number)))
+        return OutOfRange;
+    result.bytes.assign(reinterpret_cast<const char*>(&number), NumberSize(result.type)); // little-endian
+    return S_OK;
 }
 
 HRESULT ConvertToNumber(const Value& value, Value& result)
 {
     std::int64_t number = 0;
+    HRESULT parsed = S_OK;
     if (IsNumber(value.type))
-        return StoreNumber(NumberOf(value), result);
-    if (result.type != KelnBool) {
-        const HRESULT parsed = ParseInteger(TextOf(value), number);
-        return FAILED(parsed) ? parsed : StoreNumber(number, result);
-    }
-    const std::optional<bool> boolean = ParseBoolean(TextOf(value));
-    return boolean ? StoreNumber(*boolean, result) : E_INVALIDARG;
+        number = NumberOf(value);
+    else
+        parsed = result.type == KelnBool ? ParseBoolean(TextOf(value), number) : ParseInteger(TextOf(value), number);
+    return FAILED(parsed) ? parsed : StoreNumber(number, result);
 }
 
 // `result` has the type that is wanted.
@@ -252,15 +225,10 @@ const wchar_t* TypeName(uint16_t type)
 
 std::vector<std::wstring> ListItems(const Value& list)
 {
+    const std::wstring all = Text::FromUtf16Le(list.bytes);
     std::vector<std::wstring> items;
-    const std::string_view bytes = list.bytes;
-    std::size_t start = 0;
-    for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
-        if (Load<char16_t>(bytes.substr(i)) == 0) {
-            items.push_back(Text::FromUtf16Le(bytes.substr(start, i - start)));
-            start = i + 2;
-        }
-    }
+    for (std::size_t begin = 0; begin < all.size(); begin += items.back().size() + 1)
+        items.emplace_back(all, begin, all.find(L'\0', begin) - begin);
     return items;
 }
 

@@ -1,9 +1,10 @@
 // The commands that need no module.
-#include "Host/Program/Files.h"
+#include "Host/Program/Listing.h"
 #include "Host/Program/Run.h"
 #include "Host/Program/Site.h"
 #include "Host/Support/PathText.h"
-#include "Platform/Text.h"
+
+#include <nlohmann/json.hpp>
 
 namespace Host
 {
@@ -12,17 +13,55 @@ namespace
 {
 
 namespace fs = std::filesystem;
+using Json = nlohmann::ordered_json;
+
+// Values in the order of the keys; none is null in JSON and empty in CSV.
+using Record = std::vector<std::optional<std::wstring>>;
 
 // What `read` makes of a database file.
-template <class Content>
-Content ReadDatabase(const fs::path& database, Content (*read)(const fs::path& file, const Sqlite::Patience& patience))
+template <class Read>
+auto ReadDatabase(const fs::path& database, const Read& read)
 {
     CheckReadable(database);
     try {
-        return read(database, {});
+        Sqlite::Connection connection(database, Sqlite::Access::ReadOnly);
+        return read(connection);
     } catch (const Sqlite::Error& error) {
         throw InputError(Utf8PathText(database) + ": cannot be read as a reporting database: " + error.what());
     }
+}
+
+std::wstring CsvLine(const Record& record)
+{
+    std::wstring line;
+    for (const std::optional<std::wstring>& value : record) {
+        std::wstring text = value.value_or(L"");
+        if (text.find_first_of(L"\",\r\n") != text.npos) {
+            for (std::size_t i = text.find(L'"'); i != text.npos; i = text.find(L'"', i + 2))
+                text.insert(i, 1, L'"');
+            text = L'"' + text + L'"';
+        }
+        line += (&value == &record.front() ? L"" : L",") + text;
+    }
+    return line;
+}
+
+// An array of objects, or a header line and a line for each record.
+void ShowRecords(Console& console, Format format, const Record& keys, const std::vector<Record>& records)
+{
+    if (format == Format::Csv) {
+        console.Line(CsvLine(keys));
+        for (const Record& record : records)
+            console.Line(CsvLine(record));
+        return;
+    }
+    Json array = Json::array();
+    for (const Record& record : records) {
+        Json& object = array.emplace_back();
+        for (std::size_t i = 0; i < keys.size(); ++i)
+            object[Text::ToUtf8(*keys[i])] = record[i] ? Json(Text::ToUtf8(*record[i])) : Json();
+    }
+    console.Line(Text::FromUtf8(array.dump(1)));
 }
 
 } // namespace
@@ -36,14 +75,14 @@ void CheckSite(const fs::path& file, Console& console)
 
 void PrintTable(const fs::path& database, Format format, Console& console)
 {
-    const std::vector<AccessRight> rights = ReadDatabase<std::vector<AccessRight>>(database, &ReadAccessRights);
+    const std::vector<AccessRight> rights = ReadDatabase(database, &ReadAccessRights);
     if (format == Format::Text)
         return ShowRows(console, AccessRightRows(rights, {}));
     std::vector<Record> records;
     records.reserve(rights.size());
     for (const AccessRight& right : rights)
         records.push_back({right.loginName, right.managedObjectUId});
-    ShowRecords(console, format, {"account", "object"}, records);
+    ShowRecords(console, format, {L"account", L"object"}, records);
 }
 
 void PrintRoles(const fs::path& database, Format format, Console& console)
@@ -55,13 +94,7 @@ void PrintRoles(const fs::path& database, Format format, Console& console)
     records.reserve(roles.size());
     for (const ReportServerRole& role : roles)
         records.push_back({role.account, role.role, role.reportServer, role.grantedAt});
-    ShowRecords(console, format, {"account", "role", "reportServer", "grantedAt"}, records);
-}
-
-void WriteGeneratedSite(const SiteSize& size, const fs::path& file, Console& console)
-{
-    ReplaceFile(file, GenerateSite(size).dump(1) + '\n');
-    console.Line(PathText(file) + L": " + Count(size.accounts, L"account"));
+    ShowRecords(console, format, {L"account", L"role", L"reportServer", L"grantedAt"}, records);
 }
 
 } // namespace Host

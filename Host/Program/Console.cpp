@@ -3,8 +3,11 @@
 #include "Host/Support/Failure.h"
 #include "Platform/Text.h"
 
+#include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <system_error>
+#include <thread>
 
 namespace Host
 {
@@ -12,20 +15,15 @@ namespace Host
 namespace
 {
 
-const char* ColourCode(Colour colour)
+constexpr const char* ColourCodes[] = {"", "\x1b[31m", "\x1b[32m", "\x1b[33m", "\x1b[1m"};
+
+std::atomic<bool> g_endRequested = false;
+static_assert(std::atomic<bool>::is_always_lock_free, "set by a signal handler");
+
+extern "C" void OnSignal(int signal)
 {
-    switch (colour) {
-    case Colour::Red:
-        return "\x1b[31m";
-    case Colour::Green:
-        return "\x1b[32m";
-    case Colour::Yellow:
-        return "\x1b[33m";
-    case Colour::Bold:
-        return "\x1b[1m";
-    default:
-        return "";
-    }
+    g_endRequested = true;
+    std::signal(signal, SIG_DFL);
 }
 
 } // namespace
@@ -40,12 +38,23 @@ void Console::Line(std::wstring_view text, Colour colour)
     ClearProgress();
     const bool coloured = m_style.colours && colour != Colour::None;
     errno = 0;
-    m_out << (coloured ? ColourCode(colour) : "") << Text::ToUtf8(text) << (coloured ? "\x1b[0m" : "") << std::endl;
+    m_out << (coloured ? ColourCodes[static_cast<int>(colour)] : "") << Text::ToUtf8(text)
+          << (coloured ? "\x1b[0m" : "") << std::endl;
+    Check();
+}
+
+void Console::Check()
+{
     if (m_out)
         return;
-    if (m_failure.empty())
-        m_failure = errno != 0 ? std::generic_category().message(errno) : "no reason given";
-    throw Failure{E_FAIL, L"the output cannot be written: " + Text::FromUtf8(m_failure)};
+    if (!m_failure) {
+        m_failure = errno;
+        m_pipeClosed = Platform::WriteMetClosedPipe();
+    }
+    if (m_pipeClosed)
+        throw ClosedPipe();
+    const std::string reason = *m_failure != 0 ? std::generic_category().message(*m_failure) : "no reason given";
+    throw Failure{E_FAIL, L"the output cannot be written: " + Text::FromUtf8(reason)};
 }
 
 void Console::Progress(std::wstring_view text)
@@ -62,6 +71,32 @@ void Console::ClearProgress()
     if (m_progressShown)
         m_out << "\r\x1b[K" << std::flush;
     m_progressShown = false;
+}
+
+void Interruption::Install()
+{
+    g_endRequested = false;
+    std::signal(SIGINT, &OnSignal);
+    std::signal(SIGTERM, &OnSignal);
+}
+
+bool Interruption::IsRequested()
+{
+    return g_endRequested;
+}
+
+void Interruption::Wait(std::chrono::duration<double> duration,
+                        const std::function<void(std::chrono::duration<double> passed)>& tick)
+{
+    constexpr std::chrono::milliseconds slice(50);
+    const auto start = std::chrono::steady_clock::now();
+    while (!IsRequested()) {
+        const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - start;
+        tick(passed);
+        if (passed >= duration)
+            return;
+        std::this_thread::sleep_for(std::min<std::chrono::duration<double>>(slice, duration - passed));
+    }
 }
 
 } // namespace Host

@@ -1,10 +1,11 @@
-#include "Host/Program/Generate.h"
+#include "Host/Program/Run.h"
+#include "Host/Support/PathText.h"
 
 #include <algorithm>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 #include <random>
 #include <set>
-#include <string>
 
 namespace Host
 {
@@ -74,7 +75,7 @@ Json Department(std::uint32_t number, const SiteSize& size)
 
 } // namespace
 
-Json GenerateSite(const SiteSize& size)
+void GenerateSite(const SiteSize& size, const std::filesystem::path& file, Console& console)
 {
     std::mt19937 random(size.seed);
     Json site = Json::parse(Frame);
@@ -95,7 +96,8 @@ Json GenerateSite(const SiteSize& size)
     timeline[1]["until"] = {{"rows", (size.accounts - gone) * size.containers}};
     for (std::uint32_t i = size.accounts - std::min(size.accounts, Requests); i < size.accounts; ++i)
         timeline[2]["requests"].push_back({{"from", AccountName(i)}});
-    return site;
+    ReplaceFile(file, site.dump(1) + '\n');
+    console.Line(PathText(file) + L": " + Count(size.accounts, L"account"));
 }
 
 } // namespace Host

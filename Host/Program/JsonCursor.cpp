@@ -29,99 +29,62 @@ std::string Shortened(const std::string& utf8)
     return Text::ToUtf8(text);
 }
 
-// Walks through a text before values are made of it, because of several values of a key the library keeps the last.
-class TextCheck final : public json::json_sax_t
+// Where a text is being read.
+struct Level
 {
-public:
-    bool null() override { return Next(); }
-    bool boolean(bool) override { return Next(); }
-    bool number_integer(json::number_integer_t) override { return Next(); }
-    bool number_unsigned(json::number_unsigned_t) override { return Next(); }
-    bool number_float(json::number_float_t, const std::string&) override { return Next(); }
-    bool binary(json::binary_t&) override { return Next(); }
-    bool string(std::string& text) override
-    {
-        CheckText(text);
-        return Next();
-    }
-    bool start_object(std::size_t) override { return Enter(false); }
-    bool start_array(std::size_t) override { return Enter(true); }
-    bool end_object() override { return Leave(); }
-    bool end_array() override { return Leave(); }
-    bool key(std::string& key) override
-    {
-        Level& object = m_levels.back();
-        object.key = key;
-        CheckText(key);
-        if (!object.keys.insert(key).second)
-            throw InputError(Pointer() + ": found this key twice, expected it once");
-        return true;
-    }
-    bool parse_error(std::size_t, const std::string&, const json::exception& error) override
-    {
-        // "[json.exception.parse_error.101] parse error at line 3, column 5: ..."
-        const std::string message = error.what();
-        const std::size_t place = message.find("line ");
-        if (place == message.npos)
-            throw InputError(Pointer() + ": found a number that is too large, expected one below 1e308");
-        throw InputError(message.substr(place));
-    }
-
-private:
-    struct Level
-    {
-        bool isArray;
-        std::size_t index;
-        std::string key;
-        std::set<std::string> keys;
-    };
-
-    bool Enter(bool isArray)
-    {
-        constexpr std::size_t mostLevels = 500; // more would exhaust the stack of whoever walks the value
-        if (m_levels.size() == mostLevels)
-            throw InputError(Shortened(Pointer()) + ": found another level, expected 500 at most");
-        m_levels.push_back({isArray, 0, {}, {}});
-        return true;
-    }
-
-    bool Leave()
-    {
-        m_levels.pop_back();
-        return Next();
-    }
-
-    bool Next()
-    {
-        if (!m_levels.empty())
-            ++m_levels.back().index;
-        return true;
-    }
-
-    void CheckText(const std::string& text) const
-    {
-        if (text.find('\0') != text.npos)
-            throw InputError(Pointer() + ": found a zero character, expected a text without");
-    }
-
-    std::string Pointer() const
-    {
-        std::string pointer;
-        for (const Level& level : m_levels)
-            pointer += '/' + (level.isArray ? std::to_string(level.index) : EscapedKey(level.key));
-        return pointer.empty() ? "/" : pointer;
-    }
-
-    std::vector<Level> m_levels;
+    bool isArray;
+    std::size_t index = 0;
+    std::string key = {};
+    std::set<std::string> keys = {};
 };
+
+std::string PointerTo(const std::vector<Level>& levels)
+{
+    std::string pointer;
+    for (const Level& level : levels)
+        pointer += '/' + (level.isArray ? std::to_string(level.index) : EscapedKey(level.key));
+    return pointer.empty() ? "/" : pointer;
+}
+
+// Checks what the library has just read: it keeps the last of several values of a key without a word.
+bool CheckStep(std::vector<Level>& levels, json::parse_event_t event, const json& parsed)
+{
+    using Step = json::parse_event_t;
+    constexpr std::size_t mostLevels = 500; // more would exhaust the stack of whoever walks the value
+    if (event == Step::object_start || event == Step::array_start) {
+        if (levels.size() == mostLevels)
+            throw InputError(Shortened(PointerTo(levels)) + ": found another level, expected 500 at most");
+        levels.push_back({event == Step::array_start});
+        return true;
+    }
+    if (event == Step::object_end || event == Step::array_end)
+        levels.pop_back();
+    if (event == Step::key)
+        levels.back().key = parsed;
+    if (parsed.is_string() && parsed.get_ref<const std::string&>().find('\0') != std::string::npos)
+        throw InputError(PointerTo(levels) + ": found a zero character, expected a text without");
+    if (event == Step::key && !levels.back().keys.insert(parsed).second)
+        throw InputError(PointerTo(levels) + ": found this key twice, expected it once");
+    if (event != Step::key && !levels.empty())
+        ++levels.back().index;
+    return true;
+}
 
 } // namespace
 
 json ParseJson(const std::string& text)
 {
-    TextCheck check;
-    json::sax_parse(text, &check);
-    return json::parse(text);
+    std::vector<Level> levels;
+    try {
+        return json::parse(
+            text, [&](int, json::parse_event_t event, const json& parsed) { return CheckStep(levels, event, parsed); });
+    } catch (const json::parse_error& error) {
+        // "[json.exception.parse_error.101] parse error at line 3, column 5: ..."
+        const std::string message = error.what();
+        throw InputError(message.substr(message.find("line ")));
+    } catch (const json::out_of_range&) {
+        throw InputError(PointerTo(levels) + ": found a number that is too large, expected one below 1e308");
+    }
 }
 
 JsonCursor JsonCursor::operator[](const std::string& key) const

@@ -1,4 +1,4 @@
-// Reading of JSON whose complaints say where, what was found and what was expected.
+// Reading of JSON with complaints that say where, what was found and what was expected.
 #pragma once
 
 #include "Host/Program/Files.h"
@@ -32,7 +32,7 @@ public:
     const nlohmann::json& Value() const { return m_value; }
     const std::string& Pointer() const { return m_pointer; }
     std::wstring Text() const;
-    // What a null stands for is given.
+    // The value, or `null` for a null.
     template <class T>
     T As(T null) const
     {
@@ -46,5 +46,9 @@ private:
     const nlohmann::json& m_value;
     const std::string m_pointer;
 };
+
+// Throws InputError for the first place at which a site has another shape than Samples/site.schema.json says: keys,
+// types, ranges, enumerations. What the schema calls a description is what was expected there.
+void CheckShape(const JsonCursor& site);
 
 } // namespace Host

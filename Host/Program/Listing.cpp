@@ -1,9 +1,6 @@
 #include "Host/Program/Listing.h"
 
-#include "Platform/Text.h"
-
 #include <algorithm>
-#include <nlohmann/json.hpp>
 
 namespace Host
 {
@@ -53,29 +50,6 @@ void ShowLines(Console& console, const std::vector<Line>& lines)
         text.erase(text.find_last_not_of(L' ') + 1);
         console.Line(text, mark == L'+' ? Colour::Green : mark == L'-' ? Colour::Red : Colour::None);
     }
-}
-
-std::wstring CsvLine(const Record& record)
-{
-    std::wstring line;
-    for (const std::optional<std::wstring>& value : record) {
-        std::wstring text = value.value_or(L"");
-        if (text.find_first_of(L"\",\r\n") != text.npos) {
-            for (std::size_t i = text.find(L'"'); i != text.npos; i = text.find(L'"', i + 2))
-                text.insert(i, 1, L'"');
-            text = L'"' + text + L'"';
-        }
-        line += (&value == &record.front() ? L"" : L",") + text;
-    }
-    return line;
-}
-
-nlohmann::ordered_json JsonObject(const std::vector<std::string>& keys, const Record& record)
-{
-    nlohmann::ordered_json object;
-    for (std::size_t i = 0; i < keys.size(); ++i)
-        object[keys[i]] = record[i] ? nlohmann::ordered_json(Text::ToUtf8(*record[i])) : nlohmann::ordered_json();
-    return object;
 }
 
 } // namespace
@@ -130,24 +104,6 @@ void ShowRows(Console& console, const Rows& rows)
 {
     ShowLines(console, MarkedLines(rows, rows));
     console.Line(Count(rows.size(), L"row"));
-}
-
-void ShowRecords(Console& console, Format format, const std::vector<std::string>& keys,
-                 const std::vector<Record>& records)
-{
-    if (format == Format::Csv) {
-        Record header;
-        for (const std::string& key : keys)
-            header.push_back(Text::FromUtf8(key));
-        console.Line(CsvLine(header));
-        for (const Record& record : records)
-            console.Line(CsvLine(record));
-        return;
-    }
-    nlohmann::ordered_json array = nlohmann::ordered_json::array();
-    for (const Record& record : records)
-        array.push_back(JsonObject(keys, record));
-    console.Line(Text::FromUtf8(array.dump(1)));
 }
 
 } // namespace Host

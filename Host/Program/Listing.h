@@ -39,18 +39,4 @@ void ShowChanges(Console& console, const Rows& before, const Rows& after, std::s
 // Shows all rows and their number.
 void ShowRows(Console& console, const Rows& rows);
 
-enum class Format
-{
-    Text,
-    Json,
-    Csv,
-};
-
-// Values in the order of the keys; none is null in JSON and empty in CSV.
-using Record = std::vector<std::optional<std::wstring>>;
-
-// An array of objects, or a header line and a line for each record.
-void ShowRecords(Console& console, Format format, const std::vector<std::string>& keys,
-                 const std::vector<Record>& records);
-
 } // namespace Host

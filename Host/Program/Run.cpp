@@ -1,14 +1,12 @@
 #include "Host/Program/Run.h"
 
 #include "Host/Nodwell/TestControls.h"
-#include "Host/Program/Files.h"
-#include "Host/Program/Interruption.h"
-#include "Host/Program/Summary.h"
-#include "Host/Support/Failure.h"
+#include "Host/Program/SitePlayer.h"
 #include "Host/Support/PathText.h"
 #include "Platform/Settings.h"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 
 namespace Host
 {
@@ -17,6 +15,83 @@ namespace
 {
 
 namespace fs = std::filesystem;
+using Json = nlohmann::ordered_json;
+
+// What a run amounted to.
+struct Summary
+{
+    std::wstring site;
+    Totals totals;
+    std::uint64_t rewrites = 0;
+    std::uint64_t grants = 0;
+    std::uint64_t failedGrants = 0;
+    bool moduleLocked = false; // once everything has been released
+    std::uint64_t nodes = 0;   // alive then
+    std::optional<std::string> failure;
+    bool interrupted = false;
+    std::filesystem::path database;
+    std::optional<std::filesystem::path> sqlTrace;
+    std::filesystem::path log;
+
+    bool Leaks() const { return moduleLocked || nodes != 0; }
+};
+
+std::wstring Known(const std::optional<std::size_t>& number)
+{
+    return number ? std::to_wstring(*number) : L"an unknown number";
+}
+
+Json Optional(const auto& value)
+{
+    return value ? Json(*value) : Json();
+}
+
+void ShowSummary(const Summary& summary, Console& console)
+{
+    const Totals& totals = summary.totals;
+    console.Line();
+    console.Line(summary.failure       ? L"Summary (failed)"
+                 : summary.interrupted ? L"Summary (interrupted)"
+                                       : L"Summary",
+                 Colour::Bold);
+    console.Line(L"    cycles    " + std::to_wstring(totals.cycles) + L" asked for, " +
+                 std::to_wstring(totals.failedCycles) + L" failed");
+    console.Line(L"    rewrites  " + std::to_wstring(summary.rewrites));
+    console.Line(L"    rows      " + std::to_wstring(totals.rows.added) + L" added, " +
+                 std::to_wstring(totals.rows.removed) + L" removed, " + Known(totals.tableRows) + L" in the table");
+    console.Line(L"    roles     " + std::to_wstring(summary.grants) + L" granted, " +
+                 std::to_wstring(summary.failedGrants) + L" failed, " + Known(totals.pendingGrants) + L" pending");
+    if (summary.Leaks())
+        console.Line(std::wstring(L"    released  LEAK: the module ") + (summary.moduleLocked ? L"is" : L"is not") +
+                         L" locked, " + std::to_wstring(summary.nodes) + L" nodes alive",
+                     Colour::Red);
+    else
+        console.Line(L"    released  completely: module not locked and unloaded, no node alive");
+    console.Line(L"    database  " + PathText(summary.database));
+    if (summary.sqlTrace)
+        console.Line(L"    SQL       " + PathText(*summary.sqlTrace));
+    console.Line(L"    log       " + PathText(summary.log) +
+                 (std::filesystem::exists(summary.log) ? L"" : L" (nothing logged)"));
+}
+
+Json SummaryJson(const Summary& summary)
+{
+    const Totals& totals = summary.totals;
+    return {
+        {"site", Text::ToUtf8(summary.site)},
+        {"failure", Optional(summary.failure)},
+        {"interrupted", summary.interrupted},
+        {"unmet", totals.unmet},
+        {"cycles", {{"asked", totals.cycles}, {"failed", totals.failedCycles}}},
+        {"rewrites", summary.rewrites},
+        {"rows", {{"added", totals.rows.added}, {"removed", totals.rows.removed}, {"now", Optional(totals.tableRows)}}},
+        {"roles",
+         {{"granted", summary.grants}, {"failed", summary.failedGrants}, {"pending", Optional(totals.pendingGrants)}}},
+        {"leaks", {{"moduleLocked", summary.moduleLocked}, {"nodes", summary.nodes}}},
+        {"database", Utf8PathText(summary.database)},
+        {"sqlTrace", summary.sqlTrace ? Json(Utf8PathText(*summary.sqlTrace)) : Json()},
+        {"log", Utf8PathText(summary.log)}};
+}
 
 void SetEnvironment(const std::wstring& name, const std::wstring& value)
 {
@@ -24,8 +99,8 @@ void SetEnvironment(const std::wstring& name, const std::wstring& value)
         throw Failure{hr, L"cannot set the environment variable '" + name + L"' to '" + value + L"'"};
 }
 
-// The module reads its settings when it is loaded, and the accounts whenever it asks for one. What whoever starts the
-// host has set already goes before the site's settings.
+// The module reads its settings when it is loaded, and the accounts whenever it asks for one. Variables that
+// are set already take precedence over the site's settings.
 void PrepareEnvironment(const Site& site, const fs::path& dataDirectory, const fs::path& accountsFile, bool reportAlive)
 {
     ReplaceFile(accountsFile, site.accounts);
@@ -69,6 +144,7 @@ void Attempt(std::exception_ptr& failure, const Step& step)
     }
 }
 
+// Throws Failure when the site does not come to what its timeline and the options expect.
 void PlayParts(const RunOptions& options, SitePlayer& player)
 {
     player.PlayTimeline();
@@ -166,8 +242,8 @@ ExitStatus DiffSite(const RunOptions& options, Console& console)
     Rows before;
     Rows after;
     Attempt(failure, [&] {
-        const auto database = std::make_shared<ReportingDatabase>(*options.files.database, Sqlite::Patience{},
-                                                                  ReportingDatabase::Use::Rehearse);
+        const auto database = MakeComponent<ReportingDatabase>(*options.files.database, Sqlite::Patience{},
+                                                               ReportingDatabase::Use::Rehearse);
         before = AccessRightRows(database->Rows(), site.objectNames);
         fs::create_directories(folder);
         PrepareEnvironment(site, folder, folder / "accounts.txt", false);

@@ -2,9 +2,7 @@
 #pragma once
 
 #include "Host/Program/Console.h"
-#include "Host/Program/Generate.h"
-#include "Host/Program/Listing.h"
-#include "Host/Program/RunFiles.h"
+#include "Host/Program/Files.h"
 
 namespace Host
 {
@@ -29,16 +27,33 @@ struct RunOptions
     bool reportAlive = false;
 };
 
+// Of a generated site. Equal sizes give equal sites.
+struct SiteSize
+{
+    std::uint32_t accounts = 1000;
+    std::uint32_t containers = 3; // of each account
+    std::uint32_t seed = 1;
+};
+
+enum class Format
+{
+    Text,
+    Json,
+    Csv,
+};
+
 // They throw InputError for what a person has to mend before anything runs, and Failure when something fails later.
 
-// With `json` the summary is an object, and comes there.
+// With `json` the summary is an object, in which null stands for what is not known, and appears there.
 ExitStatus RunSite(const RunOptions& options, Console& console, Console* json = nullptr);
 // What the first cycle of the site would change in the database; files.database names it.
 ExitStatus DiffSite(const RunOptions& options, Console& console);
 void CheckSite(const std::filesystem::path& site, Console& console);
 void PrintTable(const std::filesystem::path& database, Format format, Console& console);
 void PrintRoles(const std::filesystem::path& database, Format format, Console& console);
-void WriteGeneratedSite(const SiteSize& size, const std::filesystem::path& file, Console& console);
+// A site whose accounts are named in its configuration, with a timeline that lists them all, takes some away and lets
+// some ask for reports.
+void GenerateSite(const SiteSize& size, const std::filesystem::path& file, Console& console);
 
 // What an exception says to a person, in UTF-8.
 std::string Said(const std::exception_ptr& error);

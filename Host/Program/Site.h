@@ -3,12 +3,10 @@
 
 #include "Host/Components/AccessInfoSource.h"
 #include "Host/Components/NodeAccess.h"
-#include "Host/Components/PermissionsChecker.h"
-#include "Host/Program/ModuleClasses.h"
+#include "Host/Components/Security.h"
 
 #include <filesystem>
 #include <functional>
-#include <map>
 
 namespace Host
 {
@@ -49,6 +47,14 @@ struct Event
     std::optional<Condition> until;
     double limit = 0;  // seconds until the condition has to hold
     bool cycle = true; // an update cycle follows; a condition waits for what the module does by itself
+};
+
+// A class of the module. `role` is what its components are to those that refer to them, in a person's words.
+struct ModuleClass
+{
+    std::string name;
+    GUID clsid;
+    std::string role;
 };
 
 struct SiteComponent

@@ -1,9 +1,7 @@
 #include "Host/Program/SiteHost.h"
 
 #include "Host/Halvex/Registry.h"
-#include "Host/Support/Failure.h"
 #include "Host/Support/PathText.h"
-#include "Platform/Text.h"
 
 #include <algorithm>
 
@@ -34,35 +32,57 @@ void Start(const SiteComponent& component, const wchar_t* action, const Step& st
 
 } // namespace
 
-Registration::Registration(const std::wstring& name, IComponentBase* component) : m_name(name)
+HostedModule::HostedModule(const std::filesystem::path& file)
 {
-    Check(HalvexRegisterInstance(name.c_str(), component));
+    const std::wstring path = PathText(std::filesystem::absolute(file));
+    if (const HRESULT hr = Platform::NativeModule::Load(path, m_library); FAILED(hr))
+        throw Failure{hr, L"cannot load the module '" + path + L"' (error " + std::to_wstring(hr & 0xFFFF) + L")"};
+    const auto getModuleObject =
+        reinterpret_cast<GetComponentsModuleObjectFunction>(m_library.Find("GetComponentsModuleObject"));
+    void* object = nullptr;
+    if (!getModuleObject || FAILED(getModuleObject(&object)))
+        throw Failure{E_NOINTERFACE, L"'" + path + L"' is no component module"};
+    m_object = static_cast<IComponentsModule*>(object);
+    Check(m_object->Initialize());
 }
 
-Registration::~Registration()
+HostedModule::~HostedModule()
 {
-    HalvexUnregisterInstance(m_name.c_str());
+    if (m_object && IsLocked())
+        m_library.KeepLoaded();
 }
 
-SiteHost::SiteHost(const Site& site, std::shared_ptr<ReportingDatabase> database, const SitePlaces& places)
+ComponentPtr<IConfigurableComponent> HostedModule::Create(REFCLSID clsid) const
+{
+    ComponentPtr<IConfigurableComponent> component;
+    Check(m_object->CreateInstance(clsid, IConfigurableComponent::Iid, component.OutVoid()));
+    return component;
+}
+
+bool HostedModule::IsLocked() const
+{
+    BOOL locked = TRUE;
+    return FAILED(m_object->IsLocked(&locked)) || locked;
+}
+
+SiteHost::SiteHost(const Site& site, ComponentPtr<ReportingDatabase> database, const SitePlaces& places)
     : m_accountsFile(places.accountsFile),
       m_entries(site.connectionSettings),
       m_configServer(MakeComponent<ConfigServerProxy>(BuildNode(site.configuration))),
       m_settings(MakeComponent<ReportingSettingsManager>()),
-      m_connections(MakeComponent<DatabaseConnectionManager>(database)),
+      m_database(std::move(database)),
       m_requestContexts(MakeComponent<RequestContextMgr>()),
       m_tokens(MakeComponent<AuthTokenMgr>(std::chrono::duration<double>(site.tokenLifetime), site.displayNames)),
       m_permissions(MakeComponent<PermissionsChecker>(site.grants)),
-      m_gate(MakeComponent<RoleService>(std::move(database))),
+      m_gate(MakeComponent<RoleService>(m_database)),
       m_serviceClient(MakeComponent<ServiceClient>(m_gate)),
       m_module(places.module)
 {
-    RegisterHostComponents(site);
-    if (!m_entries.empty())
-        PublishSettings();
     try {
-        CreateComponents(site);
-        ConfigureComponents(site);
+        RegisterHostComponents(site);
+        if (!m_entries.empty())
+            PublishSettings();
+        StartComponents(site);
     } catch (...) {
         ReleaseComponents();
         throw;
@@ -71,41 +91,41 @@ SiteHost::SiteHost(const Site& site, std::shared_ptr<ReportingDatabase> database
 
 void SiteHost::RegisterHostComponents(const Site& site)
 {
-    m_registrations.emplace_back(ConfigServerProxy::InstanceName, m_configServer.Get());
-    m_registrations.emplace_back(RequestContextMgr::InstanceName, m_requestContexts.Get());
-    m_registrations.emplace_back(AuthTokenMgr::InstanceName, m_tokens.Get());
-    m_registrations.emplace_back(PermissionsChecker::InstanceName, m_permissions.Get());
-    m_registrations.emplace_back(ServiceClient::InstanceName, m_serviceClient.Get());
-    m_registrations.emplace_back(site.reportingSettingsManager, m_settings.Get());
-    m_registrations.emplace_back(site.databaseConnectionManager, m_connections.Get());
+    Register(ConfigServerProxy::InstanceName, m_configServer.Get());
+    Register(RequestContextMgr::InstanceName, m_requestContexts.Get());
+    Register(AuthTokenMgr::InstanceName, m_tokens.Get());
+    Register(PermissionsChecker::InstanceName, m_permissions.Get());
+    Register(ServiceClient::InstanceName, m_serviceClient.Get());
+    Register(site.reportingSettingsManager, m_settings.Get());
+    Register(site.databaseConnectionManager, m_database.Get());
     for (const SiteSource& source : site.sources) {
         const auto created = MakeComponent<AccessInfoSource>(source.name, source.items);
         m_sources.emplace(source.name, created);
-        m_registrations.emplace_back(source.name, created.Get());
+        Register(source.name, created.Get());
     }
+}
+
+void SiteHost::Register(const std::wstring& name, IComponentBase* component)
+{
+    Check(HalvexRegisterInstance(name.c_str(), component));
+    m_names.push_back(name);
 }
 
 // All of them have their names before the first one is configured and looks for the others.
-void SiteHost::CreateComponents(const Site& site)
+void SiteHost::StartComponents(const Site& site)
 {
     for (const SiteComponent& component : site.components) {
         Start(component, L"creating", [&] {
-            m_components.emplace_back(component.name, m_module.Create(component.moduleClass->clsid));
-            if (component.moduleClass->role == Role::Updater)
-                Check(m_components.back().component->QueryInterface(IAccessInfoUpdater::Iid, m_updater.OutVoid()));
+            const auto created = m_module.Create(component.moduleClass->clsid);
+            Check(HalvexRegisterInstance(component.name.c_str(), created.Get()));
+            m_components.emplace_back(component.name, created);
+            if (component.moduleClass->clsid == KestrineClasses::ReportAccessInfoUpdater)
+                Check(created->QueryInterface(IAccessInfoUpdater::Iid, m_updater.OutVoid()));
         });
     }
-}
-
-void SiteHost::ConfigureComponents(const Site& site)
-{
-    auto created = m_components.begin();
-    for (const SiteComponent& component : site.components) {
-        Start(component, L"configuring", [&] {
-            const NodeHandle config = BuildNode(component.config);
-            Check(created->component->Configure(config.Get()));
-        });
-        ++created;
+    for (std::size_t i = 0; i < site.components.size(); ++i) {
+        Start(site.components[i], L"configuring",
+              [&] { Check(m_components[i].second->Configure(BuildNode(site.components[i].config).Get())); });
     }
     WaitUntilDelivered();
 }
@@ -113,8 +133,10 @@ void SiteHost::ConfigureComponents(const Site& site)
 void SiteHost::ReleaseComponents()
 {
     m_updater.Reset();
-    while (!m_components.empty())
-        m_components.pop_back();
+    for (; !m_components.empty(); m_components.pop_back())
+        HalvexUnregisterInstance(m_components.back().first.c_str());
+    for (; !m_names.empty(); m_names.pop_back())
+        HalvexUnregisterInstance(m_names.back().c_str());
 }
 
 void SiteHost::ReplaceSettings(std::vector<NodeDescription> entries)

@@ -1,19 +1,17 @@
 // A site in operation: the host's components under their names, the module, and its components.
 #pragma once
 
-#include "Host/Components/AuthTokenMgr.h"
 #include "Host/Components/ConfigServerProxy.h"
 #include "Host/Components/ReportingSettingsManager.h"
-#include "Host/Components/RequestContexts.h"
 #include "Host/Components/RoleService.h"
+#include "Host/Components/Security.h"
 #include "Host/Program/Files.h"
-#include "Host/Program/HostedModule.h"
 #include "Host/Program/Site.h"
-#include "Host/ReportingDatabase/DatabaseConnectionManager.h"
 #include "Host/Support/Failure.h"
+#include "Interfaces/ComponentsModule.h"
+#include "Interfaces/ConfigurableComponent.h"
 #include "Interfaces/Halvex.h"
-
-#include <list>
+#include "Platform/Modules.h"
 
 namespace Host
 {
@@ -28,18 +26,27 @@ ComponentPtr<Interface> GetInstance(const std::wstring& name)
     return instance;
 }
 
-// Holds a component under a name of the component library.
-class Registration
+// Loads the module and unloads it again.
+class HostedModule
 {
 public:
+    // Throws Failure when `file` cannot be loaded or is no such module.
+    explicit HostedModule(const std::filesystem::path& file);
+    // A module that still has live objects stays loaded: they need its code.
+    ~HostedModule();
+    HostedModule(const HostedModule&) = delete;
+    HostedModule& operator=(const HostedModule&) = delete;
+
     // Throws Failure.
-    Registration(const std::wstring& name, IComponentBase* component);
-    ~Registration();
-    Registration(const Registration&) = delete;
-    Registration& operator=(const Registration&) = delete;
+    ComponentPtr<IConfigurableComponent> Create(REFCLSID clsid) const;
+    // Has the module write its live objects to its log.
+    void ReportAliveObjects() const { m_object->ReportAliveObjects(); }
+    // Whether the module has live objects.
+    bool IsLocked() const;
 
 private:
-    const std::wstring m_name;
+    Platform::NativeModule m_library;
+    IComponentsModule* m_object = nullptr; // is not counted
 };
 
 struct SitePlaces
@@ -54,14 +61,14 @@ class SiteHost
 public:
     // Loads the module, creates all of the site's components and then configures them, in their order. Throws Failure,
     // with everything undone.
-    SiteHost(const Site& site, std::shared_ptr<ReportingDatabase> database, const SitePlaces& places);
+    SiteHost(const Site& site, ComponentPtr<ReportingDatabase> database, const SitePlaces& places);
     ~SiteHost() { ReleaseComponents(); }
     SiteHost(const SiteHost&) = delete;
     SiteHost& operator=(const SiteHost&) = delete;
 
     // What events act on.
     ConfigServerProxy& ConfigServer() { return *m_configServer; }
-    DatabaseConnectionManager& Connections() { return *m_connections; }
+    ReportingDatabase& Database() { return *m_database; }
     AuthTokenMgr& Tokens() { return *m_tokens; }
     PermissionsChecker& Permissions() { return *m_permissions; }
     RoleService& Gate() { return *m_gate; }
@@ -76,7 +83,7 @@ public:
 
     // Returns when every notification has been delivered.
     void WaitUntilDelivered();
-    // By what has failed; every part of the host in its place.
+    // By what has failed, always the same parts of the host in the same order.
     std::vector<std::pair<std::wstring, FailureCount>> Failures() const;
     Activity ActivitySoFar() const;
 
@@ -85,39 +92,29 @@ public:
 
     const HostedModule& Module() const { return m_module; }
 
-    // Takes the module's components from their names and releases them, the last one first.
+    // Takes all components from their names and releases the module's, the last one first.
     void ReleaseComponents();
 
 private:
-    struct ModuleComponent
-    {
-        ModuleComponent(const std::wstring& name, ComponentPtr<IConfigurableComponent> created)
-            : component(std::move(created)), registration(name, component.Get())
-        {}
-
-        ComponentPtr<IConfigurableComponent> component;
-        Registration registration;
-    };
-
     void RegisterHostComponents(const Site& site);
+    void Register(const std::wstring& name, IComponentBase* component);
+    void StartComponents(const Site& site);
     void PublishSettings();
-    void CreateComponents(const Site& site);
-    void ConfigureComponents(const Site& site);
 
     const std::filesystem::path m_accountsFile;
     std::vector<NodeDescription> m_entries;
     const ComponentPtr<ConfigServerProxy> m_configServer;
     const ComponentPtr<ReportingSettingsManager> m_settings;
-    const ComponentPtr<DatabaseConnectionManager> m_connections;
+    const ComponentPtr<ReportingDatabase> m_database;
     const ComponentPtr<RequestContextMgr> m_requestContexts;
     const ComponentPtr<AuthTokenMgr> m_tokens;
     const ComponentPtr<PermissionsChecker> m_permissions;
     const ComponentPtr<RoleService> m_gate;
     const ComponentPtr<ServiceClient> m_serviceClient;
     std::map<std::wstring, ComponentPtr<AccessInfoSource>> m_sources;
-    std::list<Registration> m_registrations;
     const HostedModule m_module;
-    std::list<ModuleComponent> m_components;
+    std::vector<std::wstring> m_names; // of the host's registered components
+    std::vector<std::pair<std::wstring, ComponentPtr<IConfigurableComponent>>> m_components; // the module's
     ComponentPtr<IAccessInfoUpdater> m_updater;
 };
 

@@ -1,11 +1,7 @@
 #include "Host/Program/SitePlayer.h"
 
-#include "Host/Program/Interruption.h"
-#include "Host/Support/Failure.h"
-
 #include <algorithm>
 #include <cmath>
-#include <set>
 
 namespace Host
 {
@@ -16,44 +12,12 @@ namespace
 constexpr int MostIdleCycles = 10;
 constexpr std::size_t MostFindings = 8;
 
-std::wstring TextAttribute(const NodeDescription& node, std::wstring_view name)
-{
-    for (const Attribute& attribute : node.attributes) {
-        if (attribute.name == name)
-            return std::get<std::wstring>(attribute.value);
-    }
-    return {};
-}
-
 std::set<std::wstring> FirstColumn(const Rows& rows)
 {
     std::set<std::wstring> values;
     for (const Row& row : rows)
         values.insert(row.front());
     return values;
-}
-
-Rows RolesOn(const std::wstring& reportServer, Rows roles)
-{
-    std::erase_if(roles, [&](const Row& row) { return row[2] != reportServer; });
-    return roles;
-}
-
-// They append to `text` what is not as it should be.
-
-void CheckNumber(std::wstring& text, const wchar_t* what, bool holds, std::uint64_t found, std::uint64_t wanted)
-{
-    if (!holds)
-        text += L", " + std::to_wstring(found) + L" of " + Count(wanted, what);
-}
-
-void CheckNames(std::wstring& text, const wchar_t* what, const std::vector<std::wstring>& names,
-                const std::set<std::wstring>& present, bool wanted)
-{
-    for (const std::wstring& name : names) {
-        if (present.contains(name) != wanted)
-            text += L", " + name + L' ' + what;
-    }
 }
 
 } // namespace
@@ -79,8 +43,7 @@ void SitePlayer::PlayTimeline()
 
 void SitePlayer::Play(const Event& event)
 {
-    m_console.Line();
-    m_console.Line(std::to_wstring(++m_number) + L". " + event.say, Colour::Bold);
+    Head(std::to_wstring(++m_number) + L". " + event.say);
     const Activity before = m_host.ActivitySoFar();
     if (event.perform)
         ShowFindings(event.perform(m_host));
@@ -129,20 +92,31 @@ void SitePlayer::Await(const Condition& condition, const Activity& before, doubl
 std::wstring SitePlayer::Unmet(const Condition& condition, const Activity& before) const
 {
     const Rows rows = AccessRightRows(m_database.Rows(), {});
-    const Rows roles = RolesOn(ReportServer(), RoleRows(m_database.Roles(), false));
+    const std::set<std::wstring> listed = FirstColumn(rows);
+    const std::set<std::wstring> granted = Granted();
     const Activity now = m_host.ActivitySoFar();
     std::wstring text;
+    const auto number = [&](const wchar_t* what, std::uint64_t wanted, std::uint64_t found, bool holds) {
+        if (!holds)
+            text += L", " + std::to_wstring(found) + L" of " + Count(wanted, what);
+    };
     const auto exactly = [&](const wchar_t* what, const std::optional<std::uint64_t>& wanted, std::uint64_t found) {
-        CheckNumber(text, what, !wanted || *wanted == found, found, wanted.value_or(0));
+        number(what, wanted.value_or(0), found, !wanted || *wanted == found);
     };
     const auto atLeast = [&](const wchar_t* what, std::uint64_t wanted, std::uint64_t found) {
-        CheckNumber(text, what, found >= wanted, found, wanted);
+        number(what, wanted, found, found >= wanted);
+    };
+    const auto names = [&](const wchar_t* what, const auto& accounts, const auto& present, bool wanted) {
+        for (const std::wstring& account : accounts) {
+            if (present.contains(account) != wanted)
+                text += L", " + account + L' ' + what;
+        }
     };
     exactly(L"row", condition.rows, rows.size());
-    exactly(L"role", condition.roles, roles.size());
-    CheckNames(text, L"is not listed", condition.listed, FirstColumn(rows), true);
-    CheckNames(text, L"is listed", condition.unlisted, FirstColumn(rows), false);
-    CheckNames(text, L"has no role", condition.granted, FirstColumn(roles), true);
+    exactly(L"role", condition.roles, granted.size());
+    names(L"is not listed", condition.listed, listed, true);
+    names(L"is listed", condition.unlisted, listed, false);
+    names(L"has no role", condition.granted, granted, true);
     atLeast(L"permission check", condition.activity.queries, now.queries - before.queries);
     atLeast(L"token", condition.activity.tokens, now.tokens - before.tokens);
     atLeast(L"failed grant", condition.activity.failedGrants, now.failedGrants - before.failedGrants);
@@ -169,7 +143,7 @@ void SitePlayer::ShowState()
     ShowFailures();
 }
 
-// Between two calls everything counts that wrote the table, the module's own cycles included.
+// Everything that has written the table since the last call counts, the module's own cycles included.
 void SitePlayer::ShowTable()
 {
     const std::uint64_t rewrites = m_database.Rewrites();
@@ -186,7 +160,7 @@ void SitePlayer::ShowTable()
     m_totals.rows.removed += changes.removed;
 }
 
-// Silent when no role was asked for: most events have nothing to do with roles.
+// Shows nothing when no role was asked for: most events have nothing to do with roles.
 void SitePlayer::ShowRoles()
 {
     const std::uint64_t grants = m_database.Grants();
@@ -216,8 +190,7 @@ bool SitePlayer::RunUntilIdle()
 {
     int unchanged = 0;
     for (int i = 0; i < MostIdleCycles && unchanged < 2 && !Interruption::IsRequested(); ++i) {
-        m_console.Line();
-        m_console.Line(L"Until idle: cycle " + std::to_wstring(i + 1), Colour::Bold);
+        Head(L"Until idle: cycle " + std::to_wstring(i + 1));
         const std::uint64_t rewrites = m_rewrites;
         const bool succeeded = RunCycle();
         ShowState();
@@ -228,8 +201,7 @@ bool SitePlayer::RunUntilIdle()
 
 void SitePlayer::RunFor(double seconds)
 {
-    m_console.Line();
-    m_console.Line(L"The module runs by itself for " + std::to_wstring(std::lround(seconds)) + L" s", Colour::Bold);
+    Head(L"The module runs by itself for " + std::to_wstring(std::lround(seconds)) + L" s");
     Wait(seconds);
 }
 
@@ -250,33 +222,45 @@ void SitePlayer::Wait(double seconds)
 void SitePlayer::Finish()
 {
     if (m_database.Rewrites() != m_rewrites || m_database.Grants() != m_grants) {
-        m_console.Line();
-        m_console.Line(L"What was still running", Colour::Bold);
+        Head(L"What was still running");
         ShowState();
     }
     const Rows rows = AccessRightRows(m_database.Rows(), {});
     m_totals.tableRows = rows.size();
-    m_totals.pendingGrants = 0;
-    const std::wstring reportServer = ReportServer();
-    if (reportServer.empty())
-        return;
-    std::set<std::wstring> pending = FirstColumn(rows);
+    std::set<std::wstring> pending;
+    if (!ReportServer().empty())
+        pending = FirstColumn(rows);
     pending.erase(EveryAccount);
-    for (const std::wstring& account : FirstColumn(RolesOn(reportServer, RoleRows(m_database.Roles(), false))))
+    for (const std::wstring& account : Granted())
         pending.erase(account);
     m_totals.pendingGrants = pending.size();
 }
 
-// The one in use; empty when there is none.
 std::wstring SitePlayer::ReportServer() const
 {
     const NodeDescription* entry = m_host.EnabledEntry();
-    return entry ? TextAttribute(*entry, L"ReportServerUrl") : std::wstring();
+    for (const Attribute& attribute : entry ? entry->attributes : std::vector<Attribute>()) {
+        if (attribute.name == L"ReportServerUrl")
+            return std::get<std::wstring>(attribute.value);
+    }
+    return {};
 }
 
-void SitePlayer::Say(const std::wstring& text, Colour colour)
+std::set<std::wstring> SitePlayer::Granted() const
 {
-    m_console.Line(L"    " + text, colour);
+    const std::wstring reportServer = ReportServer();
+    std::set<std::wstring> accounts;
+    for (const ReportServerRole& role : m_database.Roles()) {
+        if (role.reportServer == reportServer)
+            accounts.insert(role.account);
+    }
+    return accounts;
+}
+
+void SitePlayer::Head(const std::wstring& text)
+{
+    m_console.Line();
+    m_console.Line(text, Colour::Bold);
 }
 
 } // namespace Host

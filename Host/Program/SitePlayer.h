@@ -5,6 +5,8 @@
 #include "Host/Program/Listing.h"
 #include "Host/Program/SiteHost.h"
 
+#include <set>
+
 namespace Host
 {
 
@@ -51,9 +53,13 @@ private:
     void ShowTable();
     void ShowRoles();
     void ShowFailures();
-    void Say(const std::wstring& text, Colour colour = Colour::None);
+    void Head(const std::wstring& text);
+    void Say(const std::wstring& text, Colour colour = Colour::None) { m_console.Line(L"    " + text, colour); }
     void Wait(double seconds);
+    // The one in use; empty when there is none.
     std::wstring ReportServer() const;
+    // The accounts with a role on it.
+    std::set<std::wstring> Granted() const;
 
     const Site& m_site;
     SiteHost& m_host;

@@ -1,13 +1,8 @@
-#include "Host/Components/AuthTokenMgr.h"
 #include "Host/Components/ConfigServerProxy.h"
-#include "Host/Components/RequestContexts.h"
 #include "Host/Components/RoleService.h"
-#include "Host/Program/SiteSchema.h"
 #include "Host/Program/SiteValues.h"
-#include "Host/Program/TimelineReader.h"
-#include "Host/ReportingDatabase/GuidText.h"
 #include "Host/Support/PathText.h"
-#include "Platform/Text.h"
+#include "Interfaces/ComponentsModule.h"
 
 #include <algorithm>
 
@@ -17,7 +12,29 @@ namespace Host
 namespace
 {
 
-using Roles = std::map<std::wstring, Role>;
+constexpr char ConnectionManagerRole[] = "the database connection manager";
+constexpr char SettingsManagerRole[] = "the reporting settings manager";
+constexpr char UpdaterRole[] = "an updater";
+constexpr char SourceRole[] = "an access-info source";
+constexpr char ConsumerRole[] = "an access-info consumer";
+
+// The schema of site files lists the names.
+const ModuleClass Classes[] = {
+    {"ReportAccessInfoUpdater", KestrineClasses::ReportAccessInfoUpdater, UpdaterRole},
+    {"RBACUsageTracker", KestrineClasses::RBACUsageTracker, SourceRole},
+    {"PrepareReportAccessService", KestrineClasses::PrepareReportAccessService, SourceRole},
+    {"ConfiguredAccountsTracker", KestrineClasses::ConfiguredAccountsTracker, SourceRole},
+    {"SSRSRolesUpdater", KestrineClasses::SSRSRolesUpdater, ConsumerRole},
+};
+
+// Attributes of components' configurations that name other components, and the role that these need.
+constexpr std::pair<const char*, std::string_view> References[] = {
+    {"DatabaseConnectionManager", ConnectionManagerRole},
+    {"ReportingSettingsManager", SettingsManagerRole},
+    {"RegisterAccessInfoSources", SourceRole},
+    {"RegisterAccessInfoConsumers", ConsumerRole},
+    {"ReportAccessInfoUpdater", UpdaterRole},
+};
 
 SiteSource ReadSource(const JsonCursor& json)
 {
@@ -27,9 +44,9 @@ SiteSource ReadSource(const JsonCursor& json)
 SiteComponent ReadComponent(const JsonCursor& json)
 {
     const std::wstring name = json["name"].Text();
-    return {name,
-            &ModuleClassNamed(json["class"].Value()),
-            {name, {}, ReadAttributes(json["config"]), ReadNamed(json["children"], &ReadNode)}};
+    const auto* const moduleClass = std::find_if(std::begin(Classes), std::end(Classes),
+                                                 [&](auto& each) { return each.name == json["class"].Value(); });
+    return {name, moduleClass, {name, {}, ReadAttributes(json["config"]), ReadNamed(json["children"], &ReadNode)}};
 }
 
 // {"Logger": {"MaxSeverity": "DBG"}} becomes GS_Logger_MaxSeverity=DBG.
@@ -56,71 +73,50 @@ std::map<std::wstring, std::wstring> ReadObjectNames(const JsonCursor& json)
     return names;
 }
 
-std::string RoleName(Role role)
-{
-    switch (role) {
-    case Role::DatabaseConnectionManager:
-        return "the database connection manager";
-    case Role::ReportingSettingsManager:
-        return "the reporting settings manager";
-    case Role::Updater:
-        return "an updater";
-    case Role::Source:
-        return "an access-info source";
-    default:
-        return "an access-info consumer";
-    }
-}
-
-// The site's instance names and what stands under them.
-Roles CollectRoles(const Site& site, const JsonCursor& json)
-{
-    Roles roles;
-    std::set<std::wstring> taken{ConfigServerProxy::InstanceName, RequestContextMgr::InstanceName,
-                                 AuthTokenMgr::InstanceName, PermissionsChecker::InstanceName,
-                                 ServiceClient::InstanceName};
-    const auto add = [&](const std::wstring& name, Role role, const JsonCursor& place) {
-        if (!taken.insert(name).second)
-            place.Fail("an instance name that is not taken");
-        roles.emplace(name, role);
-    };
-    add(site.databaseConnectionManager, Role::DatabaseConnectionManager, json["names"]["databaseConnectionManager"]);
-    add(site.reportingSettingsManager, Role::ReportingSettingsManager, json["names"]["reportingSettingsManager"]);
-    for (std::size_t i = 0; i < site.sources.size(); ++i)
-        add(site.sources[i].name, Role::Source, json["accessInfo"].Items()[i]["name"]);
-    for (std::size_t i = 0; i < site.components.size(); ++i)
-        add(site.components[i].name, site.components[i].moduleClass->role, json["components"].Items()[i]["name"]);
-    return roles;
-}
-
-void CheckComponent(const SiteComponent& component, const Roles& roles, const JsonCursor& config)
-{
-    for (const Reference& reference : component.moduleClass->references) {
-        const JsonCursor value = config[reference.attribute];
-        for (const JsonCursor& each : value.Value().is_string() ? std::vector{value} : value.Items()) {
-            const auto found = roles.find(each.Text());
-            if (found == roles.end() || found->second != reference.role)
-                each.Fail("the name of " + RoleName(reference.role) + " of this site");
-        }
-    }
-}
-
 // Checks that instance names differ and that what names a component names one that can serve.
 void CheckReferences(const Site& site, const JsonCursor& json)
 {
-    const Roles roles = CollectRoles(site, json);
+    std::map<std::wstring, std::string> roles{{ConfigServerProxy::InstanceName, {}},
+                                              {RequestContextMgr::InstanceName, {}},
+                                              {AuthTokenMgr::InstanceName, {}},
+                                              {PermissionsChecker::InstanceName, {}},
+                                              {ServiceClient::InstanceName, {}}};
+    const auto add = [&](const JsonCursor& name, const std::string& role) {
+        if (!roles.emplace(name.Text(), role).second)
+            name.Fail("an instance name that is not taken");
+    };
     const std::vector<JsonCursor> components = json["components"].Items();
-    for (std::size_t i = 0; i < site.components.size(); ++i)
-        CheckComponent(site.components[i], roles, components[i]["config"]);
+    add(json["names"]["databaseConnectionManager"], ConnectionManagerRole);
+    add(json["names"]["reportingSettingsManager"], SettingsManagerRole);
+    for (const JsonCursor& source : json["accessInfo"].Items())
+        add(source["name"], SourceRole);
+    for (std::size_t i = 0; i < components.size(); ++i)
+        add(components[i]["name"], site.components[i].moduleClass->role);
+
+    for (const JsonCursor& component : components) {
+        for (const auto& [attribute, role] : References) {
+            const JsonCursor value = component["config"][attribute];
+            for (const JsonCursor& name : value.Value().is_string() ? std::vector{value} : value.Items()) {
+                const auto found = roles.find(name.Text());
+                if (found == roles.end() || found->second != role)
+                    name.Fail("the name of " + std::string(role) + " of this site");
+            }
+        }
+    }
     const auto updaters = std::count_if(site.components.begin(), site.components.end(), [](const SiteComponent& each) {
-        return each.moduleClass->role == Role::Updater;
+        return each.moduleClass->role == UpdaterRole;
     });
     if (updaters != 1)
         json["components"].Fail("one component of class \"ReportAccessInfoUpdater\" among them");
 }
 
-Site ReadSiteParts(const JsonCursor& json)
+} // namespace
+
+Site ReadSite(const std::string& text)
 {
+    const nlohmann::json parsed = ParseJson(text);
+    const JsonCursor json(parsed);
+    CheckShape(json);
     const AccountBook accounts(json["accounts"]);
     Site site{json["site"].Text(),
               ReadModuleSettings(json["moduleSettings"]),
@@ -137,19 +133,8 @@ Site ReadSiteParts(const JsonCursor& json)
               ReadObjectNames(json["objectNames"]),
               {}};
     CheckReferences(site, json);
-    TimelineReader timeline(site, accounts);
-    site.timeline = ReadArray(json["timeline"], [&](const JsonCursor& each) { return timeline.Read(each); });
+    site.timeline = ReadTimeline(json["timeline"], site, accounts);
     return site;
-}
-
-} // namespace
-
-Site ReadSite(const std::string& text)
-{
-    const nlohmann::json parsed = ParseJson(text);
-    const JsonCursor site(parsed);
-    CheckShape(site);
-    return ReadSiteParts(site);
 }
 
 Site LoadSite(const std::filesystem::path& file)

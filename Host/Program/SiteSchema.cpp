@@ -1,6 +1,4 @@
-#include "Host/Program/SiteSchema.h"
-
-#include "Host/ReportingDatabase/GuidText.h"
+#include "Host/Program/JsonCursor.h"
 #include "Platform/Text.h"
 
 #include <algorithm>
@@ -41,7 +39,7 @@ std::size_t Length(const json& text)
     return text.get_ref<const std::string&>().size();
 }
 
-// A maxLength stands ahead of a pattern, because the library's regular expressions recurse with every character.
+// maxLength is checked before pattern, because the library's regular expressions recurse with every character.
 constexpr Rule rules[] = {
     {"type", &IsOfType},
     {"enum", [](const json& a, const json& v) { return std::find(a.begin(), a.end(), v) != a.end(); }},
@@ -113,11 +111,10 @@ private:
     void Check(const json& schema, const JsonCursor& cursor) const
     {
         const json& value = cursor.Value();
-        if (const auto reference = schema.find("$ref"); reference != schema.end())
+        if (schema.contains("$ref"))
             Check(Resolve(schema), cursor);
         for (const Rule& rule : rules) {
-            if (const auto argument = schema.find(rule.keyword);
-                argument != schema.end() && !rule.holds(*argument, value))
+            if (schema.contains(rule.keyword) && !rule.holds(schema[rule.keyword], value))
                 cursor.Fail(Expected(schema));
         }
         if (schema.contains("not") && Holds(schema["not"], cursor))
@@ -142,26 +139,19 @@ private:
         const json& properties = Part(schema, "properties");
         for (const auto& [name, value] : object.Members()) {
             const std::string key = Text::ToUtf8(name);
-            if (schema.contains("propertyNames"))
-                CheckKey(schema["propertyNames"], key, value);
-            if (const auto property = properties.find(key); property != properties.end())
-                Check(*property, value);
-            else if (const auto others = schema.find("additionalProperties"); others == schema.end())
-                continue;
-            else if (others->is_boolean())
+            const json& names = Part(schema, "propertyNames");
+            const json& others = Part(schema, "additionalProperties");
+            if (!names.is_null() && !Holds(names, JsonCursor(json(key))))
+                throw InputError(value.Pointer() + ": found this key, expected " + Expected(Resolve(names)));
+            if (properties.contains(key))
+                Check(properties[key], value);
+            else if (others.is_object())
+                Check(others, value);
+            else if (others.is_boolean())
                 throw InputError(value.Pointer() + ": found an unknown key, expected one of " + Keys(properties));
-            else
-                Check(*others, value);
         }
         if (schema.contains("oneOf"))
             Check(FormOf(schema["oneOf"], object), object);
-    }
-
-    void CheckKey(const json& schema, const std::string& key, const JsonCursor& value) const
-    {
-        const json name = key;
-        if (!Holds(schema, JsonCursor(name)))
-            throw InputError(value.Pointer() + ": found this key, expected " + Expected(Resolve(schema)));
     }
 
     void CheckArray(const json& schema, const JsonCursor& array) const

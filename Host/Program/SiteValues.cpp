@@ -1,6 +1,9 @@
 #include "Host/Program/SiteValues.h"
 
-#include "Host/ReportingDatabase/GuidText.h"
+#include "Platform/Posix/TextFile.h"
+#include "Platform/Text.h"
+
+#include <algorithm>
 
 namespace Host
 {
@@ -24,7 +27,7 @@ AttributeValue ReadValue(const JsonCursor& json)
     if (value.is_boolean())
         return value.get<bool>();
     if (value.is_array())
-        return ReadArray(json, &TextOf);
+        return ReadArray(json, std::mem_fn(&JsonCursor::Text));
     if (value.is_object())
         return ReadHexadecimal(json["binary"].Text());
     if (value.is_null())
@@ -41,6 +44,93 @@ std::vector<std::wstring> ReadContainers(const JsonCursor& json)
 }
 
 } // namespace
+
+AccountBook::AccountBook(const JsonCursor& lines)
+{
+    for (const JsonCursor& each : lines.Items()) {
+        const std::wstring text = each.Text();
+        if (text.find_first_of(L"\r\n") != text.npos)
+            each.Fail("one line");
+        const std::wstring_view line = Trim(text);
+        if (line.empty() || line.starts_with(L'#'))
+            continue;
+        if (const wchar_t* const expected = m_directory.AddLine(line))
+            each.Fail(Text::ToUtf8(expected));
+        const std::size_t keyword = line.find_first_of(L" \t=");
+        const std::size_t separator = line.find(L'=');
+        m_lines.push_back({std::wstring(line.substr(0, keyword)),
+                           std::wstring(Trim(line.substr(keyword, separator - keyword))),
+                           std::wstring(Trim(line.substr(separator + 1)))});
+    }
+    m_directory.CompleteComputer();
+}
+
+std::wstring AccountBook::SidOf(const JsonCursor& nameOrSid) const
+{
+    const std::wstring text = nameOrSid.Text();
+    if (const Account* account = m_directory.FindByName(text))
+        return SidText(account->sid);
+    if (!IsSidText(text))
+        nameOrSid.Fail("the name of an account of /accounts that exists by then, or a SID");
+    return text;
+}
+
+std::wstring AccountBook::FullName(const std::wstring& name) const
+{
+    const Account* account = name.find(L'\\') == name.npos ? nullptr : m_directory.FindByName(name);
+    return account ? account->domain + L'\\' + account->name : name;
+}
+
+void AccountBook::Remove(const JsonCursor& name)
+{
+    const Account& account = Find(name);
+    std::erase_if(m_lines,
+                  [&](const Line& line) { return IsAbout(line.name, account) || IsAbout(line.value, account); });
+    Load();
+}
+
+void AccountBook::Rename(const JsonCursor& name, const JsonCursor& newName)
+{
+    const Account& account = Find(name);
+    for (Line& line : m_lines) {
+        for (std::wstring* each : {&line.name, &line.value}) {
+            if (IsAbout(*each, account))
+                *each = account.domain + L'\\' + newName.Text();
+        }
+    }
+    if (!Load())
+        newName.Fail("a plain name that is not taken in its domain");
+}
+
+std::string AccountBook::FileText() const
+{
+    std::wstring text;
+    for (const Line& line : m_lines)
+        text += line.Text() + L'\n';
+    return Text::ToUtf8(text);
+}
+
+const Account& AccountBook::Find(const JsonCursor& name) const
+{
+    const Account* account = m_directory.FindByName(name.Text());
+    const bool isOurs = account && std::any_of(m_lines.begin(), m_lines.end(), [&](const Line& line) {
+                            return (line.keyword == L"user" || line.keyword == L"group" || line.keyword == L"alias") &&
+                                   IsAbout(line.name, *account);
+                        });
+    if (!isOurs)
+        name.Fail("the name of an account of /accounts that exists by then");
+    return *account;
+}
+
+// Whether every line can be used.
+bool AccountBook::Load()
+{
+    m_directory = AccountDirectory();
+    const bool isGood = std::all_of(m_lines.begin(), m_lines.end(),
+                                    [this](const Line& line) { return m_directory.AddLine(line.Text()) == nullptr; });
+    m_directory.CompleteComputer();
+    return isGood;
+}
 
 std::vector<Attribute> ReadAttributes(const JsonCursor& json)
 {
@@ -61,17 +151,9 @@ AccessItem ReadAccessItem(const JsonCursor& json)
     return {json["account"].Text(), ReadContainers(json["containers"]), json["localOnly"].As(false)};
 }
 
-std::wstring ReadSid(const JsonCursor& json, const AccountBook& accounts)
-{
-    const std::optional<std::wstring> sid = accounts.SidOf(json.Text());
-    if (!sid)
-        json.Fail("the name of an account of /accounts that exists by then, or a SID");
-    return *sid;
-}
-
 Grant ReadGrant(const JsonCursor& json, const AccountBook& accounts)
 {
-    return {ReadSid(json["account"], accounts), json["permission"].Text(), ReadContainers(json["containers"])};
+    return {accounts.SidOf(json["account"]), json["permission"].Text(), ReadContainers(json["containers"])};
 }
 
 } // namespace Host

@@ -1,16 +1,15 @@
 // The reporting database of the reference host: one SQLite file, usable with any SQLite tool at the same time.
 #pragma once
 
+#include "Host/Components/Component.h"
 #include "Host/ReportingDatabase/Sqlite.h"
+#include "Host/Support/PathText.h"
+#include "Interfaces/ReportingDatabase.h"
 
-#include <atomic>
 #include <compare>
 #include <cstdint>
-#include <filesystem>
 #include <fstream>
 #include <mutex>
-#include <optional>
-#include <string>
 #include <vector>
 
 namespace Host
@@ -38,12 +37,15 @@ struct ReportServerRole
 // Of any such file; failures throw Sqlite::Error. Rights are sorted, rows without a value first; roles come by account,
 // role and report server.
 std::vector<AccessRight> ReadAccessRights(Sqlite::Connection& connection);
-std::vector<AccessRight> ReadAccessRights(const std::filesystem::path& file, const Sqlite::Patience& patience = {});
-std::vector<ReportServerRole> ReadReportServerRoles(const std::filesystem::path& file,
-                                                    const Sqlite::Patience& patience = {});
+std::vector<ReportServerRole> ReadReportServerRoles(Sqlite::Connection& connection);
 
-// Any thread. Failures throw Failure.
-class ReportingDatabase
+// A GUID as the database keeps it: "6F9619FF-8B86-D011-B42D-00C04FC964FF", upper case without braces. `text` may be in
+// braces and in any case; nothing when it is no GUID.
+std::optional<std::wstring> ToGuidText(std::wstring_view text);
+
+// The database, and the connection manager that opens sessions of it, whatever the connection-settings entry says. Any
+// thread. Failures throw Failure.
+class ReportingDatabase final : public Component<IDatabaseConnectionManager>
 {
 public:
     // What becomes of a merge.
@@ -56,10 +58,17 @@ public:
     // `patience`: with locks of other processes, now and later.
     explicit ReportingDatabase(std::filesystem::path file, const Sqlite::Patience& patience = {}, Use use = Use::Write);
 
-    const std::filesystem::path& File() const { return m_file; }
-    // The file's name, for messages.
-    std::wstring Name() const;
+    // E_POINTER without an entry, E_INVALIDARG for a mode other than 1. A session understands the statements of
+    // SqlStatements.h and leaves results alone; its staging table lasts as long as the session.
+    HRESULT OpenConnection(IKelNode* connectionSettings, std::int32_t mode, IDatabaseConnection** out) override;
 
+    // While out of order, opening a session fails with HResultFromWin32(ERROR_NOT_CONNECTED).
+    void SetOutOfOrder(bool outOfOrder) { m_outOfOrder = outOfOrder; }
+    // Sessions opened from now on fail at their statement with this number, counted from 1, and at every later one; 0
+    // ends that.
+    void FailAtStatement(std::uint64_t number) { m_failingStatement = number; }
+
+    const std::filesystem::path& File() const { return m_file; }
     std::vector<AccessRight> Rows() const;
     // Merges that were carried out since the start.
     std::uint64_t Rewrites() const { return m_rewrites; }
@@ -78,39 +87,30 @@ public:
     // Throws when a text could not be written.
     void CheckTrace();
 
-    // For sessions.
-    void Trace(const wchar_t* sql);
-    void CountRewrite() { ++m_rewrites; }
-    bool IsRehearsal() const { return m_use == Use::Rehearse; }
-    void NoteRehearsal(std::vector<AccessRight> rows);
-    Sqlite::Connection Connect(Sqlite::Access access) const { return {m_file, access, m_patience}; }
-    // Returns what `work` returns; a Sqlite::Error becomes Failure (E_FAIL).
-    template <class Work>
-    auto Do(const Work& work) const
-    {
-        try {
-            return work();
-        } catch (const Sqlite::Error& error) {
-            Fail(error);
-        }
-    }
-
 private:
-    [[noreturn]] void Fail(const Sqlite::Error& error) const;
+    class Session;
+
+    Sqlite::Connection Connect(Sqlite::Access access) const { return {m_file, access, m_patience}; }
+    template <class Work>
+    auto Do(const Work& work) const;
+    void Trace(const wchar_t* sql);
+    // The name for messages.
+    std::wstring Title() const { return L"Reporting database '" + PathText(m_file.filename()) + L"'"; }
 
     const std::filesystem::path m_file;
     const Sqlite::Patience m_patience;
     const Use m_use;
+    std::atomic<bool> m_outOfOrder{false};
+    std::atomic<std::uint64_t> m_failingStatement{0};
     std::atomic<std::uint64_t> m_rewrites{0};
     std::atomic<std::uint64_t> m_grants{0};
     std::mutex m_rolesLock;
     std::optional<Sqlite::Connection> m_roles;    // m_rolesLock; none: a rehearsal
     std::optional<Sqlite::Statement> m_grantRole; // m_rolesLock
-    mutable std::mutex m_rehearsalLock;
-    std::optional<std::vector<AccessRight>> m_rehearsed; // m_rehearsalLock
-    std::mutex m_traceLock;
-    std::ofstream m_trace;      // m_traceLock
-    std::uint64_t m_traced = 0; // m_traceLock
+    mutable std::mutex m_lock;
+    std::optional<std::vector<AccessRight>> m_rehearsed; // m_lock
+    std::ofstream m_trace;                               // m_lock
+    std::uint64_t m_traced = 0;                          // m_lock
 };
 
 } // namespace Host

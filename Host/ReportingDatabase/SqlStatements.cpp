@@ -31,7 +31,7 @@ bool IsBlank(wchar_t c)
     return c == L' ' || c == L'\t' || c == L'\r' || c == L'\n';
 }
 
-// Walks over a text.
+// Walks over a text; every step reads the blanks behind it.
 class SqlReader
 {
 public:
@@ -39,31 +39,10 @@ public:
 
     bool IsAtEnd() const { return m_next == m_sql.size(); }
     bool IsAt(std::wstring_view text) const { return m_sql.substr(m_next).starts_with(text); }
+    bool Accept(std::wstring_view token) { return IsAt(token) && (Expect(token), true); }
 
-    void SkipBlanks()
-    {
-        while (!IsAtEnd() && IsBlank(m_sql[m_next]))
-            ++m_next;
-    }
-
-    // Reads `token` and the blanks behind it.
-    bool Accept(std::wstring_view token)
-    {
-        if (!IsAt(token))
-            return false;
-        m_next += token.size();
-        SkipBlanks();
-        return true;
-    }
-
-    void Expect(std::wstring_view token)
-    {
-        if (!Accept(token))
-            Fail(token);
-    }
-
-    // Reads a whole statement or the beginning of one, in which blanks are single.
-    void ExpectStatement(std::wstring_view text)
+    // Reads a token, or a statement in which blanks are single.
+    void Expect(std::wstring_view text)
     {
         for (std::size_t i = 0; i < text.size(); ++i) {
             const bool fits = !IsAtEnd() && (text[i] == L' ' ? IsBlank(m_sql[m_next]) : m_sql[m_next] == text[i]);
@@ -71,13 +50,7 @@ public:
                 Fail(text.substr(i, text.find(L' ', i + 1) - i));
             text[i] == L' ' ? SkipBlanks() : void(++m_next);
         }
-    }
-
-    void ExpectEnd()
-    {
         SkipBlanks();
-        if (!IsAtEnd())
-            Fail(L"the end");
     }
 
     // N'...' or NULL.
@@ -115,6 +88,12 @@ public:
     }
 
 private:
+    void SkipBlanks()
+    {
+        while (!IsAtEnd() && IsBlank(m_sql[m_next]))
+            ++m_next;
+    }
+
     const std::wstring_view m_sql;
     std::size_t m_next = 0;
 };
@@ -127,8 +106,8 @@ StagedRow ReadRow(SqlReader& reader)
     row.managedObjectUId = reader.Value();
     reader.Expect(L",");
     row.isDelete = reader.Accept(L"'D'");
-    if (!row.isDelete)
-        reader.Expect(L"'A'");
+    if (!row.isDelete && !reader.Accept(L"'A'"))
+        reader.Fail(L"'A' or 'D'");
     reader.Expect(L")");
     return row;
 }
@@ -141,20 +120,21 @@ SqlStatement ReadSqlStatement(std::wstring_view sql)
     SqlStatement statement{};
     if (reader.IsAt(L"IF")) {
         statement.kind = SqlStatement::Kind::CreateStaging;
-        reader.ExpectStatement(CreateStagingText);
+        reader.Expect(CreateStagingText);
     } else if (reader.IsAt(L"MERGE")) {
         statement.kind = SqlStatement::Kind::Merge;
-        reader.ExpectStatement(MergeText);
+        reader.Expect(MergeText);
     } else if (!reader.IsAt(L"INSERT")) {
         reader.Fail(L"IF, INSERT or MERGE");
     } else {
         statement.kind = SqlStatement::Kind::Insert;
-        reader.ExpectStatement(InsertText);
+        reader.Expect(InsertText);
         do
             statement.rows.push_back(ReadRow(reader));
         while (reader.Accept(L","));
     }
-    reader.ExpectEnd();
+    if (!reader.IsAtEnd())
+        reader.Fail(L"the end");
     return statement;
 }
 

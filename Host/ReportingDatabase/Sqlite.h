@@ -1,23 +1,29 @@
-// The part of SQLite that the reporting database uses, with owning types.
+// The part of SQLite that the reference host uses, with owning types.
 #pragma once
 
 #include <chrono>
-#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <optional>
 #include <sqlite3.h>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 
 namespace Sqlite
 {
 
-// The text is SQLite's own.
+// The code and the text are SQLite's own.
 struct Error : std::runtime_error
 {
-    using std::runtime_error::runtime_error;
+    Error(int failure, const std::string& text) : std::runtime_error(text), code(failure) {}
+
+    const int code;
+};
+
+struct Closer
+{
+    void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+    void operator()(sqlite3* connection) const { sqlite3_close_v2(connection); }
 };
 
 // All of them belong to one thread at a time; a connection outlives its statements. Failures throw Error.
@@ -35,10 +41,6 @@ public:
     std::optional<std::string> Text(int column) const;
 
 private:
-    struct Closer
-    {
-        void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
-    };
     std::unique_ptr<sqlite3_stmt, Closer> m_statement;
 };
 
@@ -64,24 +66,13 @@ public:
     void Execute(const char* sql);
     Statement Prepare(const char* sql) { return Statement(m_connection.get(), sql); }
 
-    // Makes a function of two texts, any of which may be NULL, known to SQL. It must not throw but std::bad_alloc.
+    // Makes a function of two texts, any of which may be NULL, known to SQL. It throws std::bad_alloc at most.
     using TextFunction = std::optional<std::string> (*)(const std::optional<std::string>& a,
                                                         const std::optional<std::string>& b);
     void AddFunction(const char* name, TextFunction function);
 
 private:
-    struct Closer
-    {
-        void operator()(sqlite3* connection) const { sqlite3_close_v2(connection); }
-    };
-    struct Wait
-    {
-        static int Continue(void* wait, int rounds);
-
-        Patience patience;
-        std::chrono::nanoseconds end{};
-    };
-    std::unique_ptr<Wait> m_wait; // its address is SQLite's as well
+    std::unique_ptr<Patience> m_patience; // its address is known to SQLite
     std::unique_ptr<sqlite3, Closer> m_connection;
 };
 

@@ -26,6 +26,14 @@ struct Refusal
     {
         throw Failure{result, std::wstring(part) + L": " + text};
     }
+
+    // E_POINTER when one of the pointers is null; `what` says what they are.
+    template <class... Pointers>
+    void IfNull(const wchar_t* what, Pointers... pointers) const
+    {
+        if ((!pointers || ...))
+            (*this)(E_POINTER, std::wstring(L"no ") + what + L" (a null pointer)");
+    }
 };
 
 // The GUID under which the host's own errors are published.
@@ -39,12 +47,15 @@ inline HRESULT FailWithDescription(HRESULT result, const std::wstring& text) noe
     return result;
 }
 
-// Runs the body of an exported function, `HRESULT()`. Nothing leaves it but a result.
+// Runs the body of an exported function, `HRESULT()`, or `void()` for S_OK. Nothing leaves it but a result.
 template <class Body>
 HRESULT Boundary(const Body& body) noexcept
 {
     try {
-        return body();
+        if constexpr (std::is_void_v<decltype(body())>)
+            return body(), S_OK;
+        else
+            return body();
     } catch (const Failure& failure) {
         return failure.text.empty() ? failure.result : FailWithDescription(failure.result, failure.text);
     } catch (const std::bad_alloc&) {

@@ -1,5 +1,6 @@
 #include "Platform/Program.h"
 
+#include <cerrno>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -29,6 +30,11 @@ unsigned OutputTerminalWidth()
 unsigned ErrorTerminalWidth()
 {
     return TerminalWidth(STDERR_FILENO);
+}
+
+bool WriteMetClosedPipe()
+{
+    return errno == EPIPE;
 }
 
 std::vector<std::string> ProgramArguments(int argc, char** argv)

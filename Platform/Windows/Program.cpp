@@ -3,6 +3,8 @@
 #include "Platform/Text.h"
 #include "Platform/Windows/LastError.h"
 
+#include <cerrno>
+#include <cstdlib>
 #include <memory>
 #include <shellapi.h>
 
@@ -35,6 +37,12 @@ unsigned OutputTerminalWidth()
 unsigned ErrorTerminalWidth()
 {
     return TerminalWidth(STD_ERROR_HANDLE);
+}
+
+// The run-time library makes EINVAL of some of the system's codes.
+bool WriteMetClosedPipe()
+{
+    return errno == EPIPE || _doserrno == ERROR_NO_DATA || _doserrno == ERROR_PIPE_NOT_CONNECTED;
 }
 
 std::vector<std::string> ProgramArguments(int, char**)

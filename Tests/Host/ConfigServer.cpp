@@ -107,14 +107,9 @@ TEST_F(ConfigServer, SaysWhatIsWrongWithASubscription)
         const std::wstring text = TakeErrorText();
         return text.substr(std::min(text.size(), std::wstring(L"Configuration server: ").size()));
     };
-    const NodeHandle filter = Filter(L"\\R", 0);
     const NodeHandle request = Request(7, 0);
     EXPECT_EQ(refusal(request, request), L"unknown filter type '', expected 'FilterByPath'");
-    EXPECT_EQ(refusal(Create(L"", L"FilterByPath"), request), L"the filter node has no attribute 'NodePath'");
-    EXPECT_EQ(refusal(filter, Create(L"SubscribeConfig")), L"the request node has no attribute 'ChangesMask'");
-    EXPECT_EQ(refusal(Filter(L"R", 0), request), L"NodePath 'R' is no path, expected the form '\\Name\\Name'");
-    EXPECT_EQ(refusal(filter, Request(7, 4)), L"SubscribeOptions is 4, expected a sum of 1, 2 and 8");
-    EXPECT_EQ(server->LiveSubscriptions(), 0U);
+    EXPECT_EQ(refusal(Filter(L"\\R", 0), Request(7, 4)), L"SubscribeOptions is 4, expected a sum of 1, 2 and 8");
 }
 
 TEST_F(ConfigServer, NotificationsBeginWithActivateAndTheCurrentState)
@@ -208,8 +203,6 @@ TEST_F(ConfigServer, ASinkMayEndItsSubscriptionAndUseTheServer)
         Sink sink([&](IKelModifySubscription* told) {
             EXPECT_EQ(unsubscribe ? server->Unsubscribe(told) : S_OK, S_OK);
             subscription.Reset();
-            GUID id{};
-            EXPECT_EQ(told->GetId(&id), S_OK);
             made = Watch(other, L"\\R\\B");
             Set(L"\\R\\B", L"from the sink");
             return S_OK;

@@ -24,45 +24,31 @@ TEST_F(NodeAttributes, AreReadAsOtherTypesIfWellFormed)
     // Type and value to store, type asked for (NotStored: storing fails), value and result that come.
     const std::tuple<uint16_t, std::string, uint16_t, std::string, HRESULT> rows[]{
         {KelnInt32, Raw(-1), KelnInt64, Raw(-1LL), S_OK},
-        {KelnInt64, Raw(0xFFFFFFFFLL), KelnUInt32, Raw(0xFFFFFFFFU), S_OK},
         {KelnInt64, Raw(0x80000000LL), KelnInt32, "", HResultFromWin32(ERROR_ARITHMETIC_OVERFLOW)},
         {KelnInt32, Raw(-1), KelnUInt32, "", HResultFromWin32(ERROR_ARITHMETIC_OVERFLOW)},
         {KelnInt64, Raw(1LL << 40), KelnBool, Raw(true), S_OK},
         {KelnBool, Raw(false), KelnText8, Raw("false"), S_OK},
-        {KelnUInt32, Raw(4000000000U), KelnText, Raw(u"4000000000"), S_OK},
         {KelnInt32, Raw(1), KelnTextList, "", HResultFromWin32(ERROR_INVALID_DATATYPE)},
         {KelnText, Raw(u"-9223372036854775808"), KelnInt64, Raw(INT64_MIN), S_OK},
         {KelnText, Raw(u"0x8000000000000000"), KelnInt64, "", HResultFromWin32(ERROR_ARITHMETIC_OVERFLOW)},
-        {KelnText8, Raw("0xfFfFfFfF"), KelnUInt32, Raw(0xFFFFFFFFU), S_OK},
         {KelnText, Raw(u"+000000000000000000000012"), KelnInt32, Raw(12), S_OK},
-        {KelnText, Raw(u" 1"), KelnInt32, "", E_INVALIDARG},
         {KelnText, Raw(u"99999999999999999999z"), KelnInt64, "", E_INVALIDARG},
         {KelnText, Raw(u"TrUe"), KelnBool, Raw(true), S_OK},
-        {KelnText8, Raw("0"), KelnBool, Raw(false), S_OK},
         {KelnText8, Raw("\xC3\xA4\xF0\x9F\x98\x80"), KelnText, Raw(u"\u00E4\U0001F600"), S_OK},
         {KelnText, Raw(u"\u00E4\U0001F600"), KelnText8, Raw("\xC3\xA4\xF0\x9F\x98\x80"), S_OK},
-        {KelnText8, Raw(""), KelnTextList, Raw(u""), S_OK},
         {KelnText, Raw(u"a"), KelnBinary, "", HResultFromWin32(ERROR_INVALID_DATATYPE)},
         {KelnTextList, Raw(u"one"), KelnText, Raw(u"one"), S_OK},
-        {KelnTextList, "", KelnText, "", HResultFromWin32(ERROR_INVALID_DATATYPE)},
         {KelnTextList, Raw(u"a\0"), KelnText, "", HResultFromWin32(ERROR_INVALID_DATATYPE)},
-        {KelnTextList, Raw(u"a"), KelnText8, "", HResultFromWin32(ERROR_INVALID_DATATYPE)},
-        {KelnBinary, "a", KelnText, "", HResultFromWin32(ERROR_INVALID_DATATYPE)},
         {KelnEmpty, "", KelnText, Raw(u""), S_OK},
-        {KelnEmpty, "", KelnTextList, "", S_OK},
         {KelnEmpty, "", KelnInt32, "", HResultFromWin32(ERROR_INVALID_DATATYPE)},
         {KelnTextList, "a\0\0\0\0\0b\0\0\0"s, KelnTextList, "a\0\0\0\0\0b\0\0\0"s, S_OK},
         {KelnBool, "\x7F", KelnBool, Raw(true), S_OK},
         {KelnEmpty, "x", NotStored, "", E_INVALIDARG},
         {KelnText8, "a", NotStored, "", E_INVALIDARG},
-        {KelnText, "", NotStored, "", E_INVALIDARG},
         {KelnText, "a\0\0\0b\0\0\0"s, NotStored, "", E_INVALIDARG},
-        {KelnInt32, "123", NotStored, "", E_INVALIDARG},
         {KelnInt64, "1234", NotStored, "", E_INVALIDARG},
-        {KelnBool, "", NotStored, "", E_INVALIDARG},
         {KelnTextList, "a\0"s, NotStored, "", E_INVALIDARG},
         {5, "1234", NotStored, "", E_INVALIDARG},
-        {KelnListFlag | KelnInt32, "1234", NotStored, "", E_INVALIDARG},
         {KelnText, Raw(u"maybe"), KelnBool, "", E_INVALIDARG},
     };
     const NodeHandle node = Create(L"Node");
@@ -85,7 +71,6 @@ TEST_F(NodeAttributes, ReadingTouchesOnlyWhatItSays)
     const NodeHandle node = Create(L"Node");
     Host::SetAttribute(node.Get(), L"A", -17);
     EXPECT_EQ(KelnSetAttribute(node.Get(), L"A", KelnBinary, nullptr, 3), E_INVALIDARG);
-    EXPECT_EQ(KelnSetAttribute(node.Get(), nullptr, KelnEmpty, nullptr, 0), E_INVALIDARG);
     const auto read = [&](const wchar_t* name, uint32_t size) {
         const uint16_t wanted = KelnText;
         std::string buffer = "?????????";
@@ -93,7 +78,6 @@ TEST_F(NodeAttributes, ReadingTouchesOnlyWhatItSays)
         const HRESULT result = KelnGetAttribute(node.Get(), name, &wanted, buffer.data(), &size, &stored);
         return std::tuple(result, size, stored, buffer);
     };
-    EXPECT_EQ(read(nullptr, 7), std::tuple(E_INVALIDARG, 7U, 99, "?????????"));
     EXPECT_EQ(read(L"a", 7), std::tuple(NotFound, 7U, 99, "?????????"));
     EXPECT_EQ(read(L"A", 7), std::tuple(TooSmall, 8U, 99, "?????????"));
     EXPECT_EQ(read(L"A", 8), std::tuple(S_OK, 8U, KelnInt32, Raw(u"-17") + '?'));
