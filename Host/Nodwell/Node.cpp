@@ -139,7 +139,7 @@ Node::Ptr Node::Clone(uint64_t depth)
         Node* copy;
         uint64_t depth;
     };
-    const Ptr clone = Ptr::Attach(new Node(*this));
+    Ptr clone = Ptr::Attach(new Node(*this));
     if (m_parent)
         clone->m_originPath = std::make_unique<std::wstring>(m_parent->Path());
     else if (m_originPath)

@@ -198,7 +198,7 @@ Value MakeValue(uint16_t type, const void* data, uint32_t size, std::wstring_vie
         Refuse(E_INVALIDARG, L"attribute '" + std::wstring(attribute) + L"' cannot be set to " + std::to_wstring(size) +
                                  L" bytes of type " + std::to_wstring(type) + L" (" + TypeName(type) + L")");
     if (type == KelnBool)
-        return {type, std::string(1, bytes.front() != 0)};
+        return {type, std::string(1, bytes.front() != 0 ? 1 : 0)};
     return {type, std::string(bytes)};
 }
 

@@ -79,6 +79,7 @@ void PrintTable(const fs::path& database, Format format, Console& console)
     if (format == Format::Text)
         return ShowRows(console, AccessRightRows(rights, {}));
     std::vector<Record> records;
+    records.reserve(rights.size());
     for (const AccessRight& right : rights)
         records.push_back({right.loginName, right.managedObjectUId});
     ShowRecords(console, format, {L"account", L"object"}, records);
@@ -90,6 +91,7 @@ void PrintRoles(const fs::path& database, Format format, Console& console)
     if (format == Format::Text)
         return ShowRows(console, RoleRows(roles, true));
     std::vector<Record> records;
+    records.reserve(roles.size());
     for (const ReportServerRole& role : roles)
         records.push_back({role.account, role.role, role.reportServer, role.grantedAt});
     ShowRecords(console, format, {L"account", L"role", L"reportServer", L"grantedAt"}, records);

@@ -21,6 +21,7 @@ struct AccessRight
     std::optional<std::wstring> loginName;        // none: every account
     std::optional<std::wstring> managedObjectUId; // none: every object
 
+    // NOLINTNEXTLINE(modernize-use-nullptr): the comparison's result with 0, not a pointer
     auto operator<=>(const AccessRight&) const = default;
 };
 
