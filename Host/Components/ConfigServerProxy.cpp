@@ -1,5 +1,7 @@
 #include "Host/Components/ConfigServerProxy.h"
 
+#include "Host/Components/ModifiedNodes.h"
+
 #include <algorithm>
 
 namespace Host
@@ -49,39 +51,6 @@ void AppendPaths(IKelNode* node, std::vector<std::wstring>& paths)
     for (std::uint64_t i = 0, count = ChildCount(node); i < count; ++i)
         AppendPaths(ChildAt(node, i).Get(), paths);
 }
-
-// The entries of one notification. Each enumerator walks them by itself; `Next` answers S_FALSE behind the last one.
-class ModifiedNodes final : public Component<IKelNodeModifyEnum>
-{
-public:
-    using Entries = std::vector<NodeHandle>;
-
-    explicit ModifiedNodes(Entries entries) : m_entries(std::make_shared<const Entries>(std::move(entries))) {}
-
-    HRESULT GetEnumerator(IKelNodeIterator** out) override
-    {
-        return Boundary([=, this] { return *out = new Iterator(m_entries), S_OK; });
-    }
-
-private:
-    class Iterator final : public Component<IKelNodeIterator>
-    {
-    public:
-        explicit Iterator(std::shared_ptr<const Entries> entries) : m_entries(std::move(entries)) {}
-
-        HRESULT Reset() override { return m_next = 0, S_OK; }
-        HRESULT Next(IKelNode** node) override
-        {
-            return m_next == m_entries->size() ? S_FALSE : KelnDuplicateNodeHandle((*m_entries)[m_next++].Get(), node);
-        }
-
-    private:
-        const std::shared_ptr<const Entries> m_entries;
-        std::size_t m_next = 0;
-    };
-
-    const std::shared_ptr<const Entries> m_entries;
-};
 
 struct Terms
 {

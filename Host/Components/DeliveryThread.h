@@ -109,9 +109,10 @@ private:
         }
 
         // When this returns, nothing of the delivery is left.
-        void Deliver(Delivery delivery)
+        void Deliver(Delivery&& delivery)
         {
-            const HRESULT result = delivery();
+            const Delivery taken = std::move(delivery);
+            const HRESULT result = taken();
             if (SUCCEEDED(result))
                 return;
             std::wstring text = FailureText(result, TakeErrorText());

@@ -15,7 +15,7 @@ namespace
 
 namespace fs = std::filesystem;
 
-[[noreturn]] void Refuse(const fs::path& file, const std::string& complaint)
+[[noreturn]] void RefuseFile(const fs::path& file, const std::string& complaint)
 {
     throw InputError(Utf8PathText(file) + ": " + complaint);
 }
@@ -25,17 +25,17 @@ std::ifstream Open(const fs::path& file)
     std::error_code error;
     const fs::file_status status = fs::status(file, error);
     if (status.type() == fs::file_type::not_found)
-        Refuse(file, "cannot be read: there is no such file");
+        RefuseFile(file, "cannot be read: there is no such file");
     if (error)
-        Refuse(file, "cannot be read: " + error.message());
+        RefuseFile(file, "cannot be read: " + error.message());
     if (fs::is_directory(status))
-        Refuse(file, "cannot be read: it is a folder");
+        RefuseFile(file, "cannot be read: it is a folder");
     errno = 0;
     std::ifstream stream(file, std::ios::binary);
     if (!stream)
-        Refuse(file, "cannot be read: " + std::generic_category().message(errno));
+        RefuseFile(file, "cannot be read: " + std::generic_category().message(errno));
     if (stream.peek() == std::ifstream::traits_type::eof())
-        Refuse(file, "cannot be read: it is empty");
+        RefuseFile(file, "cannot be read: it is empty");
     return stream;
 }
 
@@ -57,13 +57,13 @@ void CheckReadable(const fs::path& file)
 void ReplaceFile(const fs::path& file, const std::string& content)
 {
     if (fs::exists(file) && !fs::is_regular_file(file))
-        Refuse(file, "cannot be written: it is no regular file");
+        RefuseFile(file, "cannot be written: it is no regular file");
     fs::path beside = file;
     beside += ".new";
     errno = 0;
     std::ofstream stream(beside, std::ios::binary);
     if (!stream)
-        Refuse(file, "cannot be written: " + std::generic_category().message(errno));
+        RefuseFile(file, "cannot be written: " + std::generic_category().message(errno));
     std::error_code error;
     stream << content << std::flush;
     if (!stream)
@@ -142,12 +142,12 @@ void RunFiles::Hold(const std::string& shown)
 void RunFiles::Open(const WantedFiles& wanted, const fs::path& file)
 {
     if (fs::is_directory(file))
-        Refuse(file, "cannot be used as the reporting database: it is a folder");
+        RefuseFile(file, "cannot be used as the reporting database: it is a folder");
     try {
         m_database = MakeComponent<ReportingDatabase>(file, wanted.patience);
         std::error_code ignored;
         if (wanted.sqlTrace && fs::equivalent(*wanted.sqlTrace, file, ignored))
-            Refuse(file, "is the database, expected another file for the SQL texts");
+            RefuseFile(file, "is the database, expected another file for the SQL texts");
         if (wanted.sqlTrace)
             m_database->TraceTo(*wanted.sqlTrace);
     } catch (const Failure& failure) {
