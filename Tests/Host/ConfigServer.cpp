@@ -98,20 +98,6 @@ protected:
 
 } // namespace
 
-TEST_F(ConfigServer, SaysWhatIsWrongWithASubscription)
-{
-    Sink sink;
-    ComponentPtr<IKelModifySubscription> out;
-    const auto refusal = [&](const NodeHandle& filter, const NodeHandle& request) {
-        EXPECT_EQ(server->Subscribe(filter.Get(), request.Get(), &sink, out.Out()), E_INVALIDARG);
-        const std::wstring text = TakeErrorText();
-        return text.substr(std::min(text.size(), std::wstring(L"Configuration server: ").size()));
-    };
-    const NodeHandle request = Request(7, 0);
-    EXPECT_EQ(refusal(request, request), L"unknown filter type '', expected 'FilterByPath'");
-    EXPECT_EQ(refusal(Filter(L"\\R", 0), Request(7, 4)), L"SubscribeOptions is 4, expected a sum of 1, 2 and 8");
-}
-
 TEST_F(ConfigServer, NotificationsBeginWithActivateAndTheCurrentState)
 {
     Sink sink;

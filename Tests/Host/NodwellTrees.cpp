@@ -67,17 +67,6 @@ TEST_F(NodeTrees, BehaveAsTheirPlainTwins)
     }
 }
 
-TEST_F(NodeTrees, SayWhatIsWrongExceptThatSomethingIsAbsent)
-{
-    const NodeHandle root = Create(L"Root");
-    const NodeHandle child = AddNew(root, L"Child");
-    EXPECT_EQ(KelnAddChild(child.Get(), root.Get()), E_INVALIDARG);
-    EXPECT_EQ(TakeErrorText(), L"Nodwell: node '\\Root' cannot be a child of itself or of a node below it");
-    NodeHandle found;
-    EXPECT_EQ(KelnGetChildByIndex(root.Get(), 1, found.Out()), NotFound);
-    EXPECT_EQ(TakeErrorText(), L"");
-}
-
 TEST_F(NodeTrees, ClonesStandAloneAndKeepTheOriginalsPathUntilTheyGetAParent)
 {
     const NodeHandle root = Create(L"Root");

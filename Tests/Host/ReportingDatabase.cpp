@@ -165,16 +165,6 @@ TEST_F(Database, AFailingStatementLeavesTheTableAsItWas)
     EXPECT_THAT(Rows(), ElementsAre(L"b NULL"));
 }
 
-TEST_F(Database, RepeatedRowsDoNotMultiplyTheWork)
-{
-    std::wstring rows = L"N'same',NULL,'A'";
-    for (int i = 1; i < 20000; ++i)
-        rows += L"),(N'same',NULL,'A'";
-    ASSERT_EQ(Write({rows}), S_OK);
-    ASSERT_EQ(Write({rows}), S_OK); // 20000 x 20000 pairs would not end in time
-    EXPECT_EQ(database->Rows().size(), 20000U);
-}
-
 TEST_F(Database, TheTraceHoldsEveryTextAsItWasSent)
 {
     database->TraceTo(folder.Path() / "trace.sql");

@@ -14,7 +14,7 @@ using testing::StartsWith;
 namespace
 {
 
-std::string Lines(unsigned second, unsigned thread, const std::vector<std::string>& messages)
+std::string Entries(unsigned second, unsigned thread, const std::vector<std::string>& messages)
 {
     std::string lines;
     for (const std::string& message : messages)
@@ -33,8 +33,8 @@ const std::string OneObject =
 const std::string Local = "  <attribute name=\"IsLocalOnly\" type=\"boolean\">true</attribute>\r\n";
 
 // A cycle in which a source hands out these items, and the list has them as well.
-std::string Cycle(unsigned second, const std::string& source, const std::vector<std::string>& items,
-                  const std::vector<std::string>& ofTheHost = {})
+std::string CycleEntries(unsigned second, const std::string& source, const std::vector<std::string>& items,
+                         const std::vector<std::string>& ofTheHost = {})
 {
     std::vector<std::string> messages{"Entering: CReportAccessInfoUpdater::UploadAccessInfo",
                                       "Entering: " + source + "::GetAllowedViewers"};
@@ -49,7 +49,7 @@ std::string Cycle(unsigned second, const std::string& source, const std::vector<
     messages.insert(messages.end(),
                     {list + "\r\n</node>", "Removing local-only account items", "Populating access rights table",
                      "Exiting: CReportAccessInfoUpdater::UploadAccessInfo [1.000 ms]"});
-    return Lines(second, 2, messages);
+    return Entries(second, 2, messages);
 }
 
 std::string Why(const std::string& account, const std::string& log)
@@ -80,18 +80,18 @@ std::string Changes(const std::string& account, const std::string& log)
 TEST(LogAccounts, AConfiguredAccountIsFollowedFromItsTextToItsRole)
 {
     const std::string log =
-        Lines(1, 1,
-              {"Name 'o'dowd@x' resolved to sid='S-1-5-7' with sid_type='7'", "Updating AccountName for sid='S-1-5-7'",
-               "Updated: AccountName='X\\m.o'dowd' sid_type=1",
-               "Querying access for: "
-               "'AuthToken[AuthTokenId='secret';SubjectId='win:sid=S-1-5-7';SubjectDisplayName='X\\m.o'dowd']'"}) +
+        Entries(1, 1,
+                {"Name 'o'dowd@x' resolved to sid='S-1-5-7' with sid_type='7'",
+                 "Updating AccountName for sid='S-1-5-7'", "Updated: AccountName='X\\m.o'dowd' sid_type=1",
+                 "Querying access for: "
+                 "'AuthToken[AuthTokenId='secret';SubjectId='win:sid=S-1-5-7';SubjectDisplayName='X\\m.o'dowd']'"}) +
         Entry(1, "DBG2", 1, "Result access rights info: KelNode[0x1]:\r\n" + Item("X\\m.o'dowd", OneObject)) +
-        Cycle(2, "CConfiguredAccountsTracker", {Item("X\\m.o'dowd", OneObject), Item("X\\other")}) +
+        CycleEntries(2, "CConfiguredAccountsTracker", {Item("X\\m.o'dowd", OneObject), Item("X\\other")}) +
         Entry(2, "INFO", 2, "  Access rights changed: +1 -0 rows: +X\\m.o'dowd (1 object)") +
-        Lines(3, 3,
-              {"Adding item to process: 'X\\m.o'dowd'", "Entering: Processing account 'X\\m.o'dowd'",
-               "  skipping - no SSRS settings", "Exiting: Processing account 'X\\m.o'dowd' [0.100 ms]"}) +
-        Cycle(4, "CConfiguredAccountsTracker", {Item("X\\m.o'dowd", OneObject)}) +
+        Entries(3, 3,
+                {"Adding item to process: 'X\\m.o'dowd'", "Entering: Processing account 'X\\m.o'dowd'",
+                 "  skipping - no SSRS settings", "Exiting: Processing account 'X\\m.o'dowd' [0.100 ms]"}) +
+        CycleEntries(4, "CConfiguredAccountsTracker", {Item("X\\m.o'dowd", OneObject)}) +
         Entry(5, "WARN", 3, "Adding 'Browser' role for account 'X\\m.o'dowd' failed: 0x80070005 no [0x1,0x2]");
     const std::string at = "2026-11-22 14:00:0";
     EXPECT_EQ(Why("x\\M.O'Dowd", log),
@@ -123,7 +123,7 @@ TEST(LogAccounts, WhatIsMissingIsSaid)
                               "  <attribute name=\"SubjectId\" type=\"text\">win:sid=S-1-5-9</attribute>\r\n"
                               "  <attribute name=\"SubjectDisplayName\" type=\"text\">X\\a &amp; b</attribute>\r\n"
                               "  </node>\r\n</node>";
-    const std::string nothing = Cycle(9, "CRBACUsageTracker", {});
+    const std::string nothing = CycleEntries(9, "CRBACUsageTracker", {});
     const struct
     {
         const char* account;
@@ -131,34 +131,35 @@ TEST(LogAccounts, WhatIsMissingIsSaid)
         std::vector<const char*> expected;
     } cases[] = {
         {"X\\a & b",
-         Lines(1, 1, {"Entering: CPrepareReportAccessService::ProcessRequest", token, "UpdateAccessInfo"}) +
+         Entries(1, 1, {"Entering: CPrepareReportAccessService::ProcessRequest", token, "UpdateAccessInfo"}) +
              Entry(2, "ERR", 1, "CPrepareReportAccessService::ProcessRequest failed: 0x80070490 gone") + nothing,
          {"asked for reports with a token of win:sid=S-1-5-9, through 1 service\n",
           "\nmissing: its request for reports failed: 0x80070490 gone\n"}},
         {"X\\a & b",
-         Lines(1, 1, {token, "Adding access info for 'win:sid=S-1-5-9':KelNode[<null>]"}) + nothing,
+         Entries(1, 1, {token, "Adding access info for 'win:sid=S-1-5-9':KelNode[<null>]"}) + nothing,
          {"\nmissing: it has asked for reports, and the permissions checker grants it nothing\n"}},
         {"X\\a & b",
-         Lines(1, 1, {token, "Removing expired client info for: 'win:sid=S-1-5-9'"}) + nothing,
+         Entries(1, 1, {token, "Removing expired client info for: 'win:sid=S-1-5-9'"}) + nothing,
          {"\nmissing: its last request for reports is longer ago than ExpirationTimeoutS\n"}},
         {"X\\gone",
          Entry(1, "WARN", 1, "Resolving 'X\\gone' to sid failed: 0x80070534 No mapping [0x1,0x2]") + nothing,
          {"\nmissing: the configured text 'X\\gone' could not be resolved: 0x80070534 No mapping\n"}},
         {"X\\group",
-         Lines(1, 1, {"Updating AccountName for sid='S-1-5-3'", "Updated: AccountName='X\\group' sid_type=2"}) +
+         Entries(1, 1, {"Updating AccountName for sid='S-1-5-3'", "Updated: AccountName='X\\group' sid_type=2"}) +
              nothing,
          {"\nmissing: S-1-5-3 is X\\group, a group: it gets no access of its own\n"}},
         {"PC\\local",
-         Cycle(1, "CConfiguredAccountsTracker", {Item("PC\\local", Local)}),
+         CycleEntries(1, "CConfiguredAccountsTracker", {Item("PC\\local", Local)}),
          {"rights: the table was written without it: it exists on one computer only, and the report server is "
           "another"}},
         {"X\\own",
-         Cycle(1, "CRBACUsageTracker", {}, {Item("X\\own")}) + nothing,
+         CycleEntries(1, "CRBACUsageTracker", {}, {Item("X\\own")}) + nothing,
          {"a source of the host's own vouches for it\n", "no source of the host's own vouches for it any more\n",
           "\nrights: the table was written without it: no source vouches for it\n"}},
         {"X\\any",
-         Cycle(1, "CRBACUsageTracker",
-               {"<node type=\"AccessRightsItem\">\r\n  <attribute name=\"LogonName\" type=\"empty\"/>\r\n</node>"}),
+         CycleEntries(
+             1, "CRBACUsageTracker",
+             {"<node type=\"AccessRightsItem\">\r\n  <attribute name=\"LogonName\" type=\"empty\"/>\r\n</node>"}),
          {"\nrights: the table was written with it: every object\n"}},
         {"X\\quiet",
          Entry(1, "INFO", 1, "Access rights changed: +0 -1 rows: -X\\quiet (1 object)"),
