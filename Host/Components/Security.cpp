@@ -150,11 +150,13 @@ HRESULT AuthTokenMgr::IsAuthTokenExpired(IKelNode* token, BOOL* expired)
     return Boundary([=, this] {
         RefuseToken.IfNull(L"token, or place for the answer", token, expired);
         const std::wstring id = ReadText(token, L"AuthTokenId").value_or(L"");
+        const bool isOwn = id.starts_with(m_idPrefix);
+        const std::uint64_t number = isOwn ? std::wcstoull(&id[m_idPrefix.size()], nullptr, 10) : 0;
         const std::lock_guard guard(m_lock);
-        const auto known = m_tokens.find(id);
-        if (known == m_tokens.end())
+        if (number == 0 || number > m_last)
             RefuseToken(E_INVALIDARG, L"the token '" + id + L"' was not minted here");
-        *expired = Clock::now() >= known->second.expiry;
+        const auto known = m_tokens.find(number);
+        *expired = known == m_tokens.end() || Clock::now() >= known->second.expiry;
     });
 }
 
@@ -172,10 +174,7 @@ NodeHandle AuthTokenMgr::MakeRequestToken(const std::wstring& sid, const std::ve
 void AuthTokenMgr::Expire(const std::wstring& sid)
 {
     const std::lock_guard guard(m_lock);
-    for (auto& [id, record] : m_tokens) {
-        if (sid.empty() || record.sid == sid)
-            record.expiry = Clock::now();
-    }
+    std::erase_if(m_tokens, [&sid](const auto& token) { return sid.empty() || token.second.sid == sid; });
 }
 
 NodeHandle AuthTokenMgr::Mint(void* context, const wchar_t* nodeName, bool withFaults)
@@ -189,8 +188,11 @@ NodeHandle AuthTokenMgr::Mint(void* context, const wchar_t* nodeName, bool withF
         m_faults.Strike(sid, name.empty() ? sid : name);
     const std::wstring subject = std::wstring(SidPrefix) + sid;
     std::unique_lock guard(m_lock);
-    const std::wstring id = m_idPrefix + std::to_wstring(m_tokens.size() + 1);
-    m_tokens.emplace(id, Record{sid, Clock::now() + std::chrono::duration_cast<Clock::duration>(m_lifetime)});
+    const Clock::time_point now = Clock::now();
+    while (!m_tokens.empty() && m_tokens.begin()->second.expiry <= now)
+        m_tokens.erase(m_tokens.begin());
+    const std::wstring id = m_idPrefix + std::to_wstring(++m_last);
+    m_tokens.emplace(m_last, Record{sid, now + std::chrono::duration_cast<Clock::duration>(m_lifetime)});
     guard.unlock();
     NodeDescription token{nodeName,
                           {},

@@ -88,7 +88,8 @@ private:
     FaultPlan m_faults;
     std::atomic<std::uint64_t> m_minted{0};
     std::mutex m_lock;
-    std::map<std::wstring, Record> m_tokens; // m_lock; by AuthTokenId
+    std::uint64_t m_last = 0;                 // m_lock; number of the last token, the end of its AuthTokenId
+    std::map<std::uint64_t, Record> m_tokens; // m_lock; by number; those that are not here have expired
 };
 
 // A permission of a user or a group.
