@@ -12,7 +12,6 @@ namespace
 {
 
 constexpr std::string_view OwnSources = "a source of the host's own";
-constexpr std::string_view Requests = "CPrepareReportAccessService";
 
 // What stands behind `prefix`, and before the last `end` where one is given; nothing for another text.
 std::optional<std::string> Behind(std::string_view text, std::string_view prefix, std::string_view end = {})

@@ -320,19 +320,19 @@ KelNodePtr CReportAccessInfoUpdater::Rewrite(const KelNodePtr& accessInfo)
 
 void CReportAccessInfoUpdater::LogRewrite(const KelNodePtr& written, std::size_t rows)
 {
-    if (m_previousAccessInfo)
-        LOG_INFO(L"Access rights changed: " << DescribeAccessChanges(m_previousAccessInfo, written));
+    if (const KelNodePtr previous = m_previousAccessInfo)
+        LOG_INFO(L"Access rights changed: " << DescribeAccessChanges(previous, written));
     else
         LOG_INFO(L"Access rights written: " << rows << (rows == 1 ? L" row" : L" rows"));
 }
 
 void CReportAccessInfoUpdater::NoteGoodCycle()
 {
-    if (m_logChanges && m_health.failedCycles != 0) {
+    const unsigned failed = m_health.failedCycles;
+    if (m_logChanges && failed != 0) {
         const auto failing = std::chrono::floor<std::chrono::seconds>(SteadyClock::now() - m_health.firstFailure);
         LOG_INFO(L"Access rights table is up to date again after "
-                 << m_health.failedCycles << (m_health.failedCycles == 1 ? L" failed cycle, " : L" failed cycles, ")
-                 << failing.count() << L" s");
+                 << failed << (failed == 1 ? L" failed cycle, " : L" failed cycles, ") << failing.count() << L" s");
     }
     m_health = {};
     m_health.lastGood = Moment::Now();
@@ -350,9 +350,8 @@ void CReportAccessInfoUpdater::NoteFailedCycle()
         (now - m_health.lastGood.steady) / 3 < interval)
         return;
     m_health.outOfDateTold = true;
-    if (m_health.lastGood.wallClock != 0)
-        LOG_WARN(L"Access rights table is out of date: no cycle has succeeded since "
-                 << LocalTimeText(m_health.lastGood.wallClock));
+    if (const std::uint64_t lastGood = m_health.lastGood.wallClock; lastGood != 0)
+        LOG_WARN(L"Access rights table is out of date: no cycle has succeeded since " << LocalTimeText(lastGood));
     else
         LOG_WARN(L"Access rights table is out of date: no cycle has succeeded yet");
 }
