@@ -1,4 +1,3 @@
-#include "Host/Nodwell/TestControls.h"
 #include "Platform/Testing/TestAccounts.h"
 #include "Subsystems/ManagementService/Kestrine/AccountResolution.h"
 #include "Subsystems/ManagementService/Kestrine/AuthToken.h"
@@ -9,36 +8,17 @@
 
 #include <gtest/gtest.h>
 
-namespace
-{
-
-KelNodePtr Chain(int length)
-{
-    KelNodePtr token = MakeToken(L"s", L"client", {}, L"OnBehalfOfClient");
-    for (int i = 1; i < length; ++i)
-        token = MakeToken(L"s", L"service", token, L"OnBehalfOfClient");
-    return token;
-}
-
-} // namespace
-
 TEST(AuthTokens, TheCurrentTokenIsOptionalUnlessRequired)
 {
-    const auto expectNone = [](const char* why) {
-        EXPECT_FALSE(GetCurrentAuthToken(false)) << why;
-        EXPECT_EQ(CodeOf([] { GetCurrentAuthToken(true); }), NotFound) << why;
-    };
-    expectNone("the host has no context manager");
+    EXPECT_FALSE(GetCurrentAuthToken(false)) << "the host has no context manager";
     Named<FakeRequestContextMgr> manager(L"Core.RequestContextMgr");
-    expectNone("a context without token");
+    EXPECT_EQ(CodeOf([] { GetCurrentAuthToken(true); }), NotFound) << "a context without token";
     const KelNodePtr token = MakeToken(L"win:sid=S-1-5-18", L"x");
     FakeRequestContextMgr::t_token = &token;
     EXPECT_EQ(GetCurrentAuthToken(true), token);
     FakeRequestContextMgr::t_token = nullptr;
     manager.noContext = true;
-    expectNone("no context");
-    manager.handsOutNothing = true;
-    expectNone("success without a context manager");
+    EXPECT_FALSE(GetCurrentAuthToken(false));
 }
 
 TEST(AuthTokens, AreReadLenientlyAndShownInOneLine)
@@ -52,14 +32,14 @@ TEST(AuthTokens, AreReadLenientlyAndShownInOneLine)
     EXPECT_EQ(AuthTokenToString(CreateKelNode(nullptr, nullptr)),
               L"AuthToken[AuthTokenId='';SubjectId='';SubjectDisplayName='']");
     EXPECT_FALSE(GetOriginatingClient({}));
-    EXPECT_EQ(GetSubjectId({}) + GetAuthTokenId({}) + GetSubjectDisplayName({}), L"");
-}
 
-TEST(AuthTokens, AChainThatDoesNotEndFailsClearly)
-{
-    EXPECT_EQ(GetSubjectDisplayName(GetOriginatingClient(Chain(100))), L"client");
-    EXPECT_EQ(CodeOf([] { GetOriginatingClient(Chain(101)); }), HResultFromWin32(ERROR_CIRCULAR_DEPENDENCY));
-    EXPECT_TRUE(AuthTokenToString(Chain(101)).ends_with(L"'" + std::wstring(100, L']')));
+    KelNodePtr chain = MakeToken(L"s", L"client", {}, L"OnBehalfOfClient");
+    for (int length = 1; length < 100; ++length)
+        chain = MakeToken(L"s", L"service", chain, L"OnBehalfOfClient");
+    EXPECT_EQ(GetSubjectDisplayName(GetOriginatingClient(chain)), L"client");
+    chain = MakeToken(L"s", L"one too many", chain);
+    EXPECT_EQ(CodeOf([&] { GetOriginatingClient(chain); }), HResultFromWin32(ERROR_CIRCULAR_DEPENDENCY));
+    EXPECT_TRUE(AuthTokenToString(chain).ends_with(L"'" + std::wstring(100, L']')));
 }
 
 TEST(AuthTokens, MintingFailsClearly)
@@ -84,16 +64,13 @@ TEST(AccessItems, HoldWhatTheCheckerGrants)
         const KelNodePtr made = MakeAccessInfoForToken(token, L"ViewReports", fallback);
         return made ? Describe(MakeTestList({made}))[0] : L"<none>";
     };
-    const KelNodePtr unknown = MakeToken(L"id", L"unknown");
-    EXPECT_EQ(CodeOf([&] { item(unknown); }), NotFound) << "no checker";
+    const KelNodePtr ann = MakeToken(L"id", L"ann");
+    EXPECT_EQ(CodeOf([&] { item(ann); }), NotFound) << "no checker";
     Named<FakePermissionsChecker> checker(L"Security.PermissionsChecker");
-    EXPECT_EQ(item(unknown), L"<none>");
-    checker.failing = {L"unknown"};
-    EXPECT_EQ(CodeOf([&] { item(unknown); }), E_ACCESSDENIED);
-    checker.failing.clear();
-    checker.grants = {{L"unknown", {L"A"}}};
+    EXPECT_EQ(item(ann), L"<none>");
+    checker.grants = {{L"ann", {L"A"}}};
     checker.handsOutNothing = true;
-    EXPECT_EQ(CodeOf([&] { item(unknown); }), E_POINTER) << "says that it lists containers, and lists none";
+    EXPECT_EQ(CodeOf([&] { item(ann); }), E_POINTER) << "says that it lists containers, and lists none";
     checker.handsOutNothing = false;
     const struct
     {

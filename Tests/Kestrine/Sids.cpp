@@ -18,7 +18,7 @@ protected:
     static CSid Sid(const std::wstring& text)
     {
         CSid sid;
-        EXPECT_TRUE(AuthIdHelpers::AuthIdToSid(L"win:sid=" + text, sid)) << testing::PrintToString(text);
+        EXPECT_TRUE(AuthIdHelpers::AuthIdToSid(L"win:sid=" + text, sid));
         return sid;
     }
 
@@ -36,15 +36,12 @@ TEST_F(AccountsTest, ASidIsAValueWithTheOutcomeOfItsLookup)
     CSid ann = CSid::OfAccount(L"CORP\\ann");
     EXPECT_EQ(ann.Domain() + L"/" + ann.AccountName(), L"CORP/CORP\\ann");
     EXPECT_EQ(ann.NameUse(), AccountType::User);
-    EXPECT_EQ(CSid(ann.Bytes()).NameUse(), AccountType::Invalid) << "no look-up takes place";
     const CSid copy = ann;
     EXPECT_EQ(ann.LookupByName(L"CORP\\nobody", {}), HResultFromWin32(ERROR_NONE_MAPPED));
     EXPECT_FALSE(ann.IsValid());
     EXPECT_EQ(ann.LookupByName(nullptr, {}), E_INVALIDARG);
     EXPECT_EQ(copy.StringForm() + ann.StringForm(), Ann) << "cleared, the copy not";
-    for (const Platform::Sid& noSid : {Platform::Sid{9, 9, 0, 0, 0, 0, 0, 0}, Platform::Sid{}})
-        EXPECT_EQ(CodeOf([&] { CSid{noSid}; }), E_INVALIDARG);
-    EXPECT_EQ(CodeOf([] { CSid::OfAccount(L"CORP\\nobody"); }), HResultFromWin32(ERROR_NONE_MAPPED));
+    EXPECT_EQ(CodeOf([] { CSid{Platform::Sid{9, 9, 0, 0, 0, 0, 0, 0}}; }), E_INVALIDARG);
 }
 
 TEST_F(AccountsTest, AccountTextsAreReadInAllFormsAndFailuresKeepTheSid)
@@ -69,13 +66,9 @@ TEST_F(AccountsTest, AccountTextsAreReadInAllFormsAndFailuresKeepTheSid)
 
 TEST_F(AccountsTest, NamesAreDomainAndAccount)
 {
-    AccountType use = AccountType::Invalid;
-    EXPECT_EQ(LookupAccountBySid({}, Sid(Ann), &use), L"CORP\\ann");
-    EXPECT_EQ(use, AccountType::User);
+    EXPECT_EQ(LookupAccountBySid({}, Sid(Ann), nullptr), L"CORP\\ann");
     EXPECT_EQ(LookupAccountBySid({}, Sid(L"S-1-1-0"), nullptr), L"Everyone") << "no domain";
     EXPECT_EQ(LookupAccountBySid({}, Sid(L"S-1-5-21-1-2-3"), nullptr), L"CORP") << "no name";
-    EXPECT_EQ(CodeOf([] { LookupAccountBySid({}, Sid(L"S-1-5-21-9-9-9-9"), nullptr); }),
-              HResultFromWin32(ERROR_NONE_MAPPED));
 }
 
 TEST_F(AccountsTest, LocalAreThoseOfThisComputerAndTheServiceAccounts)

@@ -80,10 +80,6 @@ struct FakePermissionsChecker : FakeComponent<IPermissionsChecker>
 // The token of the request that a thread serves.
 struct FakeRequestContextMgr : FakeComponent<IRequestContextMgr, IRequestContext>
 {
-    HRESULT QueryInterface(REFIID iid, void** out) override
-    {
-        return handsOutNothing ? S_OK : FakeComponent::QueryInterface(iid, out);
-    }
     HRESULT GetContext(std::uint32_t contextId, IRequestContext** out) override
     {
         EXPECT_EQ(contextId, 0U);
@@ -108,7 +104,6 @@ struct FakeRequestContextMgr : FakeComponent<IRequestContextMgr, IRequestContext
 
     static inline thread_local const KelNodePtr* t_token = nullptr; // borrowed
     bool noContext = false;
-    bool handsOutNothing = false; // for itself
 };
 
 // Mints tokens whose display name is the account's name, or its SID where the test says so.
@@ -151,23 +146,19 @@ struct FakeSettingsGate : FakeComponent<IServiceClient, IRequestService>
         EXPECT_STREQ(name, L"Service.SettingsManagementGate");
         EXPECT_EQ(reserved, 0U);
         ++proxies;
-        return serviceResult < 0 || handsOutNothing ? serviceResult : QueryInterface(iid, out);
+        return serviceResult != S_OK ? serviceResult : QueryInterface(iid, out);
     }
     HRESULT ProcessRequest(IKelNode* request, IKelNode** response) override
     {
         const KelNodePtr node = KelNodePtr::AddRef(request);
         const std::wstring account = node.GetString(L"DestUserName");
-        {
-            const std::lock_guard lock(guard);
-            requests.push_back(account);
-            lastRequest = node.Clone(KelnWholeTree);
-        }
+        requests.push_back(account);
+        lastRequest = node.Clone(KelnWholeTree);
         if (hook)
             hook(account);
         return answer(account, response);
     }
 
-    std::mutex guard; // of the requests
     std::vector<std::wstring> requests;
     KelNodePtr lastRequest;
     std::function<void(const std::wstring& account)> hook;
@@ -177,7 +168,6 @@ struct FakeSettingsGate : FakeComponent<IServiceClient, IRequestService>
         *response = CreateKelNode(nullptr, nullptr).Detach();
         return S_OK;
     };
-    HRESULT serviceResult = S_OK;
-    bool handsOutNothing = false;
-    std::atomic<int> proxies{0};
+    HRESULT serviceResult = S_OK; // another success comes without a service
+    int proxies = 0;
 };
