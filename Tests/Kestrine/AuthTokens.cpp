@@ -1,5 +1,4 @@
 #include "Platform/Testing/TestAccounts.h"
-#include "Subsystems/ManagementService/Kestrine/AccountResolution.h"
 #include "Subsystems/ManagementService/Kestrine/AuthToken.h"
 #include "Subsystems/ManagementService/Kestrine/ReportAccessHelpers.h"
 #include "Tests/Support/CodeOf.h"
@@ -40,21 +39,6 @@ TEST(AuthTokens, AreReadLenientlyAndShownInOneLine)
     chain = MakeToken(L"s", L"one too many", chain);
     EXPECT_EQ(CodeOf([&] { GetOriginatingClient(chain); }), HResultFromWin32(ERROR_CIRCULAR_DEPENDENCY));
     EXPECT_TRUE(AuthTokenToString(chain).ends_with(L"'" + std::wstring(100, L']')));
-}
-
-TEST(AuthTokens, MintingFailsClearly)
-{
-    CSid sid;
-    AuthIdHelpers::AuthIdToSid(L"win:sid=S-1-5-21-1-2-3-1105", sid);
-    EXPECT_EQ(CodeOf([&] { MakeAuthTokenBySid(sid, false); }), NotFound) << "no token manager";
-    Named<FakeTokenMgr> manager(L"Security.AuthTokenMgr");
-    EXPECT_EQ(GetSubjectId(MakeAuthTokenBySid(sid, false)), L"win:sid=S-1-5-21-1-2-3-1105");
-    manager.failing = {sid.StringForm()};
-    EXPECT_EQ(CodeOf([&] { MakeAuthTokenBySid(sid, false); }), E_ACCESSDENIED);
-    manager.failing.clear();
-    manager.handsOutNothing = true;
-    EXPECT_EQ(CodeOf([&] { MakeAuthTokenBySid(sid, false); }), E_POINTER);
-    EXPECT_LT(CodeOf([&] { MakeAuthTokenBySid(sid, true); }), 0) << "the account is not known";
 }
 
 TEST(AccessItems, HoldWhatTheCheckerGrants)

@@ -122,7 +122,6 @@ TEST_F(PrepareReportAccessServiceTest, AnotherPermissionEndsWhatWasGrantedUnderT
     EXPECT_EQ(Request(L"ann"), S_OK);
     configure(L"ViewReports");
     EXPECT_EQ(Viewers(), Texts{L"ann"}) << "the same permission changes nothing";
-    EXPECT_TRUE(updater.calls.empty());
     updater.result = E_ABORT;
     configure(L"Other");
     EXPECT_EQ(Viewers(), Texts());

@@ -8,35 +8,29 @@ namespace
 {
 
 std::atomic<bool> armed{false};
-std::atomic<bool> struck{false};
-std::atomic<std::size_t> left{0}; // how many allocations still succeed
+std::atomic<std::ptrdiff_t> left{0}; // how many allocations still succeed; negative when one has failed
 bool goesOn = false;
 
 bool Fails()
 {
     if (!armed)
         return false;
-    std::size_t before = left;
-    while (before > 0 && !left.compare_exchange_weak(before, before - 1)) {
-    }
-    if (before > 0 || (struck.exchange(true) && !goesOn))
-        return false;
-    return true;
+    const std::ptrdiff_t before = left--;
+    return before == 0 || (before < 0 && goesOn);
 }
 
 } // namespace
 
 FailingAllocations::FailingAllocations(std::size_t first, bool forGood)
 {
-    left = first - 1;
+    left = static_cast<std::ptrdiff_t>(first - 1);
     goesOn = forGood;
-    struck = false;
     armed = true;
 }
 
 bool FailingAllocations::Struck() const
 {
-    return struck;
+    return left < 0;
 }
 
 bool FailingAllocations::ForGood() const

@@ -44,9 +44,8 @@ inline Texts Describe(const KelNodePtr& list)
         std::wstring text = item.GetString(L"LogonName");
         std::vector<std::wstring> containers;
         const bool limited = item.GetStringList(L"ContainerId", containers);
-        text += limited ? L"(" : L"";
         for (const std::wstring& container : containers)
-            text += (&container == &containers[0] ? L"" : L",") + container;
+            text += (&container == &containers[0] ? L"(" : L",") + container;
         text += limited ? L")" : L"";
         bool local = false;
         texts.push_back(item.TryGetBool(L"IsLocalOnly", local) && local ? text + L"!" : text);
@@ -59,8 +58,6 @@ struct FakeSource : FakeComponent<IAccessInfoSource>
     HRESULT GetAllowedViewers(IKelNode** accessInfo) override
     {
         ++asked;
-        if (hook)
-            hook();
         if (result >= 0 && list)
             *accessInfo = list.Clone(KelnWholeTree).Detach();
         return result;
@@ -69,7 +66,6 @@ struct FakeSource : FakeComponent<IAccessInfoSource>
     std::atomic<int> asked{0};
     HRESULT result = S_OK;
     KelNodePtr list = CreateKelNode(nullptr, nullptr);
-    std::function<void()> hook;
 };
 
 struct FakeConsumer : FakeComponent<IAccessInfoConsumer>
@@ -130,9 +126,6 @@ struct FakeSettingsManager : FakeComponent<IReportingSettingsManager>
                       IKelNode** subscription) override
     {
         EXPECT_EQ(settingsType, 1);
-        if (deliveredInside) {
-            EXPECT_EQ(newSink->OnModified(1, 0, deliveredInside.Get()), S_OK);
-        }
         if (result != S_OK)
             return result;
         sink = ComponentPtr<IReportingSettingsModifySink>(newSink);
@@ -159,7 +152,6 @@ struct FakeSettingsManager : FakeComponent<IReportingSettingsManager>
         return sink->OnModified(1, 0, settings.Get());
     }
 
-    KelNodePtr deliveredInside; // in the call of Subscribe
     ComponentPtr<IReportingSettingsModifySink> sink;
     int subscriptions = 0;
     HRESULT result = S_OK; // of subscribing; another success comes without a subscription
@@ -214,6 +206,8 @@ struct FakeModifiedNodes : FakeComponent<IKelNodeModifyEnum, IKelNodeIterator>
 {
     HRESULT GetEnumerator(IKelNodeIterator** out) override
     {
+        if (hook)
+            hook();
         if (withoutEnumerator)
             return S_OK;
         AddRef();
@@ -242,6 +236,7 @@ struct FakeModifiedNodes : FakeComponent<IKelNodeModifyEnum, IKelNodeIterator>
 
     std::vector<KelNodePtr> entries;
     std::size_t next = 0;
+    std::function<void()> hook;
     bool withoutEnumerator = false;
 };
 

@@ -117,8 +117,6 @@ struct FakeTokenMgr : FakeComponent<IAuthTokenMgr>
         EXPECT_EQ(Platform::ReadClientContext(context, user, groups), S_OK);
         const std::wstring sid = CSid(user).StringForm();
         ++minted[sid];
-        if (handsOutNothing)
-            return S_OK;
         *token = MakeToken(L"win:sid=" + sid, names.contains(sid) ? names[sid] : L"win:sid=" + sid).Detach();
         return failing.contains(sid) ? E_ACCESSDENIED : S_OK;
     }
@@ -134,7 +132,6 @@ struct FakeTokenMgr : FakeComponent<IAuthTokenMgr>
     std::set<std::wstring> failing;
     std::vector<Platform::Sid> groups; // of the context that was seen last
     bool expired = false;
-    bool handsOutNothing = false;
     int expiryAsked = 0;
 };
 
