@@ -50,14 +50,18 @@ protected:
         clock.LetTheWaiterLook();
     }
 
-    HRESULT Notify(const Texts& accountTexts, std::size_t subscription = 0)
+    static KelNodePtr Node(const Texts& accountTexts)
     {
-        const KelNodePtr node = CreateKelNode(L"Viewers", L"Group");
+        KelNodePtr node = CreateKelNode(L"Viewers", L"Group");
         node.SetStringList(L"Accounts", accountTexts);
-        const KelNodePtr child = CreateKelNode(L"Below", L"Group");
+        const KelNodePtr child = CreateKelNode(L"Below", L"Viewer");
         child.SetString(L"Accounts", L"CORP\\below"); // read by recursive items only
         node.AddChild(child);
-        return server.Notify(server.subscriptions[subscription], node);
+        return node;
+    }
+    HRESULT Notify(const Texts& accountTexts, std::size_t subscription = 0)
+    {
+        return server.Notify(server.subscriptions[subscription], Node(accountTexts));
     }
 
     // What the tracker answers after the action and the run that it makes the worker do.
@@ -128,30 +132,19 @@ TEST_F(ConfiguredAccountsTrackerTest, UserAccountsGetFullAccessWithoutAPermissio
 
 TEST_F(ConfiguredAccountsTrackerTest, TextsEnterAndLeaveWithTheNotifications)
 {
-    items.GetChildByIndex(0, true).SetBool(L"Recursively", true);
-    items.GetChildByIndex(0, true).SetString(L"NodeType", L"Viewer");
+    AddItem(L"TrackingItem", true);
+    items.GetChildByIndex(1, true).SetString(L"NodeType", L"Viewer");
     Start();
-    const auto tree = [](const wchar_t* first, const wchar_t* second) {
-        const KelNodePtr root = CreateKelNode(L"Viewers", L"Folder");
-        root.SetString(L"Accounts", L".\\karen"); // of another type
-        for (const wchar_t* account : {first, second}) {
-            const KelNodePtr child = CreateKelNode(nullptr, L"Viewer");
-            child.SetString(L"Accounts", account);
-            root.AddChild(child);
-        }
-        return root;
-    };
-    const auto notify = [&](const KelNodePtr& node) { EXPECT_EQ(server.Notify(server.subscriptions[0], node), S_OK); };
-    EXPECT_EQ(Run([&] { notify(tree(L"CORP\\ann", L"CORP\\bob")); }), both);
-    notify(tree(L"CORP\\bob", L"CORP\\ann"));
-    EXPECT_EQ(log.Count(L"Data updated"), 1U) << "the same set";
+    EXPECT_EQ(NotifyAndRun(both), both);
+    EXPECT_EQ(NotifyAndRun({L".\\karen"}, 1), (Texts{both[0], both[1], L"CORP\\below"})) << "of one type, below";
+    EXPECT_EQ(Notify({L"CORP\\bob", L"CORP\\ann"}), S_OK);
+    EXPECT_EQ(log.Count(L"Data updated"), 2U) << "the same set";
+    EXPECT_EQ(Run([&] { server.Notify(server.subscriptions[1], {}); }), both) << "a removed node holds no accounts";
     FakeModifiedNodes nodes;
-    nodes.Add(tree(L"CORP\\ann", L"CORP\\Readers"));
-    nodes.Add(tree(L"CORP\\bob", L""));
+    nodes.Add(Node({L"CORP\\ann"}));
+    nodes.Add(Node({L"CORP\\bob", L""}));
     AwaitRuns([&] { EXPECT_EQ(server.sink->OnTriggered(&server.subscriptions[0], 0, &nodes), S_OK); });
     EXPECT_EQ(Viewers(MakeTestList({MakeTestItem(L"first")})), (Texts{L"first", L"CORP\\bob"})) << "of the last record";
-    EXPECT_EQ(updater.calls.size(), 2U);
-    EXPECT_EQ(Run([&] { notify({}); }), Texts()) << "a removed node holds no accounts";
     EXPECT_EQ(server.sink->OnTriggered(nullptr, 0, &nodes), E_POINTER);
     EXPECT_EQ(server.sink->OnTriggered(&server.subscriptions[0], 0, nullptr), E_POINTER);
 }

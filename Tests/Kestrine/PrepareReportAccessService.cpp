@@ -73,7 +73,6 @@ TEST_F(PrepareReportAccessServiceTest, ClientsExpireTheNanosecondAfterTheirTimeo
     EXPECT_EQ(Viewers(), (Texts{L"ann", L"bob"})) << "exactly the timeout";
     clock.Advance(1ns);
     EXPECT_EQ(Viewers(), Texts{L"bob"});
-    EXPECT_EQ(log.Count(L"Removing expired client info for: 'ann'"), 1U);
     EXPECT_EQ(Request(L"bob"), S_OK);
     clock.Advance(10s);
     EXPECT_EQ(Viewers(), Texts{L"bob"}) << "refreshed by the second request";
@@ -106,7 +105,6 @@ TEST_F(PrepareReportAccessServiceTest, FailuresLeaveWhatWasKnown)
     IKelNode* response = nullptr;
     EXPECT_EQ(As<IRequestService>()->ProcessRequest(nullptr, &response), E_POINTER);
     EXPECT_EQ(As<IRequestService>()->ProcessRequest(config.Get(), nullptr), E_POINTER);
-    EXPECT_EQ(configurable->Configure(CreateKelNode(nullptr, nullptr).Get()), NotFound);
     EXPECT_EQ(configurable->Configure(nullptr), E_POINTER);
 }
 
