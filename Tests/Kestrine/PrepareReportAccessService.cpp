@@ -92,6 +92,10 @@ TEST_F(PrepareReportAccessServiceTest, FailuresLeaveWhatWasKnown)
 {
     checker.grants[L"ann"] = {};
     EXPECT_EQ(Request(KelNodePtr()), S_OK) << "no token, no change";
+    contexts.noContext = true;
+    EXPECT_EQ(Request(L"ann"), S_OK);
+    EXPECT_TRUE(updater.calls.empty());
+    contexts.noContext = false;
     EXPECT_EQ(Request(L"ann"), S_OK);
     checker.failing = {L"ann"};
     EXPECT_EQ(Request(L"ann"), E_ACCESSDENIED);

@@ -78,7 +78,7 @@ TEST_F(SSRSRolesUpdaterTest, EveryNewAccountIsSentOnce)
     EXPECT_EQ(ReportAndRun({L"CORP\\ann", L"CORP\\bob", L"CORP\\ann"}), (Texts{L"CORP\\ann", L"CORP\\bob"}));
     EXPECT_EQ(gate.proxies, 1) << "one proxy a run";
     EXPECT_EQ(gate.lastRequest.GetName(), L"SSRSSettingsAdjustRequest");
-    EXPECT_EQ(gate.lastRequest.GetNodeType(), L"SSRSSettingsAdjustRequest");
+    EXPECT_EQ(gate.lastRequest.GetNodeType(), gate.lastRequest.GetName());
     EXPECT_EQ(gate.lastRequest.GetAttributeNames(),
               (Texts{L"ReportServerUrl", L"ReportServerUserName", L"ReportServerPassword", L"DestUserName"}));
     EXPECT_EQ(gate.lastRequest.GetAttributeType(L"ReportServerPassword"), KelnBinary) << "as it is stored";

@@ -48,8 +48,6 @@ struct FakePermissionsChecker : FakeComponent<IPermissionsChecker>
         if (grant == grants.end())
             return S_OK;
         *scope = grant->second.empty() ? ContainerScopeAll : ContainerScopeListed;
-        if (handsOutNothing)
-            return S_OK;
         const KelNodePtr list = CreateKelNode(nullptr, nullptr);
         for (const std::wstring& container : grant->second) {
             const KelNodePtr child = CreateKelNode(nullptr, nullptr);
@@ -74,7 +72,6 @@ struct FakePermissionsChecker : FakeComponent<IPermissionsChecker>
     std::wstring requiredPermission = L"ViewReports";
     int asked = 0;
     KelNodePtr lastToken;
-    bool handsOutNothing = false;
 };
 
 // The token of the request that a thread serves.
