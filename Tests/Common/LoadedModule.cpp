@@ -49,7 +49,7 @@ std::wstring LogWithSettings(const char* settings)
     const std::wstring frame = std::wstring(100, L'*') + L"\r\n";
     const std::wstring banner =
         frame + L"*** Module: " + path + L" (Base: " + Strings::Hex(Platform::FindModule(entry)) +
-        L")\r\n*** Version: " + Text::FromUtf8(KESTRINE_VERSION) +
+        L")\r\n*** Version: " + Text::FromUtf8(KESTRINE_VERSION_TEXT) +
         L"\r\n*** Module description: Kestrine64\r\n*** Process: " + Platform::ModulePath(Platform::MainModule()) +
         L" (Pid: " + std::to_wstring(Platform::ProcessId()) + L")\r\n*** Command line: " + Platform::CommandLine() +
         L"\r\n" + frame;

@@ -2,7 +2,6 @@
 #include "Common/Nodes/NodeSerializer.h"
 #include "Tests/Fuzz/Fuzz.h"
 
-#include <sstream>
 #include <vector>
 
 // Type (two bytes) and value of an attribute, read as every type.
@@ -29,6 +28,5 @@ void Try(std::string_view input)
         if (hr >= 0)
             Require(node.Clone(0).HasAttribute(L"a"), "a copy has the attribute");
     }
-    std::wostringstream readable;
-    readable << node;
+    KelNodeForLog(node, HiddenAttributes(L""));
 }

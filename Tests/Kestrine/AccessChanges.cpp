@@ -64,10 +64,10 @@ TEST_F(UpdaterFixture, ChangesAndFailuresAreLoggedOnlyOnDemand)
         database.result = S_OK;
         sourceA.list = MakeTestList({MakeTestItem(L"ann", {L"c1", L"c2"}), MakeTestItem(L"bob")});
         if (logChanges) {
-            ConfigureAgainAndSettle();
+            ConfigureAgain();
         } else {
             ASSERT_EQ(Configure(), S_OK);
-            DeliverAndSettle({MakeEntry(L"entry", true, L"http://198.51.100.20/")});
+            DeliverAndRun(Remote);
         }
         EXPECT_EQ(count(L"| INFO |", L" Access rights written: 3 rows\r\n"), 1U);
 
@@ -131,13 +131,13 @@ TEST_F(UpdaterFixture, ALastGoodAnswerStandsInForASourceThatFails)
     EXPECT_EQ(ListsOfNextCycle(), Lists(1, {L"eve", L"zoe"}));
 
     sourceA.result = E_ABORT;
-    EXPECT_EQ(updater->UnregisterAccessInfoSource(&sourceA), S_OK);
-    EXPECT_EQ(updater->RegisterAccessInfoSource(&sourceA), S_OK);
+    EXPECT_EQ(Updater()->UnregisterAccessInfoSource(&sourceA), S_OK);
+    EXPECT_EQ(Updater()->RegisterAccessInfoSource(&sourceA), S_OK);
     EXPECT_EQ(ListsOfNextCycle(), withoutA) << "a source that was unregistered";
     sourceA.result = S_OK;
     EXPECT_EQ(ListsOfNextCycle(), Lists(1, {L"zoe", L"eve"}));
     sourceA.result = E_ABORT;
-    ConfigureAgainAndSettle();
+    ConfigureAgain();
     EXPECT_EQ(consumer.lists.back(), withoutA.front()) << "an answer from before a second Configure";
     EXPECT_EQ(standsIn(), 0U);
 }

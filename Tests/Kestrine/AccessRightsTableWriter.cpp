@@ -21,8 +21,6 @@ HRESULT Write(const KelNodePtr& list, FakeDatabase& connection)
 TEST(AccessRightsTableWriter, WritesARowForEachContainer)
 {
     FakeDatabase connection;
-    EXPECT_EQ(Write(MakeTestList({}), connection), S_OK);
-    EXPECT_EQ(connection.statements, (Texts{SqlTexts::TemporaryTable, SqlTexts::Merge}));
     const KelNodePtr wildcard = CreateKelNode(nullptr, L"AccessRightsItem");
     wildcard.SetEmpty(L"LogonName");
     const KelNodePtr noContainers = MakeTestItem(L"none");
@@ -67,13 +65,4 @@ TEST(AccessRightsTableWriter, AnItemWithoutNameAndAFailingStatementEndTheWrite)
         EXPECT_EQ(Write(MakeTestList({MakeTestItem(L"ann")}), connection), E_ABORT);
         EXPECT_EQ(connection.statements.size(), failing);
     }
-}
-
-TEST(RemoveLocalOnlyItems, LeavesTheInputAlone)
-{
-    const KelNodePtr list =
-        MakeTestList({MakeTestItem(L"a", {}, true), MakeTestItem(L"b", {L"c"}), MakeTestItem(L"d", {}, true)});
-    list.GetChildByIndex(1, true).SetBool(L"IsLocalOnly", false);
-    EXPECT_EQ(Describe(RemoveLocalOnlyItems(list)), Texts{L"b(c)"});
-    EXPECT_EQ(list.GetChildCount(), 3U);
 }

@@ -10,7 +10,6 @@
 #include "Tests/Support/Waiting.h"
 
 #include <functional>
-#include <new>
 #include <optional>
 #include <vector>
 
@@ -45,9 +44,8 @@ inline Texts Describe(const KelNodePtr& list)
         std::wstring text = item.GetString(L"LogonName");
         std::vector<std::wstring> containers;
         const bool limited = item.GetStringList(L"ContainerId", containers);
-        text += limited ? L"(" : L"";
         for (const std::wstring& container : containers)
-            text += (&container == &containers[0] ? L"" : L",") + container;
+            text += (&container == &containers[0] ? L"(" : L",") + container;
         text += limited ? L")" : L"";
         bool local = false;
         texts.push_back(item.TryGetBool(L"IsLocalOnly", local) && local ? text + L"!" : text);
@@ -60,8 +58,6 @@ struct FakeSource : FakeComponent<IAccessInfoSource>
     HRESULT GetAllowedViewers(IKelNode** accessInfo) override
     {
         ++asked;
-        if (hook)
-            hook();
         if (result >= 0 && list)
             *accessInfo = list.Clone(KelnWholeTree).Detach();
         return result;
@@ -70,7 +66,6 @@ struct FakeSource : FakeComponent<IAccessInfoSource>
     std::atomic<int> asked{0};
     HRESULT result = S_OK;
     KelNodePtr list = CreateKelNode(nullptr, nullptr);
-    std::function<void()> hook;
 };
 
 struct FakeConsumer : FakeComponent<IAccessInfoConsumer>
@@ -102,12 +97,11 @@ struct FakeDatabase : FakeComponent<IDatabaseConnectionManager, IDatabaseConnect
     {
         EXPECT_EQ(mode, 1);
         entries.push_back(KelNodePtr::AddRef(entry));
-        if (result < 0 || handsOutNothing)
-            return result;
-        AddRef();
-        *out = this;
-        ++opened;
-        return S_OK;
+        if (result == S_OK) {
+            AddRef();
+            *out = this;
+        }
+        return result;
     }
     HRESULT Execute(const wchar_t* sql, std::int32_t reserved, IKelNode** out) override
     {
@@ -118,9 +112,7 @@ struct FakeDatabase : FakeComponent<IDatabaseConnectionManager, IDatabaseConnect
     }
 
     std::vector<KelNodePtr> entries;
-    std::atomic<int> opened{0};
-    HRESULT result = S_OK; // of opening
-    bool handsOutNothing = false;
+    HRESULT result = S_OK; // of opening; another success comes without a connection
     Texts statements;
     std::size_t failingStatement = 0; // counted from 1; 0: none
 };
@@ -134,16 +126,9 @@ struct FakeSettingsManager : FakeComponent<IReportingSettingsManager>
                       IKelNode** subscription) override
     {
         EXPECT_EQ(settingsType, 1);
-        if (hook)
-            hook();
-        if (deliveredInside) {
-            EXPECT_EQ(newSink->OnModified(1, 0, deliveredInside.Get()), S_OK);
-        }
-        if (result < 0)
+        if (result != S_OK)
             return result;
         sink = ComponentPtr<IReportingSettingsModifySink>(newSink);
-        if (handsOutNothing)
-            return S_OK;
         ++subscriptions;
         *subscription = CreateKelNode(L"subscription", nullptr).Detach();
         return S_OK;
@@ -151,8 +136,6 @@ struct FakeSettingsManager : FakeComponent<IReportingSettingsManager>
     HRESULT Unsubscribe(IKelNode* subscription) override
     {
         EXPECT_NE(subscription, nullptr);
-        if (throwsWhenUnsubscribing)
-            throw std::bad_alloc();
         if (--subscriptions == 0)
             sink.Reset();
         return E_FAIL; // nobody checks
@@ -169,13 +152,9 @@ struct FakeSettingsManager : FakeComponent<IReportingSettingsManager>
         return sink->OnModified(1, 0, settings.Get());
     }
 
-    KelNodePtr deliveredInside; // in the call of Subscribe
     ComponentPtr<IReportingSettingsModifySink> sink;
-    std::atomic<int> subscriptions{0};
-    std::function<void()> hook;
-    HRESULT result = S_OK;
-    bool handsOutNothing = false;
-    bool throwsWhenUnsubscribing = false;
+    int subscriptions = 0;
+    HRESULT result = S_OK; // of subscribing; another success comes without a subscription
 };
 
 inline KelNodePtr MakeEntry(const wchar_t* name, bool enabled, const wchar_t* url)
@@ -214,14 +193,13 @@ struct FakeSubscription : FakeComponent<IKelModifySubscription>
     HRESULT GetId(GUID* out) override
     {
         *out = id;
-        return idResult;
+        return S_OK;
     }
 
     GUID id{};
-    std::atomic<int> activated{0};
+    int activated = 0;
     std::function<void()> hook; // of the activation
     HRESULT activateResult = S_OK;
-    HRESULT idResult = S_OK;
 };
 
 struct FakeModifiedNodes : FakeComponent<IKelNodeModifyEnum, IKelNodeIterator>
@@ -246,11 +224,11 @@ struct FakeModifiedNodes : FakeComponent<IKelNodeModifyEnum, IKelNodeIterator>
         return next < entries.size() ? KelnDuplicateNodeHandle(entries[next++].Get(), node) : S_FALSE;
     }
     // `content` may be empty.
-    void Add(const wchar_t* path, const KelNodePtr& content, std::int64_t changesMask = 0x1'0000'0002)
+    void Add(const KelNodePtr& content)
     {
         KelNodePtr entry = CreateKelNode(nullptr, nullptr);
-        entry.SetString(L"ModifiedNodePath", path);
-        entry.SetInt64(L"ChangesMask", changesMask);
+        entry.SetString(L"ModifiedNodePath", L"\\Changed");
+        entry.SetInt64(L"ChangesMask", 0x1'0000'0002);
         if (content)
             entry.AddChild(content.Clone(KelnWholeTree));
         entries.push_back(entry);
@@ -276,13 +254,9 @@ struct FakeConfigServer : FakeComponent<IConfigServerProxy>
         filters.push_back(KelNodePtr::AddRef(filter));
         requests.push_back(KelNodePtr::AddRef(request));
         sink = newSink;
-        if (filters.size() == failingSubscribe)
-            return E_ABORT;
-        if (withoutSubscription)
-            return S_OK;
+        if (result != S_OK)
+            return result;
         FakeSubscription& subscription = subscriptions.at(live.size() + unsubscribed.size());
-        if (hook)
-            hook(subscription);
         subscription.AddRef();
         *out = &subscription;
         live.push_back(&subscription);
@@ -292,14 +266,12 @@ struct FakeConfigServer : FakeComponent<IConfigServerProxy>
     {
         unsubscribed.push_back(subscription);
         std::erase(live, subscription);
-        if (throwing)
-            throw std::bad_alloc();
         return E_FAIL; // nobody checks
     }
     HRESULT Notify(FakeSubscription& subscription, const KelNodePtr& content)
     {
         FakeModifiedNodes nodes;
-        nodes.Add(L"\\Changed", content);
+        nodes.Add(content);
         return sink->OnTriggered(&subscription, 7, &nodes);
     }
 
@@ -309,8 +281,5 @@ struct FakeConfigServer : FakeComponent<IConfigServerProxy>
     std::vector<IKelModifySubscription*> live;
     std::vector<IKelModifySubscription*> unsubscribed;
     IModifySubscriptionSink* sink = nullptr;
-    std::size_t failingSubscribe = 0;            // counted from 1; 0: none
-    std::function<void(FakeSubscription&)> hook; // before a subscription is handed out
-    bool withoutSubscription = false;
-    bool throwing = false; // when a subscription has been ended
+    HRESULT result = S_OK; // of subscribing; another success comes without a subscription
 };

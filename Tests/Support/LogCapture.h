@@ -16,8 +16,18 @@ public:
 
     void Write(const wchar_t* text, int length) noexcept override
     {
+        const std::wstring line(text, static_cast<std::size_t>(length));
+        if (!m_hookText.empty() && line.find(m_hookText) != std::wstring::npos)
+            m_hook();
         const MutexLock lock(m_lock);
-        m_lines.emplace_back(text, static_cast<std::size_t>(length));
+        m_lines.push_back(line);
+    }
+
+    // Where a line with the text is logged, `action` is called on the thread that logs it. While no thread logs.
+    void Hook(const wchar_t* text, std::function<void()> action)
+    {
+        m_hookText = text;
+        m_hook = std::move(action);
     }
 
     std::vector<std::wstring> Lines() const
@@ -53,28 +63,8 @@ public:
     }
 
 private:
+    std::wstring m_hookText;
+    std::function<void()> m_hook;
     mutable Mutex m_lock;
     std::vector<std::wstring> m_lines GUARDED_BY(m_lock);
-};
-
-// Calls `action` where a line with the text is logged, on the thread that logs it. No thread may be logging when it
-// goes.
-class LogHook : public ILogger
-{
-public:
-    LogHook(const wchar_t* text, std::function<void()> action) : m_text(text), m_action(std::move(action))
-    {
-        LogManager::Instance().AddLogger(*this);
-    }
-    ~LogHook() override { LogManager::Instance().RemoveLogger(*this); }
-
-    void Write(const wchar_t* text, int length) noexcept override
-    {
-        if (std::wstring_view(text, static_cast<std::size_t>(length)).find(m_text) != std::wstring_view::npos)
-            m_action();
-    }
-
-private:
-    const std::wstring m_text;
-    const std::function<void()> m_action;
 };

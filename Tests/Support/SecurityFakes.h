@@ -48,8 +48,6 @@ struct FakePermissionsChecker : FakeComponent<IPermissionsChecker>
         if (grant == grants.end())
             return S_OK;
         *scope = grant->second.empty() ? ContainerScopeAll : ContainerScopeListed;
-        if (handsOutNothing)
-            return S_OK;
         const KelNodePtr list = CreateKelNode(nullptr, nullptr);
         for (const std::wstring& container : grant->second) {
             const KelNodePtr child = CreateKelNode(nullptr, nullptr);
@@ -74,16 +72,11 @@ struct FakePermissionsChecker : FakeComponent<IPermissionsChecker>
     std::wstring requiredPermission = L"ViewReports";
     int asked = 0;
     KelNodePtr lastToken;
-    bool handsOutNothing = false;
 };
 
 // The token of the request that a thread serves.
 struct FakeRequestContextMgr : FakeComponent<IRequestContextMgr, IRequestContext>
 {
-    HRESULT QueryInterface(REFIID iid, void** out) override
-    {
-        return handsOutNothing ? S_OK : FakeComponent::QueryInterface(iid, out);
-    }
     HRESULT GetContext(std::uint32_t contextId, IRequestContext** out) override
     {
         EXPECT_EQ(contextId, 0U);
@@ -108,7 +101,6 @@ struct FakeRequestContextMgr : FakeComponent<IRequestContextMgr, IRequestContext
 
     static inline thread_local const KelNodePtr* t_token = nullptr; // borrowed
     bool noContext = false;
-    bool handsOutNothing = false; // for itself
 };
 
 // Mints tokens whose display name is the account's name, or its SID where the test says so.
@@ -122,8 +114,6 @@ struct FakeTokenMgr : FakeComponent<IAuthTokenMgr>
         EXPECT_EQ(Platform::ReadClientContext(context, user, groups), S_OK);
         const std::wstring sid = CSid(user).StringForm();
         ++minted[sid];
-        if (handsOutNothing)
-            return S_OK;
         *token = MakeToken(L"win:sid=" + sid, names.contains(sid) ? names[sid] : L"win:sid=" + sid).Detach();
         return failing.contains(sid) ? E_ACCESSDENIED : S_OK;
     }
@@ -139,7 +129,6 @@ struct FakeTokenMgr : FakeComponent<IAuthTokenMgr>
     std::set<std::wstring> failing;
     std::vector<Platform::Sid> groups; // of the context that was seen last
     bool expired = false;
-    bool handsOutNothing = false;
     int expiryAsked = 0;
 };
 
@@ -151,23 +140,19 @@ struct FakeSettingsGate : FakeComponent<IServiceClient, IRequestService>
         EXPECT_STREQ(name, L"Service.SettingsManagementGate");
         EXPECT_EQ(reserved, 0U);
         ++proxies;
-        return serviceResult < 0 || handsOutNothing ? serviceResult : QueryInterface(iid, out);
+        return serviceResult != S_OK ? serviceResult : QueryInterface(iid, out);
     }
     HRESULT ProcessRequest(IKelNode* request, IKelNode** response) override
     {
         const KelNodePtr node = KelNodePtr::AddRef(request);
         const std::wstring account = node.GetString(L"DestUserName");
-        {
-            const std::lock_guard lock(guard);
-            requests.push_back(account);
-            lastRequest = node.Clone(KelnWholeTree);
-        }
+        requests.push_back(account);
+        lastRequest = node.Clone(KelnWholeTree);
         if (hook)
             hook(account);
         return answer(account, response);
     }
 
-    std::mutex guard; // of the requests
     std::vector<std::wstring> requests;
     KelNodePtr lastRequest;
     std::function<void(const std::wstring& account)> hook;
@@ -177,7 +162,6 @@ struct FakeSettingsGate : FakeComponent<IServiceClient, IRequestService>
         *response = CreateKelNode(nullptr, nullptr).Detach();
         return S_OK;
     };
-    HRESULT serviceResult = S_OK;
-    bool handsOutNothing = false;
-    std::atomic<int> proxies{0};
+    HRESULT serviceResult = S_OK; // another success comes without a service
+    int proxies = 0;
 };

@@ -3,10 +3,8 @@
 
 #include <atomic>
 #include <chrono>
-#include <future>
 #include <gtest/gtest.h>
 #include <thread>
-#include <vector>
 
 inline constexpr std::chrono::seconds WaitLimit{240};
 
@@ -22,22 +20,6 @@ bool Eventually(Condition condition)
     }
     return true;
 }
-
-// Other threads, for what must not wait for the calling one. They are joined in the end.
-class Elsewhere
-{
-public:
-    // Whether `body` ends while the calling thread waits for it.
-    template <class Body>
-    bool Ends(Body body)
-    {
-        m_runs.push_back(std::async(std::launch::async, body));
-        return m_runs.back().wait_for(WaitLimit) == std::future_status::ready;
-    }
-
-private:
-    std::vector<std::future<void>> m_runs;
-};
 
 // A gate that threads stop at until it is opened.
 class Gate
