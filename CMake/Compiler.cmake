@@ -15,7 +15,8 @@ endif()
 if(KESTRINE_PRECOMPILE)
     # Several sources are compiled as one: their anonymous namespaces then look like a header's, and what one of them names
     # for its own use is shadowed in the next.
-    target_compile_options(KestrineCompiler INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wno-subobject-linkage -Wno-shadow>)
+    target_compile_options(KestrineCompiler INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wno-shadow>
+        $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-subobject-linkage>)
     if(CMAKE_BUILD_TYPE STREQUAL "Debug")
         target_compile_options(KestrineCompiler INTERFACE -g1) # lines and functions
     endif()
