@@ -3,7 +3,6 @@
 #include "Common/Diagnostics/ImpersonationRevertGuard.h"
 #include "Platform/Testing/DebugOutput.h"
 #include "Platform/Testing/ExclusiveFile.h"
-#include "Platform/Testing/Process.h"
 #include "Platform/Testing/TemporaryFolder.h"
 #include "Platform/Testing/ThreadIdentity.h"
 #include "Platform/Text.h"
@@ -13,7 +12,6 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <optional>
-#include <thread>
 
 namespace
 {
@@ -177,26 +175,6 @@ TEST_F(FileLoggerTest, ASharingViolationIsTriedAgain)
     held.reset();
     logger.Write(L"free again", -1);
     EXPECT_EQ(Content(), L"free again");
-}
-
-TEST_F(FileLoggerTest, LinesOfSeveralThreadsDoNotMix)
-{
-    FileLogger logger(m_loggerSettings, L"Test.log", L"");
-    std::vector<std::thread> threads;
-    for (wchar_t c = L'a'; c < L'e'; ++c) {
-        threads.emplace_back([&logger, c] {
-            for (int i = 0; i < 200; ++i)
-                logger.Write((std::wstring(50, c) + L"\n").c_str(), 51);
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
-    std::wistringstream lines(Content());
-    std::size_t count = 0;
-    for (std::wstring line; std::getline(lines, line); ++count)
-        ASSERT_EQ(line, std::wstring(50, line[0]));
-    EXPECT_TRUE(count == 800 || (RunsUnderWine() && count > 700))
-        << count << "; appends of Wine's may meet in one place";
 }
 
 TEST_F(FileLoggerTest, OpensTheFileAsTheProcessWhoeverTheThreadWorksFor)

@@ -48,10 +48,7 @@ TEST(LogLine, ColumnsAreFixedAndTheTimeIsLocalWithSevenDecimals)
         std::wstring text;
     } cases[] = {
         {{"C:\\src/Dir\\File.cpp", 12}, 5, 0, L"| DBG  | 9029     7 | File.cpp:12                    | "},
-        {{"AVeryLongFileNameThatGoesOnAndOn.cpp", 1234},
-         2,
-         0,
-         L"| ERR  | 9029     7 | AVeryLongFileNameThatGoesO:1234| "},
+        {{"AVeryLongFileNameWithManyWs.c", 1234}, 2, 0, L"| ERR  | 9029     7 | AVeryLongFileNameWithManyW:1234| "},
         {{"F.cpp", 12345}, 8, 2, L"|      | 9029     7 | F.cpp:12345                    |     "},
         {{"F.cpp", 1}, 3, 40, L"| WARN | 9029     7 | F.cpp:1                        | " + std::wstring(60, L' ')},
     };
@@ -118,8 +115,6 @@ TEST(LogManager, FourLoggersAtMost)
     const DebugOutputCapture reports;
     EXPECT_FALSE(log.AddLogger(loggers[4]));
     EXPECT_EQ(reports.Text(), L"LogManager: Too many loggers\n");
-    log.RemoveLogger(loggers[0]);
-    EXPECT_TRUE(log.AddLogger(loggers[4]));
 }
 
 TEST(LogStatement, AnExceptionInTheMessageIsMarkedAndLeavesNothingElse)
@@ -134,13 +129,10 @@ TEST(LogStatement, KeepsTheLastErrorAlsoWhenTheSettingsAreRefreshed)
     ManualClock clock;
     SpoilingLogger spoiler;
     LogManager::Instance().AddLogger(spoiler);
-    for (const auto step : {std::chrono::milliseconds(0), std::chrono::milliseconds(6000)}) {
-        clock.Advance(step);
+    for (const auto severity : std::initializer_list<std::uint32_t>{LogSeverity::Err, 8}) { // on and off
+        clock.Advance(std::chrono::milliseconds(6000));
         SetLastFailure(1234);
-        LOG_ERR(L"some error");
-        EXPECT_EQ(LastFailure(), 1234);
-        clock.Advance(step);
-        LOG_AT(8, L"an off statement");
+        LOG_AT(severity, L"a statement");
         EXPECT_EQ(LastFailure(), 1234);
     }
     LogManager::Instance().RemoveLogger(spoiler);

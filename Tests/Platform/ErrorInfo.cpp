@@ -24,6 +24,8 @@ TEST(ErrorInfo, IsTheThreadsIsTakenOnceAndReplacesThePreviousOne)
 {
     const ErrorInfo first = ErrorInfo::Make(origin, L"d\u00E4");
     first.LeaveOnThread();
+    EXPECT_EQ(Take(), L"d\u00E4");
+    first.LeaveOnThread();
     ErrorInfo::Make(origin, L"").LeaveOnThread();
     std::thread([&first] {
         EXPECT_EQ(Take(), L"none") << "another thread's";
@@ -31,8 +33,6 @@ TEST(ErrorInfo, IsTheThreadsIsTakenOnceAndReplacesThePreviousOne)
     }).join();
     EXPECT_EQ(Take(), L"") << "lives without its maker's reference";
     EXPECT_EQ(Take(), L"none");
-    first.LeaveOnThread();
-    EXPECT_EQ(Take(), L"d\u00E4");
     first.LeaveOnThread();
     ErrorInfo().LeaveOnThread();
     EXPECT_EQ(Take(), L"none");

@@ -34,22 +34,6 @@ bool IsBlocked(int signal)
     return pthread_sigmask(SIG_BLOCK, nullptr, &blocked) == 0 && sigismember(&blocked, signal) == 1;
 }
 
-// The largest size of files that the process may write.
-class FileSizeLimit
-{
-public:
-    explicit FileSizeLimit(rlim_t size)
-    {
-        getrlimit(RLIMIT_FSIZE, &m_before);
-        const rlimit limit{size, m_before.rlim_max};
-        EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
-    }
-    ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &m_before); }
-
-private:
-    rlimit m_before{};
-};
-
 } // namespace
 
 TEST(Posix, MalformedRegistryFilesAreReportedAndEmpty)
@@ -94,29 +78,17 @@ TEST(Posix, ALineThatDoesNotFitIsTakenBackAndEndsNobody)
     const std::filesystem::path path = folder.Path() / "log";
     const Platform::AppendFile file = OpenLog(path);
     ASSERT_EQ(file.Write("abcd"), S_OK);
-    const auto failAtTheLimit = [&](rlim_t limit) {
-        const FileSizeLimit scope(limit);
-        return file.Write("efgh");
-    };
-    EXPECT_EQ(failAtTheLimit(7), HResultFromWin32(ERROR_FILE_TOO_LARGE)) << "three bytes fit";
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit limit{7, before.rlim_max};
+    EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+    EXPECT_EQ(file.Write("efgh"), HResultFromWin32(ERROR_FILE_TOO_LARGE)) << "three bytes fit";
+    EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
     EXPECT_EQ(std::filesystem::file_size(path), 4U);
     EXPECT_FALSE(IsPending(SIGXFSZ) || IsBlocked(SIGXFSZ));
     ASSERT_EQ(file.Write("ij"), S_OK);
     std::ifstream content(path);
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(content), {}), "abcdij");
-}
-
-TEST(Posix, FilesAndFoldersAreForOwnerAndGroup)
-{
-    const TemporaryFolder folder;
-    umask(0);
-    EXPECT_EQ(Platform::CreateFolder((folder.Path() / "sub").wstring()), S_OK);
-    EXPECT_TRUE(OpenLog(folder.Path() / "sub" / "log"));
-    const auto mode = [&](const char* name) {
-        return int(std::filesystem::status(folder.Path() / name).permissions());
-    };
-    EXPECT_EQ(mode("sub"), 0750);
-    EXPECT_EQ(mode("sub/log"), 0640);
 }
 
 TEST(Posix, LocalTimeFollowsTheZoneOfTheEnvironment)
