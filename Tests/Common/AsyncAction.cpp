@@ -101,6 +101,7 @@ TEST_F(AsyncActionTest, DestructionFinishesTheRunInProgressAndStartsNoOther)
     action->Trigger();
     ASSERT_TRUE(gate.WaitForArrivals(1));
     action->Trigger();
+    action->Stop();
     std::thread destroy([&] { action.reset(); });
     EXPECT_EQ(count, 0);
     gate.Open();

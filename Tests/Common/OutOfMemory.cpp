@@ -1,12 +1,9 @@
-#include "Common/Components/ComponentObject.h"
+#include "Common/Components/DbgAliveObjectsTracker.h"
 #include "Common/Diagnostics/FileLogger.h"
 #include "Common/Diagnostics/Log.h"
 #include "Common/Diagnostics/TraceScope.h"
 #include "Common/ErrorHandling/ErrorText.h"
 #include "Common/Helpers/AsyncAction.h"
-#include "Interfaces/ComponentPtr.h"
-#include "Interfaces/ConfigurableComponent.h"
-#include "Platform/Modules.h"
 #include "Platform/Testing/TemporaryFolder.h"
 #include "Platform/Text.h"
 #include "Tests/Support/FailingAllocations.h"
@@ -85,36 +82,3 @@ TEST_F(OutOfMemory, AWorkerLosesNoRunAndWaitsBeforeItTriesAgain)
     });
     ExpectLogInOrder();
 }
-
-#ifdef KESTRINE_MODULE
-TEST_F(OutOfMemory, TheModuleLoadsAndWorksWithoutWhatItCouldNotMake)
-{
-    const ScopedVariable openEachTime(L"GS_Logger_KeepOpenInterval", L"0");
-    const std::wstring path = std::filesystem::path(KESTRINE_MODULE).wstring();
-    FailEveryAllocation([&](FailingAllocations& memory) {
-        Platform::NativeModule module;
-        try {
-            Platform::NativeModule::Load(path, module);
-        } catch (const std::bad_alloc&) {
-            EXPECT_FALSE(module);
-        }
-        memory.End();
-        if (!module) {
-            EXPECT_TRUE(memory.Struck());
-            return;
-        }
-        const auto entry =
-            reinterpret_cast<HRESULT (*)(void**)>(const_cast<void*>(module.Find("GetComponentsModuleObject")));
-        IComponentsModule* object = nullptr;
-        ComponentPtr<IConfigurableComponent> component;
-        ASSERT_EQ(entry(reinterpret_cast<void**>(&object)), S_OK);
-        EXPECT_EQ(object->ReportAliveObjects(), S_OK);
-        EXPECT_EQ(
-            object->CreateInstance(KestrineClasses::SSRSRolesUpdater, IConfigurableComponent::Iid, component.OutVoid()),
-            S_OK);
-        EXPECT_EQ(component->Configure(nullptr), E_POINTER);
-        // A log file that could not be opened for a line during the load is not tried again at once.
-        EXPECT_TRUE(std::filesystem::remove(m_folder.Path() / "libKestrine.log") || memory.ForGood());
-    });
-}
-#endif

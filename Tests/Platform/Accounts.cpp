@@ -60,8 +60,6 @@ TEST(Sids, AreValidOrNotAndHaveAText)
     EXPECT_EQ(TextOf(valid), L"S-1-2147483647-305419896-4278190336");
     for (const Sid& bytes : {notValid, Sid(), Sid{1, 16, 0, 0, 0, 0, 0, 5}, Sid{1, 0, 0, 0, 0, 0, 0, 5, 0}})
         EXPECT_FALSE(IsValidSid(bytes));
-    for (const wchar_t* text : {L"S-1-5-18", L"S-1-5-19", L"S-1-5-20"})
-        EXPECT_TRUE(IsServiceSid(SidOf(text))) << testing::PrintToString(text);
     for (const wchar_t* text : {L"S-1-5-17", L"S-1-5-18-1", L"S-1-5-21-1-2-3-18"})
         EXPECT_FALSE(IsServiceSid(SidOf(text))) << testing::PrintToString(text);
 }
@@ -72,8 +70,7 @@ TEST(Sids, AreOfOneDomainOrNot)
     bool same = false;
     for (const wchar_t* text : {L"S-1-5-21-1-2-3-1106", L"S-1-5-21-1-2-3", L"S-1-5-21-1-2-3-4-5"})
         EXPECT_TRUE(AreOfSameDomain(user, SidOf(text), same) == S_OK && same) << testing::PrintToString(text);
-    for (const wchar_t* text : {L"S-1-5-21-1-2-4-1105", L"S-1-5-32-544"})
-        EXPECT_TRUE(AreOfSameDomain(user, SidOf(text), same) == S_OK && !same) << testing::PrintToString(text);
+    EXPECT_TRUE(AreOfSameDomain(user, SidOf(L"S-1-5-21-1-2-4-1105"), same) == S_OK && !same);
     for (const wchar_t* text : {L"S-1-5-18", L"S-1-1-0", L"S-1-5-21-1-2"})
         EXPECT_EQ(AreOfSameDomain(user, SidOf(text), same), HResultFromWin32(ERROR_NON_DOMAIN_SID));
     EXPECT_EQ(AreOfSameDomain(notValid, user, same), HResultFromWin32(ERROR_INVALID_SID));
@@ -177,6 +174,5 @@ TEST(ClientContexts, HaveTheGroupsOfTheirAccount)
     EXPECT_THAT(groupsOf(L"S-1-9-9", false), testing::IsEmpty());
     ClientContext none;
     EXPECT_EQ(MakeClientContext(SidOf(L"S-1-9-9"), true, none), HResultFromWin32(ERROR_NONE_MAPPED));
-    EXPECT_EQ(MakeClientContext(notValid, true, none), HResultFromWin32(ERROR_INVALID_SID));
     EXPECT_FALSE(none);
 }

@@ -37,7 +37,7 @@ TEST(Modules, AThreadHoldsTheModuleThatItsBodyLiesIn)
     }
 }
 
-TEST(Messages, OfAModule)
+TEST(Messages, OfAModuleAreInTheUsersLanguageFirst)
 {
     MessageModule messages;
     ASSERT_EQ(MessageModule::Load(PathOf(L"TestMessages.dll"), messages), S_OK);
@@ -48,14 +48,10 @@ TEST(Messages, OfAModule)
     std::ofstream(folder.Path() / "file") << "no message\n";
     EXPECT_EQ(MessageModule::Load((folder.Path() / "file").wstring(), none), HResultFromWin32(ERROR_BAD_EXE_FORMAT));
     EXPECT_FALSE(none);
-}
 
-TEST(Messages, OfAModuleAreInTheUsersLanguageWhateverTheThreads)
-{
-    MessageModule messages;
     ASSERT_EQ(MessageModule::Load(PathOf(L"TestLanguages.dll"), messages), S_OK);
     const GermanThread german;
-    EXPECT_EQ(messages.Find(0xFFF7), L"The user's.\r\n");
+    EXPECT_EQ(messages.Find(0xFFF7), L"The user's.\r\n") << "whatever the thread's language";
 }
 
 TEST(Messages, OfTheSystem)
