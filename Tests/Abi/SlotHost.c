@@ -1,9 +1,8 @@
-/* A host written in C, without any header of the project: it knows slot numbers, identifiers and structures only. It
- * loads the module, creates every class, asks for every interface, drives update cycles and unloads, many times over.
- * What it relies on is what another compiler's host relies on.
- *
- *     SlotHost MODULE [ROUNDS [KEPT]]     KEPT: open handles that the compiler's run-time may keep of each round
- */
+// A host written in C, without any header of the project: it knows slot numbers, identifiers and structures only. It
+// loads the module, creates every class, asks for every interface, drives update cycles and unloads, many times over.
+// What it relies on is what another compiler's host relies on.
+//
+//     SlotHost MODULE [ROUNDS [KEPT]]     KEPT: open handles that the compiler's run-time may keep of each round
 #include <stdatomic.h>
 #include <stdint.h>
 #include <stdio.h>
@@ -24,7 +23,7 @@ typedef struct Object
     const Slot* slots;
 } Object;
 
-/* The platform's loader (Platform/Testing/Process.h), and the two host libraries. */
+// The platform's loader (Platform/Testing/Process.h), and the two host libraries.
 void* OpenModule(const char* path);
 Slot FindExport(void* module, const char* name);
 void CloseModule(void* module);
@@ -48,7 +47,7 @@ static int failures;
 #define EXPECT(condition)                                                                                              \
     ((condition) ? (void)0 : (void)(++failures, fprintf(stderr, "SlotHost.c:%d: not so: %s\n", __LINE__, #condition)))
 
-/* Slots of every interface, and slot 8 of the module object. */
+// Slots of every interface, and slot 8 of the module object.
 #define SLOT(object, n, type) ((type)((object)->slots[n]))
 #define AddRef(o) SLOT(o, 0, uint32_t (*)(Object*))(o)
 #define Release(o) SLOT(o, 1, uint32_t (*)(Object*))(o)
@@ -57,7 +56,7 @@ static int failures;
 
 static const Guid Base = {0x51C3FBA2, 0x85FE, 0x436B, {0xA0, 0xFF, 0x1C, 0x61, 0xA5, 0xC0, 0xC5, 0x85}};
 static const Guid Module = {0x989524A9, 0x625D, 0x48C8, {0xAB, 0x03, 0x7C, 0x08, 0x4E, 0xB5, 0x26, 0x5D}};
-/* Configurable, sink, source, updater, consumer, service, control. */
+// Configurable, sink, source, updater, consumer, service, control.
 enum
 {
     Configurable = 0,
@@ -77,7 +76,7 @@ static const Guid Interfaces[InterfaceCount] = {
 static const struct
 {
     Guid id;
-    const char* answers; /* x for each interface that it has */
+    const char* answers; // x for each interface that it has
 } Classes[] = {
     {{0x164E71C0, 0x2257, 0x4F6A, {0x92, 0x3D, 0x7C, 0x7C, 0xCC, 0x9E, 0x4F, 0x37}}, "x-x--x-"},
     {{0x390AC417, 0x6289, 0x432E, {0x89, 0x06, 0x8F, 0x14, 0xF6, 0x0E, 0x77, 0x7F}}, "xxx----"},
@@ -86,7 +85,7 @@ static const struct
     {{0xB51DCB3B, 0xEDD1, 0x46ED, {0xB0, 0x33, 0x3E, 0xD2, 0x8C, 0x73, 0x94, 0x91}}, "x---x--"},
 };
 
-/* The module object: Initialize 3, ReportAliveObjects 4, Lock 5, Unlock 6, IsLocked 7, CreateInstance 8. */
+// The module object: Initialize 3, ReportAliveObjects 4, Lock 5, Unlock 6, IsLocked 7, CreateInstance 8.
 static int32_t IsLocked(Object* module)
 {
     int32_t locked = -1;
@@ -131,8 +130,8 @@ static void CheckClasses(Object* module)
     }
 }
 
-/* The host's own components: one count, one answer to every identifier. */
-static atomic_uint references, statements, asked; /* counted on several threads */
+// The host's own components: one count, one answer to every identifier.
+static atomic_uint references, statements, asked; // counted on several threads
 static Object* settingsSink;
 
 static uint32_t Hold(Object* self)
@@ -158,10 +157,8 @@ static HResult Unused(void)
 
 static HResult Execute(Object* self, const wchar_t* sql, int32_t reserved, void** result)
 {
-    static const size_t lengths[] = {209, 0, 497};
     (void)self;
     EXPECT(reserved == 0 && *result == NULL);
-    EXPECT(statements % 3 == 1 || wcslen(sql) == lengths[statements % 3]);
     EXPECT(statements % 3 != 1 || wcsstr(sql, L"VALUES (N'CORP\\ann',NULL,'A')"));
     ++statements;
     return OK;
@@ -196,7 +193,7 @@ static HResult Unsubscribe(Object* self, void* subscription)
 static Object settingsManager = {(const Slot[]){(Slot)Hold, (Slot)Drop, (Slot)Answer, (Slot)Unused, (Slot)Unused,
                                                 (Slot)Unused, (Slot)Subscribe, (Slot)Unsubscribe}};
 
-/* Text of an attribute: UTF-16LE bytes with a terminator on every platform. */
+// Text of an attribute: UTF-16LE bytes with a terminator on every platform.
 static void SetText(void* node, const wchar_t* name, const char* ascii)
 {
     uint8_t bytes[128] = {0};
@@ -234,11 +231,11 @@ static void DriveUpdateCycles(Object* module)
     EXPECT(Create(module, &Classes[2].id, &Interfaces[Configurable], &configurable) == OK);
     EXPECT(Query(configurable, &Interfaces[Updater], &updater) == OK);
     EXPECT(SLOT(configurable, 3, HResult(*)(Object*, void*))(configurable, config) == OK);
-    /* RegisterAccessInfoSource 3, UnregisterAccessInfoSource 4, UpdateAccessInfo 5 */
-    for (int i = 0; i < 3; ++i) /* in, out, in again */
+    // RegisterAccessInfoSource 3, UnregisterAccessInfoSource 4, UpdateAccessInfo 5
+    for (int i = 0; i < 3; ++i) // in, out, in again
         EXPECT(SLOT(updater, 3 + i % 2, HResult(*)(Object*, Object*))(updater, &source) == OK);
     EXPECT(SLOT(updater, 5, HResult(*)(Object*, Object*, int32_t))(updater, NULL, 1) == OK);
-    EXPECT(asked == 0 && statements == 0); /* no settings yet */
+    EXPECT(asked == 0 && statements == 0); // no settings yet
 
     EXPECT(KelnCreateNode(L"settings", NULL, &settings) == OK && KelnCreateNode(L"entry", NULL, &entry) == OK);
     EXPECT(KelnSetAttribute(entry, L"Enabled", 7, &enabled, 1) == OK && KelnAddChild(settings, entry) == OK);
@@ -246,7 +243,7 @@ static void DriveUpdateCycles(Object* module)
     EXPECT(SLOT(settingsSink, 3, HResult(*)(Object*, int32_t, int32_t, void*))(settingsSink, 1, 0, settings) == OK);
     for (int i = 0; i < 3; ++i)
         EXPECT(SLOT(updater, 5, HResult(*)(Object*, Object*, int32_t))(updater, NULL, 1) == OK);
-    EXPECT(asked >= 3 && statements == 3); /* an unchanged list is written once */
+    EXPECT(asked >= 3 && statements == 3); // an unchanged list is written once
 
     KelnCloseNodeHandle(config);
     KelnCloseNodeHandle(entry);
@@ -282,8 +279,8 @@ int main(int argc, char** argv)
         if (round == 0)
             handles = CountProcessHandles();
     }
-    printf("SlotHost: %u handles after the first round, %u at the end\n", handles, CountProcessHandles());
     EXPECT(handles > 0 && CountProcessHandles() <= handles + kept * (unsigned)rounds);
-    printf("SlotHost: %d rounds, %d failures\n", rounds, failures);
+    printf("SlotHost: %u handles after the first of %d rounds, %u at the end, %d failures\n", handles, rounds,
+           CountProcessHandles(), failures);
     return failures ? 1 : 0;
 }

@@ -19,19 +19,6 @@ using testing::Not;
 namespace
 {
 
-void ConfigureWithSecret(GetComponentsModuleObjectFunction entry)
-{
-    ComponentPtr<IComponentsModule> object;
-    ComponentPtr<IConfigurableComponent> updater;
-    ASSERT_EQ(entry(object.OutVoid()), S_OK);
-    ASSERT_EQ(object->CreateInstance(KestrineClasses::ReportAccessInfoUpdater, IConfigurableComponent::Iid,
-                                     updater.OutVoid()),
-              S_OK);
-    const KelNodePtr config = CreateKelNode(L"config", nullptr);
-    config.SetString(L"Password", L"secret");
-    EXPECT_LT(updater->Configure(config.Get()), 0);
-}
-
 // Loads the built module from a folder of its own, with its settings beside it, and has a component log a node. Returns
 // the log behind its banner.
 std::wstring LogWithSettings(const char* settings)
@@ -44,8 +31,16 @@ std::wstring LogWithSettings(const char* settings)
     Platform::NativeModule module;
     EXPECT_EQ(Platform::NativeModule::Load(path, module), S_OK);
     void* const entry = module.Find("GetComponentsModuleObject");
-    ConfigureWithSecret(reinterpret_cast<GetComponentsModuleObjectFunction>(entry));
-
+    {
+        ComponentPtr<IComponentsModule> object;
+        ComponentPtr<IConfigurableComponent> updater;
+        EXPECT_EQ(reinterpret_cast<GetComponentsModuleObjectFunction>(entry)(object.OutVoid()), S_OK);
+        object->CreateInstance(KestrineClasses::ReportAccessInfoUpdater, IConfigurableComponent::Iid,
+                               updater.OutVoid());
+        const KelNodePtr config = CreateKelNode(L"config", nullptr);
+        config.SetString(L"Password", L"secret");
+        EXPECT_LT(updater->Configure(config.Get()), 0);
+    }
     const std::wstring frame = std::wstring(100, L'*') + L"\r\n";
     const std::wstring banner =
         frame + L"*** Module: " + path + L" (Base: " + Strings::Hex(Platform::FindModule(entry)) +

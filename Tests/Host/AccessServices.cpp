@@ -1,5 +1,4 @@
-// What the module asks about accounts: tokens, permissions and roles.
-#include "Host/Components/RoleService.h"
+// What the module asks about accounts: tokens and permissions.
 #include "Host/Components/Security.h"
 #include "Platform/Testing/TestAccounts.h"
 #include "Tests/Host/NodwellFixture.h"
@@ -91,39 +90,4 @@ TEST_F(AccessServices, PermissionsAreTheOriginatingClientsAndItsGroups)
     checker->Faults().Fail({}, {L"down", {}});
     checker->Faults().Recover(Bob);
     EXPECT_EQ(Ask(Token(Ann)) + Ask(Token(Bob)), L"D\\ann: downD\\bob: down");
-}
-
-TEST_F(AccessServices, TheGateGrantsRolesAndFailsInThreeForms)
-{
-    const TemporaryFolder folder;
-    const auto database = MakeComponent<Host::ReportingDatabase>(folder.Path() / "roles.db");
-    const auto gate = MakeComponent<Host::RoleService>(database);
-    const auto client = MakeComponent<Host::ServiceClient>(gate);
-    ComponentPtr<IRequestService> service;
-    ASSERT_EQ(client->GetService(L"Service.SettingsManagementGate", 0, IRequestService::Iid, service.OutVoid()), S_OK);
-
-    Host::NodeDescription request{{}, L"SSRSSettingsAdjustRequest", {}, {}};
-    std::wstring error;
-    const auto send = [&] {
-        NodeHandle response;
-        const HRESULT result = service->ProcessRequest(Host::BuildNode(request).Get(), response.Out());
-        error = SUCCEEDED(result) ? Host::ReadText(response.Get(), L"ErrorSerialized").value_or(L"") : TakeErrorText();
-        return SUCCEEDED(result) ? Host::ReadInt32(response.Get(), L"AdjustResult").value() : result;
-    };
-    for (const wchar_t* name : {L"ReportServerUrl", L"DestUserName", L"ReportServerUserName", L"ReportServerPassword"})
-        request.attributes.push_back({name, std::wstring(name)});
-    EXPECT_EQ(send(), S_OK);
-    EXPECT_EQ(send(), S_OK);
-    EXPECT_EQ(database->Roles().at(0).account + database->Roles().at(0).reportServer, L"DestUserNameReportServerUrl");
-
-    request.attributes[1].value = L"ann";
-    gate->Faults().Fail(L"ann", {L"busy", Host::FaultForm::Call});
-    EXPECT_EQ(send(), HResultFromWin32(RPC_S_SERVER_UNAVAILABLE));
-    gate->Faults().Fail(L"ann", {L"busy", Host::FaultForm::Result});
-    EXPECT_EQ(send(), E_ACCESSDENIED);
-    EXPECT_EQ(error, L"0x80070005 ann: busy [SettingsGate]");
-    gate->Faults().Fail(L"ann", {L"busy", Host::FaultForm::BareResult});
-    EXPECT_EQ(send(), E_ACCESSDENIED);
-    EXPECT_EQ(error, L"");
-    EXPECT_EQ(database->Roles().size(), 1U);
 }

@@ -180,27 +180,3 @@ TEST_F(ConfigServer, EndingASubscriptionWaitsForItsNotification)
         EXPECT_EQ(sink.notifications.size(), 1U);
     }
 }
-
-TEST_F(ConfigServer, ASinkMayEndItsSubscriptionAndUseTheServer)
-{
-    for (const bool unsubscribe : {true, false}) {
-        ComponentPtr<IKelModifySubscription> subscription, made;
-        Sink other;
-        Sink sink([&](IKelModifySubscription* told) {
-            EXPECT_EQ(unsubscribe ? server->Unsubscribe(told) : S_OK, S_OK);
-            subscription.Reset();
-            made = Watch(other, L"\\R\\B");
-            Set(L"\\R\\B", L"from the sink");
-            return S_OK;
-        });
-        subscription = Watch(sink, L"\\R\\A");
-        Set(L"\\R\\A", L"1");
-        Set(L"\\R\\A", L"2");
-        server->WaitUntilDelivered();
-        EXPECT_EQ(sink.notifications.size(), 1U);
-        EXPECT_THAT(other.notifications, ElementsAre(L"2 \\R\\B=2"));
-        EXPECT_EQ(server->Unsubscribe(made.Get()), S_OK);
-        EXPECT_EQ(server->Unsubscribe(made.Get()), NotFound);
-        EXPECT_EQ(made->Activate(), NotFound);
-    }
-}

@@ -93,16 +93,3 @@ TEST_F(NodeTrees, ClonesStandAloneAndKeepTheOriginalsPathUntilTheyGetAParent)
     EXPECT_EQ(KelnRemoveChild(item.Get(), clone.Get()), S_OK);
     EXPECT_EQ(PathOf(copy), L"\\List\\Item");
 }
-
-TEST_F(NodeTrees, NamesComeWholeOrNotAtAll)
-{
-    const NodeHandle node = Create(L"Node");
-    for (const wchar_t* name : {L"Bb", L"A", L"bB", L"A", L"Bb"})
-        Host::SetAttribute(node.Get(), name, {});
-    wchar_t names[] = L"???????";
-    uint32_t size = 7;
-    EXPECT_EQ(KelnGetAttributeNames(node.Get(), names, &size), TooSmall);
-    EXPECT_STREQ(names, L"???????");
-    EXPECT_EQ(KelnGetAttributeNames(node.Get(), names, &size), S_OK);
-    EXPECT_EQ(std::wstring(names, size), std::wstring(L"Bb\0A\0bB\0", 8)) << "in the order of first setting";
-}

@@ -165,15 +165,6 @@ TEST_F(Database, AFailingStatementLeavesTheTableAsItWas)
     EXPECT_THAT(Rows(), ElementsAre(L"b NULL"));
 }
 
-TEST_F(Database, TheTraceHoldsEveryTextAsItWasSent)
-{
-    database->TraceTo(folder.Path() / "trace.sql");
-    EXPECT_EQ(Execute(Open(), L"nonsense 'é"), Host::SqlNotUnderstood);
-    EXPECT_EQ(Execute(Open(), L"more\n"), Host::SqlNotUnderstood);
-    const std::string line = std::string(60, '-') + '\n';
-    EXPECT_EQ(ReadAll(folder.Path() / "trace.sql"), "nonsense '\xC3\xA9\n-- 1 " + line + "more\n\n-- 2 " + line);
-}
-
 TEST_F(Database, TheFileIsOfUseToAnySqliteTool)
 {
     ASSERT_EQ(Write({L"N'a',NULL,'A'"}), S_OK);

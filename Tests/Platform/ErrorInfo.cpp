@@ -5,35 +5,23 @@
 
 using Platform::ErrorInfo;
 
-namespace
-{
-
-constexpr GUID origin{1, 2, 3, {4}};
-
-// "none" when there is none.
-std::wstring Take()
-{
-    const ErrorInfo info = ErrorInfo::TakeFromThread();
-    EXPECT_TRUE(info.Origin() == (info ? origin : GUID{}));
-    return info ? info.Description() : L"none";
-}
-
-} // namespace
-
 TEST(ErrorInfo, IsTheThreadsIsTakenOnceAndReplacesThePreviousOne)
 {
+    constexpr GUID origin{1, 2, 3, {4}};
     const ErrorInfo first = ErrorInfo::Make(origin, L"d\u00E4");
     first.LeaveOnThread();
-    ErrorInfo::Make(origin, L"").LeaveOnThread();
+    ErrorInfo::Make(origin, L"second").LeaveOnThread();
     std::thread([&first] {
-        EXPECT_EQ(Take(), L"none") << "another thread's";
+        EXPECT_FALSE(ErrorInfo::TakeFromThread()) << "another thread's";
         first.LeaveOnThread();
     }).join();
-    EXPECT_EQ(Take(), L"") << "lives without its maker's reference";
-    EXPECT_EQ(Take(), L"none");
+    const ErrorInfo second = ErrorInfo::TakeFromThread();
+    EXPECT_TRUE(second && second.Origin() == origin);
+    EXPECT_EQ(second.Description(), L"second") << "lives without its maker's reference";
+    EXPECT_FALSE(ErrorInfo::TakeFromThread());
     first.LeaveOnThread();
-    EXPECT_EQ(Take(), L"d\u00E4");
+    EXPECT_EQ(ErrorInfo::TakeFromThread().Description(), L"d\u00E4");
     first.LeaveOnThread();
     ErrorInfo().LeaveOnThread();
-    EXPECT_EQ(Take(), L"none");
+    EXPECT_FALSE(ErrorInfo::TakeFromThread());
 }
