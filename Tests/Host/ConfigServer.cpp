@@ -1,9 +1,7 @@
 #include "Host/Components/ConfigServerProxy.h"
 #include "Host/Support/Failure.h"
 #include "Tests/Host/NodwellFixture.h"
-#include "Tests/Support/Waiting.h"
 
-#include <future>
 #include <gmock/gmock.h>
 
 using Host::ConfigServerProxy;
@@ -156,27 +154,4 @@ TEST_F(ConfigServer, ContentIsTheChangedNodeOrTheWholeWatchedOne)
                 ElementsAre(L"2 \\R\\A\\C=2 C{c2}", L"4 \\R\\A\\C\\D=4", L"4 \\R\\A=4 \\R\\A\\C=4"));
     EXPECT_THAT(whole.notifications, ElementsAre(L"1 \\R\\A=1 A{a}(C{c}(D{d}))", L"2 \\R\\A\\C=2 A{a}(C{c2}(D{d}))",
                                                  L"4 \\R\\A\\C\\D=4 A{a}(C{c2})", L"4 \\R\\A=4 \\R\\A\\C=4"));
-}
-
-TEST_F(ConfigServer, EndingASubscriptionWaitsForItsNotification)
-{
-    // By unsubscribing, and by releasing the last reference.
-    for (const bool unsubscribe : {true, false}) {
-        Gate gate;
-        Sink sink([&](IKelModifySubscription*) { return gate.Pass(), S_OK; });
-        auto subscription = Watch(sink, L"\\R\\A");
-        Set(L"\\R\\A", L"1");
-        Set(L"\\R\\A", L"2");
-        ASSERT_TRUE(gate.WaitForArrivals(1));
-        std::future<void> ended = std::async(std::launch::async, [&] {
-            EXPECT_EQ(unsubscribe ? server->Unsubscribe(subscription.Get()) : S_OK, S_OK);
-            subscription.Reset();
-        });
-        EXPECT_TRUE(Eventually([&] { return server->LiveSubscriptions() == 0; }));
-        EXPECT_EQ(ended.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
-        gate.Open();
-        ended.wait();
-        server->WaitUntilDelivered();
-        EXPECT_EQ(sink.notifications.size(), 1U);
-    }
 }

@@ -85,39 +85,7 @@ std::wstring Literal(const std::optional<std::wstring>& text)
     return text ? L"N'" + *text + L"'" : L"NULL";
 }
 
-// The complaint about a text that must not be understood.
-std::wstring Refusal(const std::wstring& sql)
-{
-    try {
-        Host::ReadSqlStatement(sql);
-        return L"(understood)";
-    } catch (const Host::Failure& failure) {
-        EXPECT_EQ(failure.result, Host::SqlNotUnderstood);
-        return failure.text;
-    }
-}
-
 } // namespace
-
-TEST(SqlReading, BlanksAreFreeAndRefusalsQuoteWhereItStopped)
-{
-    const std::wstring insert = SqlTexts::InsertHead + L"N'a), (''',NULL,'A') \r\n,\t( N'' , NULL , 'D' ) ";
-    const auto rows = Host::ReadSqlStatement(insert).rows;
-    ASSERT_EQ(rows.size(), 2U);
-    EXPECT_EQ(rows[0].loginName, L"a), ('");
-    EXPECT_TRUE(rows[1].loginName == L"" && !rows[1].managedObjectUId && rows[1].isDelete && !rows[0].isDelete);
-    std::wstring merge = SqlTexts::Merge;
-    merge.replace(merge.find(L"!="), 2, L"<>");
-    const std::pair<std::wstring, const wchar_t*> cases[] = {
-        {L" \n", L"at its end: expected IF, INSERT or MERGE"},
-        {merge, L"at character 355, near '<> 'D'   THEN INSERT…': expected !="},
-        {SqlTexts::InsertHead + L"N'it''s", L"at character 81, near 'N'it''s': expected a closing quote"},
-        {SqlTexts::InsertHead + L"NULL,NULL,'X')", L"at character 91, near ''X')': expected 'A' or 'D'"},
-        {SqlTexts::InsertHead + L"NULL,NULL,'A'); DROP", L"at character 95, near '; DROP': expected the end"},
-    };
-    for (const auto& [sql, refusal] : cases)
-        EXPECT_EQ(Refusal(sql), std::wstring(L"SQL text not understood ") + refusal);
-}
 
 TEST_F(Database, MergesAsTheStatementSays)
 {
@@ -163,20 +131,6 @@ TEST_F(Database, AFailingStatementLeavesTheTableAsItWas)
     EXPECT_EQ(Execute(connection, SqlTexts::InsertHead + L"N'b',NULL,'A'),(N'A',NULL,'D')"), S_OK);
     EXPECT_EQ(Execute(connection, SqlTexts::Merge), S_OK);
     EXPECT_THAT(Rows(), ElementsAre(L"b NULL"));
-}
-
-TEST_F(Database, TheFileIsOfUseToAnySqliteTool)
-{
-    ASSERT_EQ(Write({L"N'a',NULL,'A'"}), S_OK);
-    {
-        Sqlite::Connection plain(file, Sqlite::Access::Create);
-        plain.Execute("INSERT INTO AccessRights VALUES ('B', '0c8e2b1a-5d3f-4e7a-9b61-2f4d8c7a1e05')");
-    }
-    // Identifiers compare as such, whatever the tool wrote.
-    EXPECT_EQ(
-        Write({std::wstring(L"N'b',N'") + Ward + L"','A'", L"N'c',N'{0c8e2b1a-5d3f-4e7a-9b61-2f4d8c7a1e05}','A'"}),
-        S_OK);
-    EXPECT_THAT(Rows(), ElementsAre(L"B 0c8e2b1a-5d3f-4e7a-9b61-2f4d8c7a1e05", std::wstring(L"c ") + Ward));
 }
 
 TEST_F(Database, AnotherDatabaseIsRefusedAndLeftAsItIs)

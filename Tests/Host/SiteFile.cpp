@@ -87,17 +87,6 @@ TEST(SiteFile, ACompleteSiteIsReadAsItIsWritten)
     EXPECT_TRUE(site.accounts.starts_with("computer DESK = S-1-5-21-1-2-3\ndomain D = S-1-5-21-4-5-6\nuser D\\ann"));
     EXPECT_TRUE(site.timeline[4].cycle && !site.timeline[3].cycle && !site.timeline[6].cycle);
     EXPECT_EQ(site.timeline[6].until->granted[0], L"DESK\\bob");
-
-    const NodeHandle tree = Host::BuildNode(site.configuration);
-    const NodeHandle status = Host::FindNode(tree.Get(), L"\\Root\\Status");
-    const std::pair<const wchar_t*, uint16_t> types[] = {{L"On", KelnBool},       {L"Small", KelnInt32},
-                                                         {L"Large", KelnInt64},   {L"List", KelnTextList},
-                                                         {L"Nothing", KelnEmpty}, {L"Raw", KelnBinary}};
-    for (const auto& [name, expected] : types) {
-        uint16_t type = 0xFFFF;
-        KelnGetAttribute(status.Get(), name, nullptr, nullptr, nullptr, &type);
-        EXPECT_EQ(type, expected) << name;
-    }
 }
 
 // One of each kind: of the schema, of the references between parts, of what has happened by then.
