@@ -92,7 +92,8 @@ TEST(LogCycles, EachOutcomeHasItsLine)
     for (const auto& [filter, count] : {std::pair(Filter{SeverityWarn, "", {}}, 1),
                                         {Filter{{}, "2026-11-22 14:00:12", {}}, 5},
                                         {Filter{{}, "", 2}, 1}})
-        EXPECT_EQ(std::ranges::count_if(cycles, [&](const Cycle& each) { return filter.Passes(each); }), count);
+        EXPECT_EQ(std::ranges::count_if(cycles, [&chosen = filter](const Cycle& each) { return chosen.Passes(each); }),
+                  count);
 }
 
 TEST(LogCycles, ThePageEscapesWhatTheLogHolds)

@@ -92,7 +92,8 @@ TEST(LogReader, FiltersCombineAndKeepTheLinesOfAnEntry)
     };
     const std::vector<Line> lines = ReadLines(log);
     for (const auto& [filter, count] : cases)
-        EXPECT_EQ(std::ranges::count_if(lines, [&](const Line& line) { return filter.Passes(line); }), count);
+        EXPECT_EQ(std::ranges::count_if(lines, [&chosen = filter](const Line& line) { return chosen.Passes(line); }),
+                  count);
 
     std::string text = "2026-11-22T14:00";
     EXPECT_EQ(ReadSince(text), "");
