@@ -17,6 +17,7 @@ TEST(ParseUrl, SplitsSchemeHostPortAndPath)
         {L"1:2:3:4:5:6:7:8:80", {L"http", L"1:2:3:4:5:6:7:8", L"80", L""}},
         {L"localhost/ReportServer", {L"http", L"localhost", L"", L"/ReportServer"}},
         {L"http://./ReportServer", {L"http", L"", L"", L"/ReportServer"}},
+        {L"[]", {L"http", L"", L"", L""}},
         {L":80/x", {L"http", L"", L"80", L"/x"}},
         {L"ftp://host/x", {L"http", L"ftp", L"", L"//host/x"}},
         {L"", {L"http", L"", L"", L""}},
