@@ -362,7 +362,7 @@ void AccountTrail::Write(std::ostream& out) const
         if (sid != m_account)
             out << "  " << sid;
     }
-    const auto firstOf = [](std::string text, const std::string& other) { return text.empty() ? other : text; };
+    const auto firstOf = [](const std::string& text, const std::string& other) { return text.empty() ? other : text; };
     out << "\nrights: "
         << firstOf(Last({"table"}),
                    firstOf(Last({"change"}), "the log tells of no write of the table with or without it"));
