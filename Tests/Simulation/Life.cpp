@@ -114,7 +114,7 @@ public:
                 Burst();
         }
         Unload();
-        m_outcome.hash = schedule.hash;
+        m_outcome.hash = schedule.hash ^ schedule.steps;
         m_outcome.steps = schedule.steps;
         m_outcome.writes = m_world.writes;
         m_outcome.injected = m_world.injected;

@@ -258,7 +258,7 @@ public:
         const ComponentPtr<IReportingSettingsModifySink> kept(sink);
         deliveries.First(handle.Get(), [&] {
             settingsSubscriptions.emplace_back(handle, kept);
-            return SettingsNotification(kept);
+            return SettingsNotification(handle, kept);
         });
         if (const HRESULT hr = Enter(Settings); hr < 0) { // an answer that gets lost
             Remove(handle.Get());
@@ -285,7 +285,7 @@ public:
     {
         const Atomic atomic;
         for (const auto& [handle, sink] : settingsSubscriptions)
-            deliveries.Post(handle.Get(), SettingsNotification(sink));
+            deliveries.Post(handle.Get(), SettingsNotification(handle, sink));
     }
 
     std::wstring ReportServer() const
@@ -511,7 +511,9 @@ private:
         return account != Member ? grants[account][permission] : groups ? Grant(Containers{L"c1"}) : Grant();
     }
 
-    Deliveries::Call SettingsNotification(const ComponentPtr<IReportingSettingsModifySink>& sink)
+    // Keeps the handle, so that no other one has its address, by which notifications are cancelled and waited for.
+    Deliveries::Call SettingsNotification(const KelNodePtr& handle,
+                                          const ComponentPtr<IReportingSettingsModifySink>& sink)
     {
         const KelNodePtr settings = CreateKelNode(L"DBSettings", nullptr);
         const KelNodePtr entry = CreateKelNode(L"entry", nullptr);
@@ -520,7 +522,7 @@ private:
         entry.SetString(L"ReportServerUserName", L"svc");
         entry.SetBinary(L"ReportServerPassword", {1});
         settings.AddChild(entry);
-        return [this, sink, settings, server = ReportServer()] {
+        return [this, handle, sink, settings, server = ReportServer()] {
             told[server] = Never;
             sink->OnModified(1, 0, settings.Get());
             told[server] = schedule.now;

@@ -7,6 +7,7 @@
 #include <dlfcn.h>
 #include <execinfo.h>
 #include <memory>
+#include <pthread.h>
 #include <semaphore.h>
 #include <thread>
 #include <unistd.h>
@@ -153,6 +154,25 @@ Thread& AddThread()
     schedule.alive = alive.size();
     return *alive.back();
 }
+
+// A thread ends when its thread-local objects are destroyed, since their destructors still pass points.
+void EndThread(void* ending)
+{
+    Thread& thread = *static_cast<Thread*>(ending);
+    Point();
+    thread.ended = true;
+    WakeWaiters(&thread);
+    std::erase(alive, &thread);
+    schedule.alive = alive.size();
+    GoOn();
+}
+
+// Its destructor is called behind those of thread-local objects.
+const pthread_key_t endOfThread = [] {
+    pthread_key_t key{};
+    pthread_key_create(&key, &EndThread);
+    return key;
+}();
 
 // A line for each function.
 void PrintStack(void* const (&frames)[Frames])
@@ -334,13 +354,8 @@ unsigned StartThread(void (*run)(void*), void* body)
     std::thread([run, body, &thread] {
         while (sem_wait(&thread.baton) != 0)
             ;
+        pthread_setspecific(endOfThread, &thread);
         run(body);
-        Point();
-        thread.ended = true;
-        WakeWaiters(&thread);
-        std::erase(alive, &thread);
-        schedule.alive = alive.size();
-        GoOn();
     }).detach();
     Point();
     return thread.number;
