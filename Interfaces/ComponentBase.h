@@ -2,10 +2,11 @@
 //
 // An interface is a table of operations called by slot: no data, no overloads, no virtual destructor. Slots 0 to 2 are
 // the three below, in this order (AddRef first, QueryInterface last); an interface's own operations start at slot 3.
-// Every operation returns an HRESULT (negative: failure); what a failing operation knows beyond its code it leaves in
-// the thread's error information (GetErrorInfo). Pointers passed in are borrowed for the call: to keep one, take a
-// reference. Pointers and nodes passed out carry one reference that the caller releases. Out parameters are set to null
-// by the caller and left null on failure. Operations may be called on any thread unless they say otherwise.
+// Slots that the module never calls have a body, which implementers leave alone. Every operation returns an HRESULT
+// (negative: failure); what a failing operation knows beyond its code it leaves in the thread's error information
+// (GetErrorInfo). Pointers passed in are borrowed for the call: to keep one, take a reference. Pointers and nodes
+// passed out carry one reference that the caller releases. Out parameters are set to null by the caller and left null
+// on failure. Operations may be called on any thread unless they say otherwise.
 #pragma once
 
 #include "Platform/Types.h"

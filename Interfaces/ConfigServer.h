@@ -25,7 +25,7 @@ struct IKelModifySubscription : IComponentBase
     // Notifications start with this call.
     virtual HRESULT Activate() = 0;
 
-    virtual HRESULT UnusedSlot4() = 0;
+    virtual HRESULT UnusedSlot4() { return E_NOTIMPL; }
 
     // The subscription's identifier.
     virtual HRESULT GetId(GUID* id) = 0;

@@ -22,9 +22,9 @@ struct IReportingSettingsManager : IComponentBase
 {
     static constexpr GUID Iid{0x316334B1, 0xA966, 0x4688, {0xA9, 0xC5, 0x01, 0x5B, 0x02, 0x09, 0x7A, 0x4A}};
 
-    virtual HRESULT UnusedSlot3() = 0;
-    virtual HRESULT UnusedSlot4() = 0;
-    virtual HRESULT UnusedSlot5() = 0;
+    virtual HRESULT UnusedSlot3() { return E_NOTIMPL; }
+    virtual HRESULT UnusedSlot4() { return E_NOTIMPL; }
+    virtual HRESULT UnusedSlot5() { return E_NOTIMPL; }
 
     // Subscribes `sink` (the manager keeps a reference) to the settings of a type; the module passes 1. `subscription`
     // receives the handle for `Unsubscribe`. The current settings, where there are any, are delivered as the first

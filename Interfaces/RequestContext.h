@@ -6,13 +6,13 @@
 
 struct IRequestContext : IComponentBase
 {
-    virtual HRESULT UnusedSlot3() = 0;
-    virtual HRESULT UnusedSlot4() = 0;
-    virtual HRESULT UnusedSlot5() = 0;
-    virtual HRESULT UnusedSlot6() = 0;
-    virtual HRESULT UnusedSlot7() = 0;
-    virtual HRESULT UnusedSlot8() = 0;
-    virtual HRESULT UnusedSlot9() = 0;
+    virtual HRESULT UnusedSlot3() { return E_NOTIMPL; }
+    virtual HRESULT UnusedSlot4() { return E_NOTIMPL; }
+    virtual HRESULT UnusedSlot5() { return E_NOTIMPL; }
+    virtual HRESULT UnusedSlot6() { return E_NOTIMPL; }
+    virtual HRESULT UnusedSlot7() { return E_NOTIMPL; }
+    virtual HRESULT UnusedSlot8() { return E_NOTIMPL; }
+    virtual HRESULT UnusedSlot9() { return E_NOTIMPL; }
 
     // The caller's auth token; success with null when the request has none.
     virtual HRESULT GetAuthToken(IKelNode** token) = 0;

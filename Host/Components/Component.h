@@ -10,10 +10,10 @@
 namespace Host
 {
 
-// Implements the slots that all interfaces share for an object with the one interface `Interface`. Objects start with
-// one reference.
-template <class Interface>
-class Component : public Interface
+// Implements the slots that all interfaces share for an object with the interfaces listed. Objects start with one
+// reference.
+template <class First, class... Rest>
+class Component : public First, public Rest...
 {
 public:
     Component(const Component&) = delete;
@@ -33,12 +33,19 @@ public:
     {
         if (!out)
             return E_INVALIDARG;
-        if (!(iid == IComponentBase::Iid) && !(iid == Interface::Iid))
+        void* found = iid == First::Iid ? static_cast<First*>(this) : nullptr;
+        ((found = iid == Rest::Iid ? static_cast<Rest*>(this) : found), ...);
+        if (iid == IComponentBase::Iid) // also the one of interfaces that have none of their own
+            found = Base();
+        if (!found)
             return E_NOINTERFACE;
         AddRef();
-        *out = static_cast<Interface*>(this);
+        *out = found;
         return S_OK;
     }
+
+    ULONG References() const { return m_references; }
+    IComponentBase* Base() { return static_cast<First*>(this); }
 
 protected:
     Component() = default;

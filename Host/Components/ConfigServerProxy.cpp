@@ -104,7 +104,6 @@ public:
     {
         return Boundary([this] { return m_server->Activate(*this); });
     }
-    HRESULT UnusedSlot4() override { return E_NOTIMPL; }
     HRESULT GetId(GUID* id) override
     {
         return Boundary([=, this] {

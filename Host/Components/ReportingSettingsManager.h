@@ -19,10 +19,6 @@ class ReportingSettingsManager final : public Component<IReportingSettingsManage
 public:
     ReportingSettingsManager() = default;
 
-    HRESULT UnusedSlot3() override { return E_NOTIMPL; }
-    HRESULT UnusedSlot4() override { return E_NOTIMPL; }
-    HRESULT UnusedSlot5() override { return E_NOTIMPL; }
-
     // E_INVALIDARG for a type other than 1.
     HRESULT Subscribe(std::int32_t settingsType, IReportingSettingsModifySink* sink, IKelNode** subscription) override
     {

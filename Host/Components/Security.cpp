@@ -29,14 +29,6 @@ public:
     explicit RequestContext(NodeHandle token) : m_token(std::move(token)) {}
     ~RequestContext() override = default;
 
-    HRESULT UnusedSlot3() override { return E_NOTIMPL; }
-    HRESULT UnusedSlot4() override { return E_NOTIMPL; }
-    HRESULT UnusedSlot5() override { return E_NOTIMPL; }
-    HRESULT UnusedSlot6() override { return E_NOTIMPL; }
-    HRESULT UnusedSlot7() override { return E_NOTIMPL; }
-    HRESULT UnusedSlot8() override { return E_NOTIMPL; }
-    HRESULT UnusedSlot9() override { return E_NOTIMPL; }
-
     HRESULT GetAuthToken(IKelNode** token) override
     {
         if (!token)

@@ -64,9 +64,6 @@ struct MinimalHost final : IDatabaseConnectionManager, IDatabaseConnection, IRep
         return S_OK;
     }
 
-    HRESULT UnusedSlot3() override { return E_NOTIMPL; }
-    HRESULT UnusedSlot4() override { return E_NOTIMPL; }
-    HRESULT UnusedSlot5() override { return E_NOTIMPL; }
     HRESULT Subscribe(int32_t type, IReportingSettingsModifySink* sink, IKelNode** subscription) override
     {
         const HRESULT result = KelnCreateNode(L"Subscription", nullptr, subscription);

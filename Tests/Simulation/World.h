@@ -2,8 +2,8 @@
 // the scheduler lets run touches it, so it needs no locks; a walk with calls of other code in between goes over a copy.
 #pragma once
 
-#include "Common/Components/InterfaceLookup.h"
 #include "Common/Nodes/KelNodePtr.h"
+#include "Host/Components/Component.h"
 #include "Host/Components/ModifiedNodes.h"
 #include "Host/ReportingDatabase/SqlStatements.h"
 #include "Interfaces/AccessInfo.h"
@@ -26,36 +26,6 @@
 
 namespace Simulation
 {
-
-template <class... I>
-class Twin : public I...
-{
-public:
-    Twin() = default;
-    virtual ~Twin() = default;
-    Twin(const Twin&) = delete;
-    Twin& operator=(const Twin&) = delete;
-
-    ULONG AddRef() override { return ++m_references; }
-    ULONG Release() override
-    {
-        const ULONG left = --m_references;
-        if (left == 0)
-            delete this;
-        return left;
-    }
-    HRESULT QueryInterface(REFIID iid, void** out) override
-    {
-        const HRESULT hr = LookUpInterface(*this, InterfaceList<I...>(), iid, out);
-        if (hr >= 0)
-            AddRef();
-        return hr;
-    }
-    ULONG References() const { return m_references; }
-
-private:
-    ULONG m_references = 1;
-};
 
 inline constexpr HRESULT Injected = static_cast<HRESULT>(0x8004F001);
 inline constexpr std::size_t Accounts = 10;
@@ -128,7 +98,7 @@ struct Weather
     std::uint64_t injected = 0;
 };
 
-struct Source : Twin<IAccessInfoSource>
+struct Source : Host::Component<IAccessInfoSource>
 {
     explicit Source(Weather& itsWeather) : weather(itsWeather) {}
 
@@ -156,7 +126,7 @@ struct Source : Twin<IAccessInfoSource>
 
 class World;
 
-class ConfigSubscription : public Twin<IKelModifySubscription>
+class ConfigSubscription : public Host::Component<IKelModifySubscription>
 {
 public:
     ConfigSubscription(World& world, std::wstring path, IModifySubscriptionSink* itsSink)
@@ -166,7 +136,6 @@ public:
         m_id.Data1 = ++last;
     }
     HRESULT Activate() override;
-    HRESULT UnusedSlot4() override { return E_NOTIMPL; }
     HRESULT GetId(GUID* out) override { return *out = m_id, S_OK; }
     Deliveries::Call Notification(); // of the node as it is now
     bool Watches(const std::wstring& path) const { return m_active && path == m_path; }
@@ -181,20 +150,12 @@ private:
 };
 
 // Everything that the module finds by name.
-class World
-    : public Twin<IConfigServerProxy, IReportingSettingsManager, IPermissionsChecker, IAuthTokenMgr, IRequestContextMgr,
-                  IRequestContext, IServiceClient, IRequestService, IDatabaseConnectionManager>,
-      public Weather
+class World : public Host::Component<IConfigServerProxy, IReportingSettingsManager, IPermissionsChecker, IAuthTokenMgr,
+                                     IRequestContextMgr, IRequestContext, IServiceClient, IRequestService,
+                                     IDatabaseConnectionManager>,
+              public Weather
 {
 public:
-    HRESULT UnusedSlot3() override { return E_NOTIMPL; }
-    HRESULT UnusedSlot4() override { return E_NOTIMPL; }
-    HRESULT UnusedSlot5() override { return E_NOTIMPL; }
-    HRESULT UnusedSlot6() override { return E_NOTIMPL; }
-    HRESULT UnusedSlot7() override { return E_NOTIMPL; }
-    HRESULT UnusedSlot8() override { return E_NOTIMPL; }
-    HRESULT UnusedSlot9() override { return E_NOTIMPL; }
-
     // The configuration server.
 
     HRESULT Subscribe(IKelNode* filter, IKelNode*, IModifySubscriptionSink* sink, IKelModifySubscription** out) override
@@ -394,7 +355,7 @@ public:
 
     // The database.
 
-    struct Connection : Twin<IDatabaseConnection>
+    struct Connection : Host::Component<IDatabaseConnection>
     {
         explicit Connection(World& itsWorld) : world(itsWorld) {}
         ~Connection() override

@@ -1,41 +1,22 @@
 // Components of the host as a test wants them.
 #pragma once
 
-#include "Common/Components/InterfaceLookup.h"
+#include "Host/Components/Component.h"
 #include "Host/Halvex/Registry.h"
-#include "Interfaces/ComponentPtr.h"
 
-#include <atomic>
 #include <gtest/gtest.h>
 #include <optional>
 #include <string>
-#include <tuple>
 
 // Lives in the test's frame; a reference that is still held when it is destroyed fails the test.
 template <class... I>
-class FakeComponent : public I...
+struct FakeComponent : Host::Component<I...>
 {
-public:
-    FakeComponent() = default;
-    virtual ~FakeComponent() { EXPECT_EQ(m_references, 1U) << "references to a fake component were left behind"; }
-    FakeComponent(const FakeComponent&) = delete;
-    FakeComponent& operator=(const FakeComponent&) = delete;
-
-    ULONG AddRef() override { return ++m_references; }
-    ULONG Release() override { return --m_references; }
-    HRESULT QueryInterface(REFIID iid, void** out) override
+    ~FakeComponent() override
     {
-        const HRESULT hr = LookUpInterface(*this, InterfaceList<I...>(), iid, out);
-        if (hr >= 0)
-            AddRef();
-        return hr;
+        EXPECT_EQ(this->References(), 1U) << "references to a fake component were left behind";
     }
-
-    ULONG References() const { return m_references; }
-    IComponentBase* Base() { return static_cast<std::tuple_element_t<0, std::tuple<I...>>*>(this); }
-
-private:
-    std::atomic<ULONG> m_references{1};
+    void Dispose() override {}
 };
 
 // A component under a name while the scope lasts.

@@ -119,9 +119,6 @@ struct FakeDatabase : FakeComponent<IDatabaseConnectionManager, IDatabaseConnect
 
 struct FakeSettingsManager : FakeComponent<IReportingSettingsManager>
 {
-    HRESULT UnusedSlot3() override { return E_NOTIMPL; }
-    HRESULT UnusedSlot4() override { return E_NOTIMPL; }
-    HRESULT UnusedSlot5() override { return E_NOTIMPL; }
     HRESULT Subscribe(std::int32_t settingsType, IReportingSettingsModifySink* newSink,
                       IKelNode** subscription) override
     {
@@ -189,7 +186,6 @@ struct FakeSubscription : FakeComponent<IKelModifySubscription>
             hook();
         return activateResult;
     }
-    HRESULT UnusedSlot4() override { return E_NOTIMPL; }
     HRESULT GetId(GUID* out) override
     {
         *out = id;

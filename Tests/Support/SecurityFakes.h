@@ -86,13 +86,6 @@ struct FakeRequestContextMgr : FakeComponent<IRequestContextMgr, IRequestContext
         *out = this;
         return S_OK;
     }
-    HRESULT UnusedSlot3() override { return E_NOTIMPL; }
-    HRESULT UnusedSlot4() override { return E_NOTIMPL; }
-    HRESULT UnusedSlot5() override { return E_NOTIMPL; }
-    HRESULT UnusedSlot6() override { return E_NOTIMPL; }
-    HRESULT UnusedSlot7() override { return E_NOTIMPL; }
-    HRESULT UnusedSlot8() override { return E_NOTIMPL; }
-    HRESULT UnusedSlot9() override { return E_NOTIMPL; }
     HRESULT GetAuthToken(IKelNode** out) override
     {
         *out = t_token ? KelNodePtr(*t_token).Detach() : nullptr;
