@@ -1,6 +1,7 @@
 #include "Tests/Simulation/Life.h"
 
 #include "Common/Components/ComponentObject.h"
+#include "Common/Diagnostics/FileLogger.h"
 #include "Common/ErrorHandling/MessageModules.h"
 #include "Host/Halvex/Registry.h"
 #include "Host/Nodwell/TestControls.h"
@@ -57,14 +58,16 @@ constexpr std::pair<Part, const wchar_t*> Defects[]{
     {Roles, L"RetryIntervalS"},
 };
 
+Random* choices = &schedule.dice; // of those who act
+
 std::size_t Below(std::size_t limit)
 {
-    return schedule.dice.Next() % limit;
+    return choices->Next() % limit;
 }
 
 bool OneIn(int times)
 {
-    return schedule.dice.OneIn(times);
+    return choices->OneIn(times);
 }
 
 template <class I>
@@ -85,14 +88,19 @@ struct ErrorWatch : ILogger
 {
     void Write(const wchar_t* text, int length) noexcept override
     {
+        const Side host(false);
         const std::string line = Text::ToUtf8({text, static_cast<std::size_t>(length)});
         Print(line);
         const auto holds = [&](const char* part) { return line.find(part) != std::string::npos; };
+        if (holds(" failed: ") || holds("EXCEPTION"))
+            Shows();
+        missesSettings = missesSettings || holds("IsLocalSSRS failed");
         if (strict && holds("| ERR ") && !holds("0x8004F001") && !holds("0x80004004")) // injected; given up
             Fail("an error that nobody has made: " + line);
     }
 
     bool strict = false;
+    bool missesSettings = false; // the updater has not found out where the report server runs, and asks once only
 };
 
 ErrorWatch errors;
@@ -120,7 +128,92 @@ public:
         m_outcome.injected = m_world.injected;
     }
 
+    // Nothing in it depends on what the module does, and the table comes to rest behind each act.
+    void Follow()
+    {
+        Random script(5);
+        choices = &script;
+        FileLogger logger(LogManager::Instance().Settings(), L"Sweep.log", L"");
+        LogManager::Instance().AddLogger(logger);
+        faults.armed = true;
+        Play([&] { Start(); });
+        for (std::size_t account = 0; account < 4; ++account)
+            Play([&] { Request(account, false); });
+        for (std::size_t i = 0; i < 2; ++i) {
+            Play([&] { ChangeRbac(i); });
+            Play([&] { ChangeViewers(i); });
+            Play([&] { ChangeSettings(true); });
+            Play([&] { ChangeSource(i == 0); });
+        }
+        Play([&] {
+            ++m_world.tokenEpoch;
+            SleepFor(400s);
+        });
+        for (std::size_t part = 0; part < Parts; ++part)
+            Play([&] { Configure(static_cast<Part>(part), MakeChoice()); });
+        Play([&] { Stop(); });
+        Play([&] { Configure(Tracker, MakeChoice()); });
+        for (const Part part : {Rbac, Requests, Tracker})
+            Play([&] { Recreate(part); });
+        SleepFor(700s);
+        faults.armed = false;
+        if (m_world.isRefused || errors.missesSettings) { // nobody else knows what it said
+            ChangeSettings(true);
+            for (const wchar_t* const path : {L"\\RBAC0", L"\\RBAC1", L"\\Viewers0", L"\\Viewers1"})
+                m_world.NodeChanged(path);
+        }
+        SleepFor(1200s);
+        errors.strict = true;
+        if (!m_world.IsInLine())
+            FailOutOfLine();
+        choices = &schedule.dice;
+        Settle();
+        Burst();
+        faults.armed = true;
+        Unload();
+        faults.armed = false;
+        LogManager::Instance().RemoveLogger(logger);
+        m_outcome.struck = faults.struck;
+        m_outcome.reports = faults.reports;
+        if (faults.calls.size() > m_outcome.functions.size())
+            Fail("too many functions are called");
+        auto function = m_outcome.functions.begin();
+        for (const auto& [name, calls] : faults.calls) {
+            name.copy(function->name, sizeof(function->name) - 1);
+            function++->calls = calls;
+        }
+    }
+
 private:
+    template <class Act>
+    void Play(Act act)
+    {
+        act();
+        SleepFor(20s);
+        const auto add = [this](const std::optional<std::wstring>& text) {
+            m_outcome.history = m_outcome.history * 31 + std::hash<std::wstring>()(text.value_or(L"*"));
+        };
+        for (const auto& [name, container] : m_world.table) {
+            add(name);
+            add(container);
+        }
+        add(L"end");
+    }
+
+    // Calls the module. What fails on purpose is done once more, with nothing failing.
+    template <class Call>
+    static HRESULT Module(Call call)
+    {
+        const std::uint64_t struck = faults.struck;
+        const HRESULT hr = CallModule(call);
+        if (hr >= 0 || faults.struck == struck)
+            return hr;
+        faults.armed = false;
+        const HRESULT again = CallModule(call);
+        faults.armed = true;
+        return again;
+    }
+
     static Choice MakeChoice()
     {
         return {OneIn(2), Below(2), Below(2), OneIn(4), OneIn(2), static_cast<unsigned>(1 + Below(3))};
@@ -174,7 +267,7 @@ private:
             (part == Tracker ? last : config).SetString(defect, L"-");
         }
         const std::uint64_t injected = m_world.injected;
-        const HRESULT hr = m_components[part]->Configure(config.Get());
+        const HRESULT hr = Module([&] { return m_components[part]->Configure(config.Get()); });
         if (hr < 0 && !defect && m_world.injected == injected)
             Fail("a good configuration was refused");
         if (hr >= 0 && defect)
@@ -198,7 +291,7 @@ private:
 
     void Create(Part part)
     {
-        Creators[part](IConfigurableComponent::Iid, m_components[part].OutVoid());
+        Module([&] { return Creators[part](IConfigurableComponent::Iid, m_components[part].OutVoid()); });
         HalvexRegisterInstance(PartNames[part], m_components[part].Get());
         m_configured[part] = false;
     }
@@ -226,9 +319,7 @@ private:
         ++m_outcome.actions;
         switch (Below(8)) {
         case 0:
-            Note("stops");
-            Find<ITrackerControl>(L"Configured")->Stop();
-            m_configured[Tracker] = false;
+            Stop();
             break;
         case 1:
             Recreate(static_cast<Part>(Rbac + Below(3)));
@@ -246,19 +337,36 @@ private:
         }
     }
 
+    void Stop()
+    {
+        Note("stops");
+        const auto tracker = Find<ITrackerControl>(L"Configured");
+        Module([&] { return tracker->Stop(); });
+        m_configured[Tracker] = false;
+    }
+
+    void Release(Part part)
+    {
+        HalvexUnregisterInstance(PartNames[part]);
+        const Side module(true);
+        m_components[part].Reset();
+    }
+
     // Another object takes the place of a source.
     void Recreate(Part part)
     {
         Note("recreates " + std::to_string(part));
         const auto updater = Find<IAccessInfoUpdater>(L"Updater");
-        updater->UnregisterAccessInfoSource(Find<IAccessInfoSource>(PartNames[part]).Get());
-        HalvexUnregisterInstance(PartNames[part]);
-        m_components[part].Reset();
+        auto source = Find<IAccessInfoSource>(PartNames[part]);
+        Module([&] { return updater->UnregisterAccessInfoSource(source.Get()); });
+        source.Reset();
+        Release(part);
         Create(part);
         const bool registersFirst = OneIn(2);
         if (!registersFirst)
             Configure(part, MakeChoice());
-        updater->RegisterAccessInfoSource(Find<IAccessInfoSource>(PartNames[part]).Get());
+        source = Find<IAccessInfoSource>(PartNames[part]);
+        Module([&] { return updater->RegisterAccessInfoSource(source.Get()); });
         if (registersFirst)
             Configure(part, MakeChoice());
     }
@@ -363,9 +471,8 @@ private:
         Note("unloads");
         errors.strict = false;
         for (std::size_t i = 0, first = Below(Parts); i < Parts; ++i) {
-            const std::size_t part = (first + i) % Parts;
-            HalvexUnregisterInstance(PartNames[part]);
-            m_components[part].Reset();
+            const auto part = static_cast<Part>((first + i) % Parts);
+            Release(part);
         }
         JoinActors();
         SleepFor(1000s); // workers that have destroyed their own component end by themselves
@@ -407,20 +514,12 @@ private:
     {
         ++m_outcome.actions;
         switch (Below(promptly ? 8 : 10)) {
-        case 0: {
-            const std::size_t node = Below(2);
-            m_world.rbacInUse[node] = OneIn(2);
-            Note("changes rbac");
-            m_world.NodeChanged(L"\\RBAC" + std::to_wstring(node));
+        case 0:
+            ChangeRbac(Below(2));
             break;
-        }
-        case 1: {
-            const std::size_t node = Below(2);
-            Flip(m_world.viewers[node], Requesters + Below(Accounts - Requesters));
-            Note("changes viewers");
-            m_world.NodeChanged(L"\\Viewers" + std::to_wstring(node));
+        case 1:
+            ChangeViewers(Below(2));
             break;
-        }
         case 2:
             ChangeSettings(promptly || !OneIn(4));
             break;
@@ -441,6 +540,20 @@ private:
             Request(account, promptly);
         }
         }
+    }
+
+    void ChangeRbac(std::size_t node)
+    {
+        m_world.rbacInUse[node] = OneIn(2);
+        Note("changes rbac");
+        m_world.NodeChanged(L"\\RBAC" + std::to_wstring(node));
+    }
+
+    void ChangeViewers(std::size_t node)
+    {
+        Flip(m_world.viewers[node], Requesters + Below(Accounts - Requesters));
+        Note("changes viewers");
+        m_world.NodeChanged(L"\\Viewers" + std::to_wstring(node));
     }
 
     static void Flip(std::set<std::size_t>& accounts, std::size_t account)
@@ -469,13 +582,14 @@ private:
         if (!other || OneIn(2)) {
             Flip(source.accounts, Below(Accounts));
         } else if (source.registrations == 0 || OneIn(4)) {
-            updater->RegisterAccessInfoSource(&source);
+            Module([&] { return updater->RegisterAccessInfoSource(&source); });
             ++source.registrations;
         } else {
-            updater->UnregisterAccessInfoSource(&source);
+            Module([&] { return updater->UnregisterAccessInfoSource(&source); });
             source.registrations = 0;
         }
-        updater->UpdateAccessInfo(&source, OneIn(3));
+        const BOOL wait = OneIn(3);
+        Module([&] { return updater->UpdateAccessInfo(&source, wait); });
     }
 
     void Disturb()
@@ -518,7 +632,7 @@ private:
         request.SetBool(L"WaitForSync", wait);
         KelNodePtr response;
         World::t_token = &token;
-        const HRESULT hr = service->ProcessRequest(request.Get(), response.Out());
+        const HRESULT hr = Module([&] { return service->ProcessRequest(request.Get(), response.Out()); });
         World::t_token = nullptr;
         if (!promptly)
             return;
@@ -551,9 +665,9 @@ private:
 
 } // namespace
 
-void Prepare()
+void Prepare(const wchar_t* severity)
 {
-    Platform::SetVariable(L"GS_Logger_MaxSeverity", L"WARN");
+    Platform::SetVariable(L"GS_Logger_MaxSeverity", severity);
     SetAccounts(L"accounts.txt");
     LogManager::Instance().AddLogger(errors);
     MessageModules::Instance();
@@ -563,6 +677,11 @@ void Prepare()
 void Live(Outcome& outcome)
 {
     Life(outcome).Run();
+}
+
+void LiveByScript(Outcome& outcome)
+{
+    Life(outcome).Follow();
 }
 
 } // namespace Simulation

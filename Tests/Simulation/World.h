@@ -4,7 +4,6 @@
 
 #include "Common/Nodes/KelNodePtr.h"
 #include "Host/Components/Component.h"
-#include "Host/Components/ModifiedNodes.h"
 #include "Host/ReportingDatabase/SqlStatements.h"
 #include "Interfaces/AccessInfo.h"
 #include "Interfaces/AuthTokens.h"
@@ -18,6 +17,7 @@
 #include "Interfaces/ServiceClient.h"
 #include "Platform/Accounts.h"
 #include "Tests/Simulation/Deliveries.h"
+#include "Tests/Simulation/Faults.h"
 
 #include <array>
 #include <optional>
@@ -27,7 +27,6 @@
 namespace Simulation
 {
 
-inline constexpr HRESULT Injected = static_cast<HRESULT>(0x8004F001);
 inline constexpr std::size_t Accounts = 10;
 inline constexpr std::size_t Requesters = 6; // the first accounts; the others are named in the configuration
 inline constexpr std::size_t Member = 8;     // has its permissions from a group
@@ -74,13 +73,17 @@ enum Service
     Sources,
     Services
 };
+inline constexpr const char* ServiceNames[Services]{"ConfigServer", "Settings", "Checker", "Tokens",
+                                                    "Gate",         "Database", "Sources"};
 
 // Outages, and the time that calls take.
 struct Weather
 {
     // At the beginning of a call into the host.
-    HRESULT Enter(Service service)
+    HRESULT Enter(Service service, const char* function = __builtin_FUNCTION())
     {
+        if (Strikes(ServiceNames[service], function))
+            return Injected;
         Random& dice = schedule.dice;
         Note("call " + std::to_string(service));
         Point();
@@ -104,6 +107,7 @@ struct Source : Host::Component<IAccessInfoSource>
 
     HRESULT GetAllowedViewers(IKelNode** out) override
     {
+        const Side host(false);
         const KelNodePtr list = CreateKelNode(nullptr, nullptr);
         for (const std::size_t account : std::set(accounts)) {
             const KelNodePtr item = CreateKelNode(nullptr, L"AccessRightsItem");
@@ -126,6 +130,39 @@ struct Source : Host::Component<IAccessInfoSource>
 
 class World;
 
+// One node has changed.
+class ModifiedNode : public Host::Component<IKelNodeModifyEnum, IKelNodeIterator>
+{
+public:
+    explicit ModifiedNode(KelNodePtr entry) : m_entry(std::move(entry)) {}
+
+    HRESULT GetEnumerator(IKelNodeIterator** out) override
+    {
+        if (Strikes("ConfigServer", __func__))
+            return Injected;
+        AddRef();
+        *out = this;
+        return S_OK;
+    }
+    HRESULT Reset() override
+    {
+        m_isGiven = false;
+        return Strikes("ConfigServer", __func__) ? Injected : S_OK;
+    }
+    HRESULT Next(IKelNode** out) override // has no failures: any result but S_OK ends the enumeration
+    {
+        const Side host(false);
+        if (std::exchange(m_isGiven, true))
+            return S_FALSE;
+        *out = KelNodePtr(m_entry).Detach();
+        return S_OK;
+    }
+
+private:
+    const KelNodePtr m_entry;
+    bool m_isGiven = false;
+};
+
 class ConfigSubscription : public Host::Component<IKelModifySubscription>
 {
 public:
@@ -136,7 +173,11 @@ public:
         m_id.Data1 = ++last;
     }
     HRESULT Activate() override;
-    HRESULT GetId(GUID* out) override { return *out = m_id, S_OK; }
+    HRESULT GetId(GUID* out) override
+    {
+        *out = m_id;
+        return Strikes("ConfigServer", __func__) ? Injected : S_OK;
+    }
     Deliveries::Call Notification(); // of the node as it is now
     bool Watches(const std::wstring& path) const { return m_active && path == m_path; }
 
@@ -160,6 +201,7 @@ public:
 
     HRESULT Subscribe(IKelNode* filter, IKelNode*, IModifySubscriptionSink* sink, IKelModifySubscription** out) override
     {
+        const Side host(false);
         const std::wstring path = KelNodePtr::AddRef(filter).GetString(L"NodePath");
         if (path == L"-")
             return E_INVALIDARG;
@@ -176,6 +218,7 @@ public:
     // Notifications go on until it is noted that they are not wanted.
     HRESULT Unsubscribe(IKelModifySubscription* subscription) override
     {
+        const Side host(false);
         const HRESULT hr = Enter(ConfigServer);
         std::erase(configSubscriptions, subscription);
         deliveries.Cancel(subscription);
@@ -213,6 +256,7 @@ public:
 
     HRESULT Subscribe(std::int32_t, IReportingSettingsModifySink* sink, IKelNode** out) override
     {
+        const Side host(false);
         if (const HRESULT hr = Enter(Settings); hr < 0)
             return hr;
         const KelNodePtr handle = CreateKelNode(L"subscription", nullptr);
@@ -233,6 +277,7 @@ public:
     // May leave notifications on their way.
     HRESULT Unsubscribe(IKelNode* handle) override
     {
+        const Side host(false);
         const HRESULT hr = Enter(Settings);
         Remove(handle);
         if (schedule.dice.OneIn(2))
@@ -259,6 +304,7 @@ public:
     HRESULT GetAccessibleContainers(IKelNode* token, const wchar_t* permission, std::uint32_t* scope,
                                     IKelNode** containers) override
     {
+        const Side host(false);
         KelNodePtr client = KelNodePtr::AddRef(token);
         bool groups = false;
         client.TryGetBool(L"Groups", groups);
@@ -289,6 +335,7 @@ public:
 
     HRESULT MakeAuthToken(std::uint32_t, std::uintptr_t, std::uintptr_t, void* context, IKelNode** token) override
     {
+        const Side host(false);
         Platform::Sid user;
         std::vector<Platform::Sid> groups;
         Platform::AccountInfo account;
@@ -310,6 +357,7 @@ public:
 
     HRESULT IsAuthTokenExpired(IKelNode* token, BOOL* expired) override
     {
+        const Side host(false);
         std::int64_t epoch = 0;
         KelNodePtr::AddRef(token).TryGetInt64(L"Epoch", epoch);
         *expired = epoch < tokenEpoch;
@@ -318,9 +366,19 @@ public:
 
     // The request that a thread serves.
 
-    HRESULT GetContext(std::uint32_t, IRequestContext** out) override { return AddRef(), *out = this, S_OK; }
+    HRESULT GetContext(std::uint32_t, IRequestContext** out) override
+    {
+        if (Strikes("RequestContext", __func__))
+            return Injected;
+        AddRef();
+        *out = this;
+        return S_OK;
+    }
     HRESULT GetAuthToken(IKelNode** out) override
     {
+        const Side host(false);
+        if (Strikes("RequestContext", __func__))
+            return Injected;
         return t_token ? KelnDuplicateNodeHandle(t_token->Get(), out) : S_OK;
     }
 
@@ -328,12 +386,14 @@ public:
 
     HRESULT GetService(const wchar_t*, std::uint32_t, REFIID iid, void** out) override
     {
+        const Side host(false);
         const HRESULT hr = Enter(Gate);
         return hr < 0 ? hr : QueryInterface(iid, out);
     }
 
     HRESULT ProcessRequest(IKelNode* request, IKelNode** response) override
     {
+        const Side host(false);
         const KelNodePtr node = KelNodePtr::AddRef(request);
         const std::pair role(node.GetString(L"DestUserName"), node.GetString(L"ReportServerUrl"));
         if (std::exchange(isAskedForRole, true))
@@ -345,7 +405,8 @@ public:
         const KelNodePtr answer = CreateKelNode(nullptr, nullptr);
         if (hr < 0)
             answer.SetInt32(L"AdjustResult", hr);
-        else if (!roles.insert(role).second && earlyRoles.erase(role) == 0 && !goesBack)
+        else if (!roles.insert(role).second && earlyRoles.erase(role) == 0 && !goesBack &&
+                 faults.struck == 0) // the module may not have been able to read an answer
             Fail("a role was asked for again");
         else if (!told.contains(role.second) || LastWait() < told[role.second])
             earlyRoles.insert(role);
@@ -365,6 +426,7 @@ public:
         }
         HRESULT Execute(const wchar_t* sql, std::int32_t, IKelNode**) override
         {
+            const Side host(false);
             if (const HRESULT hr = world.Enter(Database); hr < 0)
                 return hr;
             const Host::SqlStatement statement = Host::ReadSqlStatement(sql);
@@ -389,6 +451,7 @@ public:
 
     HRESULT OpenConnection(IKelNode*, std::int32_t, IDatabaseConnection** out) override
     {
+        const Side host(false);
         const HRESULT hr = Enter(Database);
         if (hr >= 0)
             *out = new Connection(*this);
@@ -458,6 +521,7 @@ public:
     Rows table;
     const Connection* writing = nullptr; // has a temporary table, and no merge yet
     std::uint64_t writes = 0;
+    bool isRefused = false; // a notification, by the module
 
     bool isAskedForRole = false;
     std::set<std::pair<std::wstring, std::wstring>> roles; // account and report server
@@ -485,7 +549,8 @@ private:
         settings.AddChild(entry);
         return [this, handle, sink, settings, server = ReportServer()] {
             told[server] = Never;
-            sink->OnModified(1, 0, settings.Get());
+            const HRESULT hr = CallModule([&] { return sink->OnModified(1, 0, settings.Get()); });
+            isRefused = isRefused || hr < 0;
             told[server] = schedule.now;
         };
     }
@@ -502,6 +567,7 @@ private:
 
 inline HRESULT ConfigSubscription::Activate()
 {
+    const Side host(false);
     if (const HRESULT hr = m_world.Enter(ConfigServer); hr < 0)
         return hr;
     m_world.deliveries.First(this, [this] {
@@ -519,10 +585,9 @@ inline Deliveries::Call ConfigSubscription::Notification()
     entry.SetInt64(L"ChangesMask", 2);
     entry.AddChild(m_world.Node(m_path));
     return [self = ComponentPtr<ConfigSubscription>(this), entry] {
-        Host::ModifiedNodes::Entries entries;
-        entries.emplace_back(KelNodePtr(entry).Detach());
-        const auto nodes = Host::MakeComponent<Host::ModifiedNodes>(std::move(entries));
-        self->sink->OnTriggered(self.Get(), 2, nodes.Get());
+        const auto nodes = ComponentPtr<ModifiedNode>::Attach(new ModifiedNode(entry));
+        const HRESULT hr = CallModule([&] { return self->sink->OnTriggered(self.Get(), 2, nodes.Get()); });
+        self->m_world.isRefused = self->m_world.isRefused || hr < 0;
     };
 }
 

@@ -1,6 +1,7 @@
 #include "Tests/Simulation/Scheduler.h"
 
 #include "Platform/Threads.h"
+#include "Tests/Simulation/Faults.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -17,9 +18,12 @@ namespace Simulation
 {
 
 Schedule schedule;
+Faults faults;
 
 namespace
 {
+
+thread_local bool isModule = false; // what the thread runs
 
 constexpr nanoseconds StepLength = std::chrono::microseconds(1);
 constexpr std::uint64_t MostSteps = 5'000'000;
@@ -112,6 +116,7 @@ Thread& Choose()
 // Hands the baton to whoever is chosen; returns when the calling thread, unless it has ended, is chosen again.
 void GoOn()
 {
+    const Side scheduler(false);
     Thread& self = *current;
     if (schedule.trace != Trace::None)
         backtrace(self.stack, Frames);
@@ -348,13 +353,19 @@ nanoseconds LastWait()
     return current->lastWait;
 }
 
+// The new thread is whose the calling one is.
 unsigned StartThread(void (*run)(void*), void* body)
 {
+    if (StrikesModule("Platform::WorkerThread"))
+        throw std::bad_alloc();
+    const bool isOfModule = isModule;
+    const Side scheduler(false);
     Thread& thread = AddThread();
-    std::thread([run, body, &thread] {
+    std::thread([run, body, isOfModule, &thread] {
         while (sem_wait(&thread.baton) != 0)
             ;
         pthread_setspecific(endOfThread, &thread);
+        const Side side(isOfModule);
         run(body);
     }).detach();
     Point();
@@ -378,6 +389,32 @@ void JoinThread(unsigned number)
     }
     current->condition = nullptr;
     current->joined = 0;
+}
+
+Side::Side(bool itIsModule) : m_before(std::exchange(isModule, itIsModule)) {}
+
+Side::~Side()
+{
+    isModule = m_before;
+}
+
+bool Strikes(const char* service, const char* function)
+{
+    if (!faults.armed)
+        return false;
+    const Side scheduler(false);
+    const std::string name = *service ? std::string(service) + "::" + function : function;
+    const std::uint64_t call = ++faults.calls[name];
+    if (name != faults.function || call < faults.first || (call > faults.first && !faults.forGood))
+        return false;
+    ++faults.struck;
+    Note("fails: " + name);
+    return true;
+}
+
+bool StrikesModule(const char* function)
+{
+    return isModule && Strikes("", function);
 }
 
 } // namespace Simulation

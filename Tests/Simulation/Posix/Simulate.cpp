@@ -1,66 +1,46 @@
 // Lives by seed, each in a process of its own, one after the other on one core.
 //     Simulate [--seeds N] [--seed S] [--replay]
-#include "Tests/Simulation/Life.h"
+#include "Tests/Simulation/Posix/LifeProcess.h"
 #include "Tests/Simulation/Scheduler.h"
 
 #include <chrono>
-#include <cstdio>
-#include <iostream>
-#include <malloc.h>
 #include <numeric>
-#include <sched.h>
-#include <sys/mman.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace
 {
 
 using namespace Simulation;
 
-constexpr unsigned TimeLimit = 120; // seconds, of the wall clock
 constexpr std::uint64_t TwiceEvery = 50;
 
-Outcome* outcome = nullptr; // shared with the process of the life
-
-// The status of its process.
-int RunLife(std::uint64_t seed, Trace trace)
+int RunLife(LifeProcess& process, std::uint64_t seed, Trace trace)
 {
-    *outcome = {};
-    std::cout.flush();
-    const pid_t process = fork();
-    if (process == 0) {
-        alarm(TimeLimit);
-        std::setvbuf(stdout, nullptr, _IOLBF, 0);
+    return process.Run([=](Outcome& outcome) {
         Begin(seed, trace);
-        Live(*outcome);
-        _exit(0);
-    }
-    int status = -1;
-    waitpid(process, &status, 0);
-    return status;
+        Live(outcome);
+    });
 }
 
 // Runs it once more, with a report.
-bool ReportFailure(std::uint64_t seed, int status)
+bool ReportFailure(LifeProcess& process, std::uint64_t seed, int status)
 {
     std::cout << "simulate: seed " << seed << " failed; Scripts/simulate --seed " << seed
               << " --replay shows its course\n";
     if (WIFSIGNALED(status))
         std::cout << "ended by signal " << WTERMSIG(status) << '\n';
-    if (RunLife(seed, Trace::Report) != status)
+    if (RunLife(process, seed, Trace::Report) != status)
         std::cout << "simulate: it did not fail in the same way again\n";
     return false;
 }
 
-void Add(Outcome& sum)
+void Add(const Outcome& outcome, Outcome& sum)
 {
-    sum.steps += outcome->steps;
-    sum.actions += outcome->actions;
-    sum.writes += outcome->writes;
-    sum.injected += outcome->injected;
+    sum.steps += outcome.steps;
+    sum.actions += outcome.actions;
+    sum.writes += outcome.writes;
+    sum.injected += outcome.injected;
     for (std::size_t i = 0; i < sum.effects.size(); ++i)
-        sum.effects[i] += outcome->effects[i];
+        sum.effects[i] += outcome.effects[i];
 }
 
 // Seconds within which so many of a hundred changes showed.
@@ -73,16 +53,17 @@ double Percentile(const Outcome& sum, std::uint64_t percent)
     return static_cast<double>(1U << i) / 1000;
 }
 
-bool RunLives(std::uint64_t first, std::uint64_t count)
+bool RunLives(LifeProcess& process, std::uint64_t first, std::uint64_t count)
 {
+    const Outcome& outcome = process.Result();
     const auto begin = std::chrono::steady_clock::now();
     Outcome sum{};
     for (std::uint64_t seed = first; seed < first + count; ++seed) {
-        if (const int status = RunLife(seed, Trace::None); status != 0)
-            return ReportFailure(seed, status);
-        Add(sum);
-        const std::uint64_t hash = outcome->hash;
-        if (seed % TwiceEvery == 0 && (RunLife(seed, Trace::None) != 0 || outcome->hash != hash)) {
+        if (const int status = RunLife(process, seed, Trace::None); status != 0)
+            return ReportFailure(process, seed, status);
+        Add(outcome, sum);
+        const std::uint64_t hash = outcome.hash;
+        if (seed % TwiceEvery == 0 && (RunLife(process, seed, Trace::None) != 0 || outcome.hash != hash)) {
             std::cout << "simulate: seed " << seed << " did not take the same course twice\n";
             return false;
         }
@@ -118,18 +99,11 @@ int main(int argc, char** argv)
             return 2;
         }
     }
-    cpu_set_t core;
-    CPU_ZERO(&core);
-    CPU_SET(static_cast<unsigned>(sched_getcpu()), &core);
-    sched_setaffinity(0, sizeof(core), &core);
-    mallopt(M_ARENA_MAX, 1); // threads take turns anyway
-    outcome = static_cast<Outcome*>(
-        mmap(nullptr, sizeof(Outcome), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-    Prepare();
+    LifeProcess process(L"WARN");
     if (!replay)
-        return RunLives(first, count != 0 ? count : one ? 1 : 4000) ? 0 : 1;
-    const int status = RunLife(first, Trace::Full);
+        return RunLives(process, first, count != 0 ? count : one ? 1 : 4000) ? 0 : 1;
+    const int status = RunLife(process, first, Trace::Full);
     std::cout << "simulate: seed " << first << (status == 0 ? " passed" : " failed") << ", trace " << std::hex
-              << outcome->hash << '\n';
+              << process.Result().hash << '\n';
     return status == 0 ? 0 : 1;
 }
