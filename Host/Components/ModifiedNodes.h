@@ -2,8 +2,8 @@
 #pragma once
 
 #include "Host/Components/Component.h"
+#include "Host/Components/NodeHandle.h"
 #include "Host/Support/Failure.h"
-#include "Host/Support/NodeHandle.h"
 #include "Interfaces/ConfigServer.h"
 
 #include <memory>

@@ -23,26 +23,6 @@ constexpr Refusal RefuseContext{L"Request contexts"};
 constexpr Refusal RefuseToken{L"Token manager"};
 constexpr Refusal RefuseQuery{L"Permissions checker"};
 
-class RequestContext final : public Component<IRequestContext>
-{
-public:
-    explicit RequestContext(NodeHandle token) : m_token(std::move(token)) {}
-    ~RequestContext() override = default;
-
-    HRESULT GetAuthToken(IKelNode** token) override
-    {
-        if (!token)
-            return E_POINTER;
-        return m_token ? KelnDuplicateNodeHandle(m_token.Get(), token) : S_OK;
-    }
-
-private:
-    const NodeHandle m_token;
-};
-
-// Borrowed from the scope: thread-local objects that need a destructor end badly with mingw-w64.
-thread_local IRequestContext* t_current = nullptr;
-
 void CheckPlatform(HRESULT result, const std::wstring& what)
 {
     if (FAILED(result))
@@ -68,17 +48,17 @@ std::wstring LookUpAccountName(const Platform::Sid& sid)
 
 NodeHandle OriginatingClient(IKelNode* token)
 {
-    NodeHandle client = ShareNode(token);
-    while (NodeHandle next = FindChild(client.Get(), ForwardedName))
+    NodeHandle client = NodeHandle::Share(token);
+    while (NodeHandle next = client.FindChild(ForwardedName))
         client = std::move(next);
     return client;
 }
 
 NodeHandle MakeContainerList(const std::set<std::wstring>& containers)
 {
-    NodeHandle list = CreateNode(L"Containers", nullptr);
+    NodeHandle list = NodeHandle::Create(L"Containers", nullptr);
     for (const std::wstring& container : containers)
-        AddChild(list.Get(), BuildNode({{}, {}, {{L"Container", container}}, {}}).Get());
+        list.AddChild(NodeHandle::Build({{}, {}, {{L"Container", container}}, {}}));
     return list;
 }
 
@@ -98,24 +78,26 @@ bool IsSidText(const std::wstring& text)
     return Platform::ParseSid(text, sid) && SidText(sid) == text;
 }
 
-RequestScope::RequestScope(NodeHandle token)
-    : m_context(ComponentPtr<IRequestContext>::Attach(new RequestContext(std::move(token))))
-{
-    t_current = m_context.Get();
-}
-
-RequestScope::~RequestScope()
-{
-    t_current = nullptr;
-}
+thread_local const NodeHandle* RequestScope::t_token = nullptr;
 
 HRESULT RequestContextMgr::GetContext(std::uint32_t contextId, IRequestContext** out)
 {
-    return Boundary([=] {
+    return Boundary([=, this] {
         RefuseContext.IfNull(L"place for the context", out);
         if (contextId != 0)
             RefuseContext(HResultFromWin32(ERROR_NOT_FOUND), L"there is no context " + std::to_wstring(contextId));
-        *out = ComponentPtr<IRequestContext>(t_current).Detach();
+        *out = ComponentPtr<IRequestContext>(RequestScope::Token() ? this : nullptr).Detach();
+    });
+}
+
+HRESULT RequestContextMgr::GetAuthToken(IKelNode** token)
+{
+    return Boundary([=] {
+        RefuseContext.IfNull(L"place for the token", token);
+        const NodeHandle* const own = RequestScope::Token();
+        if (!own)
+            RefuseContext(HResultFromWin32(ERROR_NOT_FOUND), L"the calling thread serves no request");
+        *token = *own ? own->Share().Detach() : nullptr;
     });
 }
 
@@ -141,7 +123,7 @@ HRESULT AuthTokenMgr::IsAuthTokenExpired(IKelNode* token, BOOL* expired)
 {
     return Boundary([=, this] {
         RefuseToken.IfNull(L"token, or place for the answer", token, expired);
-        const std::wstring id = ReadText(token, L"AuthTokenId").value_or(L"");
+        const std::wstring id = NodeHandle::Share(token).ReadText(L"AuthTokenId").value_or(L"");
         const bool isOwn = id.starts_with(m_idPrefix);
         const std::uint64_t number = isOwn ? std::wcstoull(&id[m_idPrefix.size()], nullptr, 10) : 0;
         const std::lock_guard guard(m_lock);
@@ -157,7 +139,7 @@ NodeHandle AuthTokenMgr::MakeRequestToken(const std::wstring& sid, const std::ve
     NodeHandle token = MintForSid(sid, services.empty() ? TokenName : ForwardedName);
     for (std::size_t i = 0; i < services.size(); ++i) {
         NodeHandle forwarding = MintForSid(services[i], i + 1 == services.size() ? TokenName : ForwardedName);
-        AddChild(forwarding.Get(), token.Get());
+        forwarding.AddChild(token);
         token = std::move(forwarding);
     }
     return token;
@@ -199,7 +181,7 @@ NodeHandle AuthTokenMgr::Mint(void* context, const wchar_t* nodeName, bool withF
         groupTexts.push_back(SidText(group));
     if (!groupTexts.empty())
         token.attributes.push_back({L"Groups", groupTexts});
-    return BuildNode(token);
+    return NodeHandle::Build(token);
 }
 
 // With the account's groups where they can be resolved.
@@ -215,12 +197,6 @@ NodeHandle AuthTokenMgr::MintForSid(const std::wstring& sid, const wchar_t* node
     return Mint(context.get(), nodeName, false);
 }
 
-PermissionsChecker::PermissionsChecker(const std::vector<Grant>& grants)
-{
-    for (const Grant& grant : grants)
-        Add(grant);
-}
-
 HRESULT PermissionsChecker::GetAccessibleContainers(IKelNode* token, const wchar_t* permission, std::uint32_t* scope,
                                                     IKelNode** containers)
 {
@@ -228,12 +204,12 @@ HRESULT PermissionsChecker::GetAccessibleContainers(IKelNode* token, const wchar
         RefuseQuery.IfNull(L"token, permission, or place for the answer", token, permission, scope, containers);
         ++m_queries;
         const NodeHandle client = OriginatingClient(token);
-        std::wstring subject = ReadText(client.Get(), L"SubjectId").value_or(L"");
+        std::wstring subject = client.ReadText(L"SubjectId").value_or(L"");
         if (subject.starts_with(SidPrefix))
             subject.erase(0, SidPrefix.size());
-        m_faults.Strike(subject, ReadText(client.Get(), L"SubjectDisplayName").value_or(subject));
+        m_faults.Strike(subject, client.ReadText(L"SubjectDisplayName").value_or(subject));
 
-        std::vector<std::wstring> holders = ReadTextList(client.Get(), L"Groups");
+        std::vector<std::wstring> holders = client.ReadTextList(L"Groups");
         holders.push_back(subject);
         std::set<std::wstring> listed;
         *scope = ContainerScopeNone;

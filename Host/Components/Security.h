@@ -3,7 +3,7 @@
 
 #include "Host/Components/Component.h"
 #include "Host/Components/FaultPlan.h"
-#include "Host/Components/NodeAccess.h"
+#include "Host/Components/NodeHandle.h"
 #include "Interfaces/AuthTokens.h"
 #include "Interfaces/PermissionsChecker.h"
 #include "Interfaces/RequestContext.h"
@@ -22,18 +22,20 @@ bool IsSidText(const std::wstring& text);
 class RequestScope
 {
 public:
-    // `token`: the caller's; empty for a request without one.
-    explicit RequestScope(NodeHandle token);
-    ~RequestScope();
+    // `token`: the caller's, borrowed; empty for a request without one.
+    explicit RequestScope(const NodeHandle& token) { t_token = &token; }
+    ~RequestScope() { t_token = nullptr; }
     RequestScope(const RequestScope&) = delete;
     RequestScope& operator=(const RequestScope&) = delete;
 
+    static const NodeHandle* Token() { return t_token; }
+
 private:
-    const ComponentPtr<IRequestContext> m_context;
+    static thread_local const NodeHandle* t_token; // thread-local destructors end badly with mingw-w64
 };
 
-// Any thread.
-class RequestContextMgr final : public Component<IRequestContextMgr>
+// Any thread. It is the context of every request, which thus belongs to the thread that serves the request.
+class RequestContextMgr final : public Component<IRequestContextMgr, IRequestContext>
 {
 public:
     static constexpr wchar_t InstanceName[] = L"Core.RequestContextMgr";
@@ -42,6 +44,8 @@ public:
 
     // HResultFromWin32(ERROR_NOT_FOUND) for another context than 0, the calling thread's.
     HRESULT GetContext(std::uint32_t contextId, IRequestContext** out) override;
+    // HResultFromWin32(ERROR_NOT_FOUND) when the calling thread's request has ended.
+    HRESULT GetAuthToken(IKelNode** token) override;
 };
 
 // A token is a node with `AuthTokenId`, `SubjectId` ("win:sid=" and the SID), `SubjectDisplayName` (DOMAIN\name, or the
@@ -107,7 +111,7 @@ class PermissionsChecker final : public Component<IPermissionsChecker>
 public:
     static constexpr wchar_t InstanceName[] = L"Security.PermissionsChecker";
 
-    explicit PermissionsChecker(const std::vector<Grant>& grants);
+    PermissionsChecker() = default;
 
     HRESULT GetAccessibleContainers(IKelNode* token, const wchar_t* permission, std::uint32_t* scope,
                                     IKelNode** containers) override;

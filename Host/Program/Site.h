@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Host/Components/AccessInfoSource.h"
-#include "Host/Components/NodeAccess.h"
+#include "Host/Components/NodeHandle.h"
 #include "Host/Components/Security.h"
 
 #include <filesystem>
