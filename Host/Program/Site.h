@@ -3,7 +3,7 @@
 
 #include "Host/Components/AccessInfoSource.h"
 #include "Host/Components/NodeHandle.h"
-#include "Host/Components/Security.h"
+#include "Host/Components/PermissionsChecker.h"
 
 #include <filesystem>
 #include <functional>

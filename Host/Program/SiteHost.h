@@ -3,8 +3,8 @@
 
 #include "Host/Components/ConfigServerProxy.h"
 #include "Host/Components/ReportingSettingsManager.h"
+#include "Host/Components/RequestContexts.h"
 #include "Host/Components/RoleService.h"
-#include "Host/Components/Security.h"
 #include "Host/Program/Files.h"
 #include "Host/Program/Site.h"
 #include "Host/Support/Failure.h"

@@ -1,4 +1,5 @@
-#include "Host/Components/Security.h"
+#include "Host/Components/AuthTokenMgr.h"
+
 #include "Platform/Testing/TestAccounts.h"
 #include "Tests/Host/NodwellFixture.h"
 
