@@ -3,7 +3,7 @@
 
 #include "Host/Components/Component.h"
 #include "Host/Components/FaultPlan.h"
-#include "Host/Components/NodeAccess.h"
+#include "Host/Components/NodeHandle.h"
 #include "Interfaces/AccessInfo.h"
 
 #include <algorithm>
@@ -32,9 +32,9 @@ public:
             Refuse.IfNull(L"place for the list", accessInfo);
             m_faults.Strike({}, m_name);
             const std::lock_guard guard(m_lock);
-            NodeHandle list = *accessInfo ? ShareNode(*accessInfo) : CreateNode(nullptr, nullptr);
+            NodeHandle list = *accessInfo ? NodeHandle::Share(*accessInfo) : NodeHandle::Create(nullptr, nullptr);
             for (const AccessItem& item : m_items)
-                AddItem(list.Get(), item);
+                AddItem(list, item);
             if (!*accessInfo)
                 *accessInfo = list.Detach();
         });
@@ -66,15 +66,15 @@ public:
 private:
     static constexpr Refusal Refuse{L"Access-info source"};
 
-    static void AddItem(IKelNode* list, const AccessItem& item)
+    static void AddItem(const NodeHandle& list, const AccessItem& item)
     {
-        const NodeHandle node = CreateNode(nullptr, L"AccessRightsItem");
-        SetAttribute(node.Get(), L"LogonName", item.account);
+        const NodeHandle node = NodeHandle::Create(nullptr, L"AccessRightsItem");
+        node.Set(L"LogonName", item.account);
         if (!item.containers.empty())
-            SetAttribute(node.Get(), L"ContainerId", item.containers);
+            node.Set(L"ContainerId", item.containers);
         if (item.localOnly)
-            SetAttribute(node.Get(), L"IsLocalOnly", true);
-        AddChild(list, node.Get());
+            node.Set(L"IsLocalOnly", true);
+        list.AddChild(node);
     }
 
     const std::wstring m_name;

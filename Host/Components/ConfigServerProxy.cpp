@@ -3,6 +3,7 @@
 #include "Host/Components/ModifiedNodes.h"
 
 #include <algorithm>
+#include <functional>
 
 namespace Host
 {
@@ -26,9 +27,9 @@ constexpr Refusal Refuse{L"Configuration server"};
 
 // What `read` reads of an attribute of the filter or the request.
 template <class Read>
-auto Required(const Read& read, IKelNode* node, const wchar_t* attribute)
+auto Required(const Read& read, const NodeHandle& node, const wchar_t* attribute)
 {
-    const auto value = read(node, attribute);
+    const auto value = std::invoke(read, node, attribute);
     if (!value)
         Refuse(E_INVALIDARG, std::wstring(L"the subscription has no attribute '") + attribute + L"'");
     return *value;
@@ -45,11 +46,11 @@ std::optional<std::int64_t> DepthBelow(std::wstring_view ancestor, std::wstring_
     return std::count(path.begin(), path.end(), L'\\');
 }
 
-void AppendPaths(IKelNode* node, std::vector<std::wstring>& paths)
+void AppendPaths(const NodeHandle& node, std::vector<std::wstring>& paths)
 {
-    paths.push_back(NodeName(node, KelnPath));
-    for (std::uint64_t i = 0, count = ChildCount(node); i < count; ++i)
-        AppendPaths(ChildAt(node, i).Get(), paths);
+    paths.push_back(node.Name(KelnPath));
+    for (std::uint64_t i = 0, count = node.ChildCount(); i < count; ++i)
+        AppendPaths(node.ChildAt(i), paths);
 }
 
 struct Terms
@@ -60,15 +61,17 @@ struct Terms
     std::int32_t options;
 };
 
-Terms ReadTerms(IKelNode* filter, IKelNode* request)
+Terms ReadTerms(const NodeHandle& filter, const NodeHandle& request)
 {
-    if (NodeType(filter) != L"FilterByPath")
-        Refuse(E_INVALIDARG, L"unknown filter type '" + NodeType(filter) + L"', expected 'FilterByPath'");
-    if (NodeName(request, KelnNameOnly) != L"SubscribeConfig")
-        Refuse(E_INVALIDARG, L"unknown request '" + NodeName(request, KelnNameOnly) + L"', expected 'SubscribeConfig'");
-    Terms terms{Required(&ReadText, filter, L"NodePath"), Required(&ReadInt64, filter, L"MaxDepth"),
-                Required(&ReadInt32, request, L"ChangesMask"), Required(&ReadInt32, request, L"SubscribeOptions")};
-    if (Required(&ReadBool, filter, L"IsParent"))
+    if (filter.Type() != L"FilterByPath")
+        Refuse(E_INVALIDARG, L"unknown filter type '" + filter.Type() + L"', expected 'FilterByPath'");
+    if (request.Name() != L"SubscribeConfig")
+        Refuse(E_INVALIDARG, L"unknown request '" + request.Name() + L"', expected 'SubscribeConfig'");
+    Terms terms{Required(&NodeHandle::ReadText, filter, L"NodePath"),
+                Required(&NodeHandle::ReadInt64, filter, L"MaxDepth"),
+                Required(&NodeHandle::ReadInt32, request, L"ChangesMask"),
+                Required(&NodeHandle::ReadInt32, request, L"SubscribeOptions")};
+    if (Required(&NodeHandle::ReadBool, filter, L"IsParent"))
         Refuse(E_INVALIDARG, L"filters with IsParent true are not supported");
     if (SplitNodePath(terms.path).empty())
         Refuse(E_INVALIDARG, L"NodePath '" + terms.path + L"' is no path, expected the form '\\Name\\Name'");
@@ -142,7 +145,8 @@ HRESULT ConfigServerProxy::Subscribe(IKelNode* filter, IKelNode* request, IModif
     return Boundary([=, this] {
         Refuse.IfNull(L"filter, request, sink, or place for the subscription", filter, request, sink, out);
         const auto created =
-            std::make_shared<Subscription>(ComponentPtr<ConfigServerProxy>(this), ReadTerms(filter, request), sink);
+            std::make_shared<Subscription>(ComponentPtr<ConfigServerProxy>(this),
+                                           ReadTerms(NodeHandle::Share(filter), NodeHandle::Share(request)), sink);
         const std::lock_guard guard(m_lock);
         m_subscriptions.push_back(created.get());
         created->self = created;
@@ -167,7 +171,7 @@ HRESULT ConfigServerProxy::Activate(Subscription& subscription)
         return S_FALSE;
     if ((subscription.terms.options & TellCurrentState) == 0)
         return S_OK;
-    if (NodeHandle watched = FindNode(m_root.Get(), subscription.terms.path)) {
+    if (NodeHandle watched = m_root.Find(subscription.terms.path)) {
         std::vector<NodeHandle> entries;
         entries.push_back(MakeEntry(subscription, {subscription.terms.path, Added, std::move(watched)}));
         Post(subscription, Added, std::move(entries));
@@ -190,26 +194,26 @@ void ConfigServerProxy::SetAttributes(const std::wstring& path, const std::vecto
 {
     const std::vector<std::wstring> names = SplitNodePath(path);
     const std::lock_guard guard(m_lock);
-    if (names.empty() || names.front() != NodeName(m_root.Get(), KelnNameOnly))
+    if (names.empty() || names.front() != m_root.Name())
         Refuse(NotFound, L"'" + path + L"' is no path of this tree");
 
     std::vector<Change> changes;
-    NodeHandle node = ShareNode(m_root.Get());
+    NodeHandle node = m_root.Share();
     std::wstring walked = L"\\" + names.front();
     for (std::size_t i = 1; i < names.size(); ++i) {
         walked += L'\\' + names[i];
-        NodeHandle child = FindChild(node.Get(), names[i]);
+        NodeHandle child = node.FindChild(names[i]);
         if (!child) {
             if (!create)
                 Refuse(NotFound, L"there is no node '" + walked + L"'");
-            child = CreateNode(names[i].c_str(), nullptr);
-            AddChild(node.Get(), child.Get());
-            changes.push_back({walked, Added, ShareNode(child.Get())});
+            child = NodeHandle::Create(names[i].c_str(), nullptr);
+            node.AddChild(child);
+            changes.push_back({walked, Added, child.Share()});
         }
         node = std::move(child);
     }
     for (const Attribute& attribute : attributes)
-        SetAttribute(node.Get(), attribute.name, attribute.value);
+        node.Set(attribute.name, attribute.value);
     if (changes.empty())
         changes.push_back({path, Changed, std::move(node)});
     Notify(changes);
@@ -218,14 +222,12 @@ void ConfigServerProxy::SetAttributes(const std::wstring& path, const std::vecto
 void ConfigServerProxy::RemoveNode(const std::wstring& path)
 {
     const std::lock_guard guard(m_lock);
-    const NodeHandle node = FindNode(m_root.Get(), path);
+    const NodeHandle node = m_root.Find(path);
     if (!node || node.Get() == m_root.Get())
         Refuse(NotFound, L"there is no node '" + path + L"' that could be removed");
     std::vector<std::wstring> paths;
-    AppendPaths(node.Get(), paths);
-    NodeHandle parent;
-    Check(KelnGetParent(node.Get(), parent.Out()));
-    Check(KelnRemoveChild(parent.Get(), node.Get()));
+    AppendPaths(node, paths);
+    Check(KelnRemoveChild(node.Parent().Get(), node.Get()));
     std::vector<Change> changes;
     changes.reserve(paths.size());
     for (std::wstring& gone : paths)
@@ -266,15 +268,15 @@ void ConfigServerProxy::Post(const Subscription& subscription, std::int32_t mask
 
 NodeHandle ConfigServerProxy::MakeEntry(const Subscription& subscription, const Change& change) const
 {
-    NodeHandle entry = CreateNode(nullptr, nullptr);
-    SetAttribute(entry.Get(), L"ModifiedNodePath", change.path);
-    SetAttribute(entry.Get(), L"ChangesMask", std::int64_t{change.mask});
+    NodeHandle entry = NodeHandle::Create(nullptr, nullptr);
+    entry.Set(L"ModifiedNodePath", change.path);
+    entry.Set(L"ChangesMask", std::int64_t{change.mask});
     if ((subscription.terms.options & WithContent) == 0)
         return entry;
     const bool whole = (subscription.terms.options & WholeWatchedNode) != 0;
-    const NodeHandle watched = whole ? FindNode(m_root.Get(), subscription.terms.path) : NodeHandle();
-    if (IKelNode* content = whole ? watched.Get() : change.node.Get())
-        AddChild(entry.Get(), CloneNode(content, whole ? KelnWholeTree : 0).Get());
+    const NodeHandle watched = whole ? m_root.Find(subscription.terms.path) : NodeHandle();
+    if (const NodeHandle& content = whole ? watched : change.node)
+        entry.AddChild(content.Clone(whole ? KelnWholeTree : 0));
     return entry;
 }
 

@@ -3,7 +3,7 @@
 
 #include "Host/Components/Component.h"
 #include "Host/Components/DeliveryThread.h"
-#include "Host/Components/NodeAccess.h"
+#include "Host/Components/NodeHandle.h"
 #include "Interfaces/ConfigServer.h"
 
 #include <mutex>

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "Host/Components/Component.h"
+#include "Host/Components/NodeHandle.h"
 #include "Host/Support/Failure.h"
-#include "Host/Support/NodeHandle.h"
 #include "Interfaces/ConfigServer.h"
 
 #include <memory>
@@ -13,36 +13,29 @@ namespace Host
 {
 
 // The entries of one notification. Each enumerator walks them by itself; `Next` answers S_FALSE behind the last one.
-class ModifiedNodes final : public Component<IKelNodeModifyEnum>
+class ModifiedNodes final : public Component<IKelNodeModifyEnum, IKelNodeIterator>
 {
 public:
     using Entries = std::vector<NodeHandle>;
 
-    explicit ModifiedNodes(Entries entries) : m_entries(std::make_shared<const Entries>(std::move(entries))) {}
+    explicit ModifiedNodes(Entries entries) : ModifiedNodes(std::make_shared<const Entries>(std::move(entries))) {}
 
     HRESULT GetEnumerator(IKelNodeIterator** out) override
     {
-        return Boundary([=, this] { return *out = new Iterator(m_entries), S_OK; });
+        return Boundary([=, this] { return *out = new ModifiedNodes(m_entries), S_OK; });
+    }
+
+    HRESULT Reset() override { return m_next = 0, S_OK; }
+    HRESULT Next(IKelNode** node) override
+    {
+        return m_next == m_entries->size() ? S_FALSE : KelnDuplicateNodeHandle((*m_entries)[m_next++].Get(), node);
     }
 
 private:
-    class Iterator final : public Component<IKelNodeIterator>
-    {
-    public:
-        explicit Iterator(std::shared_ptr<const Entries> entries) : m_entries(std::move(entries)) {}
-
-        HRESULT Reset() override { return m_next = 0, S_OK; }
-        HRESULT Next(IKelNode** node) override
-        {
-            return m_next == m_entries->size() ? S_FALSE : KelnDuplicateNodeHandle((*m_entries)[m_next++].Get(), node);
-        }
-
-    private:
-        const std::shared_ptr<const Entries> m_entries;
-        std::size_t m_next = 0;
-    };
+    explicit ModifiedNodes(std::shared_ptr<const Entries> entries) : m_entries(std::move(entries)) {}
 
     const std::shared_ptr<const Entries> m_entries;
+    std::size_t m_next = 0;
 };
 
 } // namespace Host

@@ -3,7 +3,7 @@
 
 #include "Host/Components/Component.h"
 #include "Host/Components/DeliveryThread.h"
-#include "Host/Components/NodeAccess.h"
+#include "Host/Components/NodeHandle.h"
 #include "Interfaces/ReportingSettings.h"
 
 #include <algorithm>
@@ -27,8 +27,8 @@ public:
             if (settingsType != ConnectionSettings)
                 Refuse(E_INVALIDARG, L"unknown settings type " + std::to_wstring(settingsType) +
                                          L", expected 1 (connection settings)");
-            NodeHandle handle = CreateNode(L"ReportingSettingsSubscription", nullptr);
-            NodeHandle handedOut = ShareNode(handle.Get());
+            NodeHandle handle = NodeHandle::Create(L"ReportingSettingsSubscription", nullptr);
+            NodeHandle handedOut = handle.Share();
             const std::lock_guard guard(m_lock);
             m_subscribers.push_back({std::move(handle), ComponentPtr<IReportingSettingsModifySink>(sink)});
             if (m_settings)
@@ -60,7 +60,7 @@ public:
     // For the host program; any thread. `settings` is copied: its children are the connection-settings entries.
     void SetSettings(IKelNode* settings)
     {
-        NodeHandle copy = CloneNode(settings, KelnWholeTree);
+        NodeHandle copy = NodeHandle::Share(settings).Clone(KelnWholeTree);
         const std::lock_guard guard(m_lock);
         m_settings = std::move(copy);
         for (const Subscriber& subscriber : m_subscribers)
@@ -82,7 +82,7 @@ private:
 
     void Post(const Subscriber& subscriber)
     {
-        const auto settings = std::make_shared<const NodeHandle>(CloneNode(m_settings.Get(), KelnWholeTree));
+        const auto settings = std::make_shared<const NodeHandle>(m_settings.Clone(KelnWholeTree));
         m_deliveries.Post(subscriber.handle.Get(), [sink = subscriber.sink, settings] {
             return sink->OnModified(ConnectionSettings, 0, settings->Get());
         });

@@ -13,28 +13,21 @@ constexpr std::string_view EndOfLine = "\r\n";
 constexpr std::size_t PieceSize = 4096; // of what the callback gets
 constexpr std::size_t DeepestIndent = 64;
 
-// A clone that nobody else knows, so that it can be read without the lock.
-class PrivateClone
+struct LockedRelease
 {
-public:
-    PrivateClone(Node& node, uint32_t depth)
+    void operator()(Node* node) const
     {
         const std::lock_guard guard(Node::s_lock);
-        m_node = node.Clone(depth);
+        node->Release();
     }
-    ~PrivateClone()
-    {
-        const std::lock_guard guard(Node::s_lock);
-        m_node.Reset();
-    }
-    PrivateClone(const PrivateClone&) = delete;
-    PrivateClone& operator=(const PrivateClone&) = delete;
-
-    Node& Root() const { return *m_node.Get(); }
-
-private:
-    Node::Ptr m_node;
 };
+
+// A clone that nobody else knows, so that it can be read without the lock.
+std::unique_ptr<Node, LockedRelease> PrivateClone(Node& node, uint32_t depth)
+{
+    const std::lock_guard guard(Node::s_lock);
+    return std::unique_ptr<Node, LockedRelease>(node.Clone(depth).Detach());
+}
 
 // What stands in the text for a character that cannot stand for itself; empty for the others.
 std::string Reference(wchar_t character)
@@ -54,6 +47,33 @@ std::string Reference(wchar_t character)
     const auto c = static_cast<char32_t>(character);
     const bool isControl = c < 0x20 || (c >= 0x7F && c < 0xA0);
     return isControl ? "&#" + std::to_string(static_cast<unsigned>(c)) + ";" : std::string();
+}
+
+std::string Escaped(std::wstring_view text)
+{
+    std::string utf8;
+    std::size_t plain = 0; // where the part that needs no reference began
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const std::string reference = Reference(text[i]);
+        if (reference.empty())
+            continue;
+        Text::AppendUtf8(text.substr(plain, i - plain), utf8);
+        utf8 += reference;
+        plain = i + 1;
+    }
+    Text::AppendUtf8(text.substr(plain), utf8);
+    return utf8;
+}
+
+// The beginning of an element, up to its attributes' end.
+std::string Start(const char* element, std::wstring_view name, std::wstring_view type)
+{
+    std::string tag = std::string("<") + element;
+    if (!name.empty())
+        tag += " name=\"" + Escaped(name) + '"';
+    if (!type.empty())
+        tag += " type=\"" + Escaped(type) + '"';
+    return tag;
 }
 
 } // namespace
@@ -78,7 +98,7 @@ void Serialization::Write(const std::vector<Node*>& nodes, uint32_t depth)
 {
     Claim();
     for (Node* const node : nodes)
-        WriteTree(PrivateClone(*node, depth).Root());
+        WriteTree(*PrivateClone(*node, depth));
     Flush();
     m_usable = true;
 }
@@ -124,10 +144,7 @@ void Serialization::WriteTree(Node& root)
 bool Serialization::Begin(Node& node, std::size_t level)
 {
     const bool isEmpty = node.Attributes().empty() && node.ChildCount() == 0;
-    StartLine(level);
-    PutStart("node", node.Name(), node.Type());
-    m_text += isEmpty ? "/>" : ">";
-    EndLine();
+    PutLine(level, Start("node", node.Name(), node.Type()) + (isEmpty ? "/>" : ">"));
     for (const NodeAttribute& attribute : node.Attributes())
         WriteAttribute(attribute, level + 1);
     return !isEmpty;
@@ -136,70 +153,25 @@ bool Serialization::Begin(Node& node, std::size_t level)
 void Serialization::WriteAttribute(const NodeAttribute& attribute, std::size_t level)
 {
     const Value& value = attribute.value;
-    StartLine(level);
-    PutStart("attribute", attribute.name, (m_flags & ShowTypes) != 0 ? TypeName(value.type) : L"");
-    if (value.bytes.empty()) {
-        m_text += "/>";
-        EndLine();
-        return;
-    }
-    m_text += ">";
-    if (value.type == KelnTextList) {
-        EndLine();
-        for (const std::wstring& item : ListItems(value))
-            PutLine(level + 1, "<item>", item, "</item>");
-        StartLine(level);
-    } else {
-        PutEscaped(DisplayText(value));
-    }
-    m_text += "</attribute>";
-    EndLine();
+    const std::string start =
+        Start("attribute", attribute.name, (m_flags & ShowTypes) != 0 ? TypeName(value.type) : L"");
+    if (value.bytes.empty())
+        return PutLine(level, start + "/>");
+    if (value.type != KelnTextList)
+        return PutLine(level, start + '>' + Escaped(DisplayText(value)) + "</attribute>");
+    PutLine(level, start + '>');
+    for (const std::wstring& item : ListItems(value))
+        PutLine(level + 1, "<item>" + Escaped(item) + "</item>");
+    PutLine(level, "</attribute>");
 }
 
-void Serialization::PutLine(std::size_t level, const char* start, std::wstring_view text, const char* end)
+void Serialization::PutLine(std::size_t level, std::string_view line)
 {
-    StartLine(level);
-    m_text += start;
-    PutEscaped(text);
-    m_text += end;
-    EndLine();
-}
-
-void Serialization::PutStart(const char* element, std::wstring_view name, std::wstring_view type)
-{
-    m_text.append("<").append(element);
-    for (const auto& [key, text] : {std::pair(" name=\"", name), std::pair(" type=\"", type)}) {
-        if (text.empty())
-            continue;
-        m_text += key;
-        PutEscaped(text);
-        m_text += "\"";
-    }
-}
-
-void Serialization::PutEscaped(std::wstring_view text)
-{
-    std::size_t plain = 0; // where the part that needs no reference began
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const std::string reference = Reference(text[i]);
-        if (reference.empty())
-            continue;
-        Text::AppendUtf8(text.substr(plain, i - plain), m_text);
-        m_text += reference;
-        plain = i + 1;
-    }
-    Text::AppendUtf8(text.substr(plain), m_text);
-}
-
-void Serialization::StartLine(std::size_t level)
-{
-    if ((m_flags & Readable) != 0)
+    const bool isReadable = (m_flags & Readable) != 0;
+    if (isReadable)
         m_text.append(2 * std::min(level, DeepestIndent), ' ');
-}
-
-void Serialization::EndLine()
-{
-    if ((m_flags & Readable) != 0)
+    m_text += line;
+    if (isReadable)
         m_text += EndOfLine;
     if (m_text.size() >= PieceSize)
         Flush();

@@ -36,11 +36,7 @@ private:
     void WriteTree(Node& root);
     bool Begin(Node& node, std::size_t level);
     void WriteAttribute(const NodeAttribute& attribute, std::size_t level);
-    void PutLine(std::size_t level, const char* start, std::wstring_view text = {}, const char* end = "");
-    void PutStart(const char* element, std::wstring_view name, std::wstring_view type);
-    void PutEscaped(std::wstring_view text);
-    void StartLine(std::size_t level);
-    void EndLine();
+    void PutLine(std::size_t level, std::string_view line);
     void Flush();
     void Claim();
 

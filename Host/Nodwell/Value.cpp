@@ -1,12 +1,13 @@
 #include "Host/Nodwell/Value.h"
 
+#include "Platform/LetterCase.h"
 #include "Platform/Text.h"
 
 #include <algorithm>
-#include <charconv>
+#include <cerrno>
 #include <cstring>
-#include <limits>
-#include <system_error>
+#include <cwchar>
+#include <cwctype>
 #include <utility>
 
 namespace
@@ -110,31 +111,22 @@ std::wstring HexDigits(std::string_view bytes)
     return text;
 }
 
-HRESULT ParseBoolean(std::wstring text, std::int64_t& number)
+HRESULT ParseBoolean(const std::wstring& text, std::int64_t& number)
 {
-    for (wchar_t& c : text)
-        c = c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c - L'A' + L'a') : c;
-    number = text == L"true" || text == L"1";
-    return number != 0 || text == L"false" || text == L"0" ? S_OK : E_INVALIDARG;
+    const std::wstring lower = ToLowerCase(text);
+    number = lower == L"true" || lower == L"1";
+    return number != 0 || lower == L"false" || lower == L"0" ? S_OK : E_INVALIDARG;
 }
 
-HRESULT ParseInteger(std::wstring_view text, std::int64_t& number)
+HRESULT ParseInteger(const std::wstring& text, std::int64_t& number)
 {
-    const bool negative = text.starts_with(L'-');
-    if (negative || text.starts_with(L'+'))
-        text.remove_prefix(1);
-    const bool hexadecimal = text.starts_with(L"0x") || text.starts_with(L"0X");
-    const std::string digits = Text::ToUtf8(text.substr(hexadecimal ? 2 : 0));
-    std::uint64_t magnitude = 0;
-    const char* const end = digits.data() + digits.size();
-    const auto [stop, error] = std::from_chars(digits.data(), end, magnitude, hexadecimal ? 16 : 10);
-    if (stop != end || error == std::errc::invalid_argument)
+    const bool isHexadecimal = text.find_first_of(L"xX") != text.npos;
+    wchar_t* end = nullptr;
+    errno = 0;
+    number = std::wcstoll(text.c_str(), &end, isHexadecimal ? 16 : 10);
+    if (text.empty() || std::iswspace(static_cast<std::wint_t>(text.front())) || end != text.c_str() + text.size())
         return E_INVALIDARG;
-    constexpr auto largest = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
-    if (error != std::errc() || magnitude > largest + negative)
-        return OutOfRange;
-    number = static_cast<std::int64_t>(negative ? 0 - magnitude : magnitude);
-    return S_OK;
+    return errno == ERANGE ? OutOfRange : S_OK;
 }
 
 HRESULT StoreNumber(std::int64_t number, Value& result)

@@ -27,7 +27,8 @@ auto ReadDatabase(const fs::path& database, const Read& read)
         Sqlite::Connection connection(database, Sqlite::Access::ReadOnly);
         return read(connection);
     } catch (const Sqlite::Error& error) {
-        throw InputError(Utf8PathText(database) + ": cannot be read as a reporting database: " + error.what());
+        throw InputError(Utf8PathText(database) +
+                         ": cannot be read as a reporting database: " + Text::ToUtf8(error.text));
     }
 }
 
@@ -46,17 +47,20 @@ std::wstring CsvLine(const Record& record)
     return line;
 }
 
-// An array of objects, or a header line and a line for each record.
-void ShowRecords(Console& console, Format format, const Record& keys, const std::vector<Record>& records)
+// An array of objects, or a header line and a line for each record; `toRecord` makes one of a thing.
+template <class Thing, class ToRecord>
+void ShowRecords(Console& console, Format format, const Record& keys, const std::vector<Thing>& things,
+                 const ToRecord& toRecord)
 {
     if (format == Format::Csv) {
         console.Line(CsvLine(keys));
-        for (const Record& record : records)
-            console.Line(CsvLine(record));
+        for (const Thing& thing : things)
+            console.Line(CsvLine(toRecord(thing)));
         return;
     }
     Json array = Json::array();
-    for (const Record& record : records) {
+    for (const Thing& thing : things) {
+        const Record record = toRecord(thing);
         Json& object = array.emplace_back();
         for (std::size_t i = 0; i < keys.size(); ++i)
             object[Text::ToUtf8(*keys[i])] = record[i] ? Json(Text::ToUtf8(*record[i])) : Json();
@@ -78,11 +82,9 @@ void PrintTable(const fs::path& database, Format format, Console& console)
     const std::vector<AccessRight> rights = ReadDatabase(database, &ReadAccessRights);
     if (format == Format::Text)
         return ShowRows(console, AccessRightRows(rights, {}));
-    std::vector<Record> records;
-    records.reserve(rights.size());
-    for (const AccessRight& right : rights)
-        records.push_back({right.loginName, right.managedObjectUId});
-    ShowRecords(console, format, {L"account", L"object"}, records);
+    ShowRecords(console, format, {L"account", L"object"}, rights, [](const AccessRight& right) {
+        return Record{right.loginName, right.managedObjectUId};
+    });
 }
 
 void PrintRoles(const fs::path& database, Format format, Console& console)
@@ -90,11 +92,10 @@ void PrintRoles(const fs::path& database, Format format, Console& console)
     const std::vector<ReportServerRole> roles = ReadDatabase(database, &ReadReportServerRoles);
     if (format == Format::Text)
         return ShowRows(console, RoleRows(roles, true));
-    std::vector<Record> records;
-    records.reserve(roles.size());
-    for (const ReportServerRole& role : roles)
-        records.push_back({role.account, role.role, role.reportServer, role.grantedAt});
-    ShowRecords(console, format, {L"account", L"role", L"reportServer", L"grantedAt"}, records);
+    ShowRecords(console, format, {L"account", L"role", L"reportServer", L"grantedAt"}, roles,
+                [](const ReportServerRole& role) {
+                    return Record{role.account, role.role, role.reportServer, role.grantedAt};
+                });
 }
 
 } // namespace Host

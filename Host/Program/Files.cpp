@@ -58,16 +58,13 @@ void ReplaceFile(const fs::path& file, const std::string& content)
 {
     if (fs::exists(file) && !fs::is_regular_file(file))
         RefuseFile(file, "cannot be written: it is no regular file");
-    fs::path beside = file;
-    beside += ".new";
+    const fs::path beside = fs::path(file) += ".new";
     errno = 0;
     std::ofstream stream(beside, std::ios::binary);
     if (!stream)
         RefuseFile(file, "cannot be written: " + std::generic_category().message(errno));
-    std::error_code error;
     stream << content << std::flush;
-    if (!stream)
-        error = std::error_code(errno, std::generic_category());
+    std::error_code error(stream ? 0 : errno, std::generic_category());
     stream.close();
     if (!error)
         fs::rename(beside, file, error);
@@ -132,10 +129,9 @@ void RunFiles::Hold(const std::string& shown)
                        Sqlite::Patience{std::chrono::milliseconds(0)});
         m_hold->Execute("BEGIN EXCLUSIVE");
     } catch (const Sqlite::Error& error) {
-        throw InputError(shown +
-                         (error.code == SQLITE_BUSY
-                              ? ": is in use by another run, expected a data directory of this run's own"
-                              : std::string(": cannot be written, expected a data directory: ") + error.what()));
+        throw InputError(shown + (error.code == SQLITE_BUSY
+                                      ? ": is in use by another run, expected a data directory of this run's own"
+                                      : ": cannot be written, expected a data directory: " + Text::ToUtf8(error.text)));
     }
 }
 

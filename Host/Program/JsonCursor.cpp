@@ -12,14 +12,6 @@ namespace
 
 using nlohmann::json;
 
-std::string EscapedKey(const std::string& key)
-{
-    std::string escaped;
-    for (const char c : key)
-        escaped += c == '~' ? "~0" : c == '/' ? "~1" : std::string(1, c);
-    return escaped;
-}
-
 std::string Shortened(const std::string& utf8)
 {
     constexpr std::size_t longest = 60;
@@ -40,10 +32,10 @@ struct Level
 
 std::string PointerTo(const std::vector<Level>& levels)
 {
-    std::string pointer;
+    json::json_pointer way;
     for (const Level& level : levels)
-        pointer += '/' + (level.isArray ? std::to_string(level.index) : EscapedKey(level.key));
-    return pointer.empty() ? "/" : pointer;
+        level.isArray ? way /= level.index : way /= level.key;
+    return ShownPointer(way);
 }
 
 // Checks what the library has just read: it keeps the last of several values of a key without a word.
@@ -91,14 +83,14 @@ JsonCursor JsonCursor::operator[](const std::string& key) const
 {
     static const json null;
     const auto found = m_value.find(key);
-    return JsonCursor(found == m_value.end() ? null : *found, m_pointer + '/' + EscapedKey(key));
+    return JsonCursor(found == m_value.end() ? null : *found, m_way / key);
 }
 
 std::vector<std::pair<std::wstring, JsonCursor>> JsonCursor::Members() const
 {
     std::vector<std::pair<std::wstring, JsonCursor>> members;
     for (const auto& [key, value] : m_value.items())
-        members.emplace_back(Text::FromUtf8(key), JsonCursor(value, m_pointer + '/' + EscapedKey(key)));
+        members.emplace_back(Text::FromUtf8(key), JsonCursor(value, m_way / key));
     return members;
 }
 
@@ -106,7 +98,7 @@ std::vector<JsonCursor> JsonCursor::Items() const
 {
     std::vector<JsonCursor> items;
     for (std::size_t i = 0; i < m_value.size(); ++i)
-        items.emplace_back(m_value[i], m_pointer + '/' + std::to_string(i));
+        items.emplace_back(m_value[i], m_way / i);
     return items;
 }
 
@@ -117,8 +109,7 @@ std::wstring JsonCursor::Text() const
 
 void JsonCursor::Fail(const std::string& expected) const
 {
-    throw InputError((m_pointer.empty() ? "/" : m_pointer) + ": found " + Shortened(m_value.dump()) + ", expected " +
-                     expected);
+    throw InputError(Pointer() + ": found " + Shortened(m_value.dump()) + ", expected " + expected);
 }
 
 } // namespace Host

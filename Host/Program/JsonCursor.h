@@ -15,13 +15,19 @@ namespace Host
 // too large, a text with a zero character, and values nested more than 500 levels deep.
 nlohmann::json ParseJson(const std::string& text);
 
+// As messages say it: "/" for the whole.
+inline std::string ShownPointer(const nlohmann::json::json_pointer& way)
+{
+    return way.empty() ? "/" : way.to_string();
+}
+
 // A value and the way to it. Values are read as the kind that the schema has found them to be.
 class JsonCursor
 {
 public:
-    explicit JsonCursor(const nlohmann::json& value, std::string pointer = {})
-        : m_value(value), m_pointer(std::move(pointer))
-    {}
+    using Way = nlohmann::json::json_pointer;
+
+    explicit JsonCursor(const nlohmann::json& value, Way way = Way()) : m_value(value), m_way(std::move(way)) {}
 
     bool Has(const std::string& key) const { return m_value.contains(key); }
     // Null where there is no such key; null has no members and no items, and is an empty text.
@@ -30,7 +36,7 @@ public:
     std::vector<JsonCursor> Items() const;
 
     const nlohmann::json& Value() const { return m_value; }
-    const std::string& Pointer() const { return m_pointer; }
+    std::string Pointer() const { return ShownPointer(m_way); }
     std::wstring Text() const;
     // The value, or `null` for a null.
     template <class T>
@@ -44,7 +50,7 @@ public:
 
 private:
     const nlohmann::json& m_value;
-    const std::string m_pointer;
+    const Way m_way;
 };
 
 // Throws InputError for the first place at which a site has another shape than Samples/site.schema.json says: keys,

@@ -14,20 +14,11 @@ struct Line
     const Row* row;
 };
 
-std::vector<Line> MarkedLines(const Rows& before, const Rows& after)
+std::vector<Line> MarkedLines(wchar_t mark, const Rows& rows)
 {
     std::vector<Line> lines;
-    auto old = before.begin();
-    for (const Row& row : after) {
-        for (; old != before.end() && *old < row; ++old)
-            lines.push_back({L'-', &*old});
-        const bool stayed = old != before.end() && *old == row;
-        lines.push_back({stayed ? L' ' : L'+', &row});
-        if (stayed)
-            ++old;
-    }
-    for (; old != before.end(); ++old)
-        lines.push_back({L'-', &*old});
+    for (const Row& row : rows)
+        lines.push_back({mark, &row});
     return lines;
 }
 
@@ -79,20 +70,20 @@ Rows RoleRows(const std::vector<ReportServerRole>& roles, bool withTimes)
     return rows;
 }
 
-RowChanges CountChanges(const Rows& before, const Rows& after)
+RowChanges CompareRows(const Rows& before, const Rows& after)
 {
     RowChanges changes;
-    for (const Line& line : MarkedLines(before, after)) {
-        changes.added += line.mark == L'+';
-        changes.removed += line.mark == L'-';
-    }
+    std::set_difference(after.begin(), after.end(), before.begin(), before.end(), std::back_inserter(changes.added));
+    std::set_difference(before.begin(), before.end(), after.begin(), after.end(), std::back_inserter(changes.removed));
     return changes;
 }
 
-void ShowChanges(Console& console, const Rows& before, const Rows& after, std::size_t most)
+void ShowChanges(Console& console, const RowChanges& changes, std::size_t most)
 {
-    std::vector<Line> lines = MarkedLines(before, after);
-    std::erase_if(lines, [](const Line& line) { return line.mark == L' '; });
+    std::vector<Line> lines = MarkedLines(L'+', changes.added);
+    const std::vector<Line> removed = MarkedLines(L'-', changes.removed);
+    lines.insert(lines.end(), removed.begin(), removed.end());
+    std::sort(lines.begin(), lines.end(), [](const Line& a, const Line& b) { return *a.row < *b.row; });
     const std::size_t more = lines.size() - std::min(lines.size(), most);
     lines.resize(lines.size() - more);
     ShowLines(console, lines);
@@ -102,7 +93,7 @@ void ShowChanges(Console& console, const Rows& before, const Rows& after, std::s
 
 void ShowRows(Console& console, const Rows& rows)
 {
-    ShowLines(console, MarkedLines(rows, rows));
+    ShowLines(console, MarkedLines(L' ', rows));
     console.Line(Count(rows.size(), L"row"));
 }
 

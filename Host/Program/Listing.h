@@ -25,16 +25,16 @@ Rows RoleRows(const std::vector<ReportServerRole>& roles, bool withTimes);
 
 struct RowChanges
 {
-    std::size_t added = 0;
-    std::size_t removed = 0;
+    bool Any() const { return !added.empty() || !removed.empty(); }
 
-    bool Any() const { return added != 0 || removed != 0; }
+    Rows added;
+    Rows removed;
 };
 
-RowChanges CountChanges(const Rows& before, const Rows& after);
+RowChanges CompareRows(const Rows& before, const Rows& after);
 
 // Shows the rows that came with "+" and those that went with "-"; `most` of them, the first ones.
-void ShowChanges(Console& console, const Rows& before, const Rows& after, std::size_t most = 20);
+void ShowChanges(Console& console, const RowChanges& changes, std::size_t most = 20);
 
 // Shows all rows and their number.
 void ShowRows(Console& console, const Rows& rows);

@@ -167,18 +167,17 @@ private:
 
 int main(int argc, char** argv)
 {
-    std::exception_ptr error;
-    int status = RunFailed;
+    const auto complain = [](int status) {
+        std::cerr << "kestrine-host: " << Said(std::current_exception()) << std::endl;
+        return status;
+    };
     try {
         return CommandLine().Perform(Platform::ProgramArguments(argc, argv));
     } catch (const ClosedPipe&) {
         return RunFailed;
     } catch (const InputError&) {
-        status = WrongInput;
-        error = std::current_exception();
+        return complain(WrongInput);
     } catch (...) {
-        error = std::current_exception();
+        return complain(RunFailed);
     }
-    std::cerr << "kestrine-host: " << Said(error) << std::endl;
-    return status;
 }

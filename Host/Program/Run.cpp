@@ -17,80 +17,40 @@ namespace
 namespace fs = std::filesystem;
 using Json = nlohmann::ordered_json;
 
-// What a run amounted to.
-struct Summary
+Json Optional(const std::optional<std::size_t>& number)
 {
-    std::wstring site;
-    Totals totals;
-    std::uint64_t rewrites = 0;
-    std::uint64_t grants = 0;
-    std::uint64_t failedGrants = 0;
-    bool moduleLocked = false; // once everything has been released
-    std::uint64_t nodes = 0;   // alive then
-    std::optional<std::string> failure;
-    bool interrupted = false;
-    std::filesystem::path database;
-    std::optional<std::filesystem::path> sqlTrace;
-    std::filesystem::path log;
-
-    bool Leaks() const { return moduleLocked || nodes != 0; }
-};
-
-std::wstring Known(const std::optional<std::size_t>& number)
-{
-    return number ? std::to_wstring(*number) : L"an unknown number";
+    return number ? Json(*number) : Json();
 }
 
-Json Optional(const auto& value)
+void ShowSummary(const Json& summary, Console& console)
 {
-    return value ? Json(*value) : Json();
-}
-
-void ShowSummary(const Summary& summary, Console& console)
-{
-    const Totals& totals = summary.totals;
+    const auto number = [&](const char* place) {
+        const Json& value = summary[Json::json_pointer(place)];
+        return value.is_null() ? L"an unknown number" : Text::FromUtf8(value.dump());
+    };
+    const auto text = [&](const char* key) { return Text::FromUtf8(summary[key].get<std::string>()); };
+    const bool isLocked = summary["leaks"]["moduleLocked"];
     console.Line();
-    console.Line(summary.failure       ? L"Summary (failed)"
-                 : summary.interrupted ? L"Summary (interrupted)"
-                                       : L"Summary",
+    console.Line(!summary["failure"].is_null() ? L"Summary (failed)"
+                 : summary["interrupted"]      ? L"Summary (interrupted)"
+                                               : L"Summary",
                  Colour::Bold);
-    console.Line(L"    cycles    " + std::to_wstring(totals.cycles) + L" asked for, " +
-                 std::to_wstring(totals.failedCycles) + L" failed");
-    console.Line(L"    rewrites  " + std::to_wstring(summary.rewrites));
-    console.Line(L"    rows      " + std::to_wstring(totals.rows.added) + L" added, " +
-                 std::to_wstring(totals.rows.removed) + L" removed, " + Known(totals.tableRows) + L" in the table");
-    console.Line(L"    roles     " + std::to_wstring(summary.grants) + L" granted, " +
-                 std::to_wstring(summary.failedGrants) + L" failed, " + Known(totals.pendingGrants) + L" pending");
-    if (summary.Leaks())
-        console.Line(std::wstring(L"    released  LEAK: the module ") + (summary.moduleLocked ? L"is" : L"is not") +
-                         L" locked, " + std::to_wstring(summary.nodes) + L" nodes alive",
+    console.Line(L"    cycles    " + number("/cycles/asked") + L" asked for, " + number("/cycles/failed") + L" failed");
+    console.Line(L"    rewrites  " + number("/rewrites"));
+    console.Line(L"    rows      " + number("/rows/added") + L" added, " + number("/rows/removed") + L" removed, " +
+                 number("/rows/now") + L" in the table");
+    console.Line(L"    roles     " + number("/roles/granted") + L" granted, " + number("/roles/failed") + L" failed, " +
+                 number("/roles/pending") + L" pending");
+    if (isLocked || summary["leaks"]["nodes"] != 0)
+        console.Line(std::wstring(L"    released  LEAK: the module ") + (isLocked ? L"is" : L"is not") + L" locked, " +
+                         number("/leaks/nodes") + L" nodes alive",
                      Colour::Red);
     else
         console.Line(L"    released  completely: module not locked and unloaded, no node alive");
-    console.Line(L"    database  " + PathText(summary.database));
-    if (summary.sqlTrace)
-        console.Line(L"    SQL       " + PathText(*summary.sqlTrace));
-    console.Line(L"    log       " + PathText(summary.log) +
-                 (std::filesystem::exists(summary.log) ? L"" : L" (nothing logged)"));
-}
-
-Json SummaryJson(const Summary& summary)
-{
-    const Totals& totals = summary.totals;
-    return {
-        {"site", Text::ToUtf8(summary.site)},
-        {"failure", Optional(summary.failure)},
-        {"interrupted", summary.interrupted},
-        {"unmet", totals.unmet},
-        {"cycles", {{"asked", totals.cycles}, {"failed", totals.failedCycles}}},
-        {"rewrites", summary.rewrites},
-        {"rows", {{"added", totals.rows.added}, {"removed", totals.rows.removed}, {"now", Optional(totals.tableRows)}}},
-        {"roles",
-         {{"granted", summary.grants}, {"failed", summary.failedGrants}, {"pending", Optional(totals.pendingGrants)}}},
-        {"leaks", {{"moduleLocked", summary.moduleLocked}, {"nodes", summary.nodes}}},
-        {"database", Utf8PathText(summary.database)},
-        {"sqlTrace", summary.sqlTrace ? Json(Utf8PathText(*summary.sqlTrace)) : Json()},
-        {"log", Utf8PathText(summary.log)}};
+    console.Line(L"    database  " + text("database"));
+    if (!summary["sqlTrace"].is_null())
+        console.Line(L"    SQL       " + text("sqlTrace"));
+    console.Line(L"    log       " + text("log") + (fs::exists(PathOf(text("log"))) ? L"" : L" (nothing logged)"));
 }
 
 void SetEnvironment(const std::wstring& name, const std::wstring& value)
@@ -132,49 +92,6 @@ Sqlite::Patience PatienceOf(const RunOptions& options)
     return patience;
 }
 
-// Keeps the first exception.
-template <class Step>
-void Attempt(std::exception_ptr& failure, const Step& step)
-{
-    try {
-        step();
-    } catch (...) {
-        if (!failure)
-            failure = std::current_exception();
-    }
-}
-
-// Throws Failure when the site does not come to what its timeline and the options expect.
-void PlayParts(const RunOptions& options, SitePlayer& player)
-{
-    player.PlayTimeline();
-    const bool isIdle = !options.untilIdle || player.RunUntilIdle();
-    if (options.seconds)
-        player.RunFor(*options.seconds);
-    if (!isIdle)
-        throw Failure{E_FAIL, L"the module did not come to rest: the table was still rewritten or cycles failed"};
-    if (const std::size_t unmet = player.Result().unmet; unmet != 0)
-        throw Failure{E_FAIL, Count(unmet, L"event") + L" did not come to what the timeline expects"};
-}
-
-// Runs the site and releases everything again.
-void Play(const Site& site, const RunOptions& options, const RunFiles& files, Console& console, Summary& summary,
-          std::exception_ptr& failure)
-{
-    SiteHost host(site, files.Database(), {options.module, files.AccountsFile()});
-    SitePlayer player(site, host, *files.Database(), console);
-    Attempt(failure, [&] { PlayParts(options, player); });
-    if (options.reportAlive)
-        host.Module().ReportAliveObjects();
-    host.ReleaseComponents();
-    summary.moduleLocked = host.Module().IsLocked();
-    if (summary.moduleLocked && options.reportAlive)
-        host.Module().ReportAliveObjects();
-    Attempt(failure, [&] { player.Finish(); });
-    summary.totals = player.Result();
-    summary.failedGrants = host.ActivitySoFar().failedGrants;
-}
-
 } // namespace
 
 std::string Said(const std::exception_ptr& error)
@@ -198,34 +115,44 @@ ExitStatus RunSite(const RunOptions& options, Console& console, Console* json)
     const RunFiles files(wanted);
     PrepareEnvironment(site, files.DataDirectory(), files.AccountsFile(), options.reportAlive);
 
-    Summary summary;
-    summary.site = site.title;
-    summary.database = files.Database()->File();
-    if (options.files.sqlTrace)
-        summary.sqlTrace = fs::absolute(*options.files.sqlTrace);
-    summary.log = LogFile(options.module, files.DataDirectory());
+    const fs::path log = LogFile(options.module, files.DataDirectory());
+    Totals totals;
     std::exception_ptr failure;
     Attempt(failure, [&] {
         console.Line(site.title, Colour::Bold);
         console.Line(L"    data      " + PathText(files.DataDirectory()));
         console.Line(L"    module    " + PathText(options.module));
-        console.Line(L"    log       " + PathText(summary.log));
-        Play(site, options, files, console, summary, failure);
+        console.Line(L"    log       " + PathText(log));
+        SiteHost host(site, files.Database(), options.module, files.AccountsFile());
+        totals = PlaySite(site, host, options, console, failure);
     });
     Attempt(failure, [&] { files.Database()->CheckTrace(); });
-    summary.nodes = NodwellLiveNodes();
-    summary.rewrites = files.Database()->Rewrites();
-    summary.grants = files.Database()->Grants();
-    summary.interrupted = Interruption::IsRequested();
-    if (failure)
-        summary.failure = Said(failure);
+    const std::uint64_t nodes = NodwellLiveNodes();
+    const bool isInterrupted = Interruption::IsRequested();
+    const std::optional<fs::path>& trace = options.files.sqlTrace;
+    const Json summary{
+        {"site", Text::ToUtf8(site.title)},
+        {"failure", failure ? Json(Said(failure)) : Json()},
+        {"interrupted", isInterrupted},
+        {"unmet", totals.unmet},
+        {"cycles", {{"asked", totals.cycles}, {"failed", totals.failedCycles}}},
+        {"rewrites", files.Database()->Rewrites()},
+        {"rows", {{"added", totals.rowsAdded}, {"removed", totals.rowsRemoved}, {"now", Optional(totals.tableRows)}}},
+        {"roles",
+         {{"granted", files.Database()->Grants()},
+          {"failed", totals.failedGrants},
+          {"pending", Optional(totals.pendingGrants)}}},
+        {"leaks", {{"moduleLocked", totals.moduleLocked}, {"nodes", nodes}}},
+        {"database", Utf8PathText(files.Database()->File())},
+        {"sqlTrace", trace ? Json(Utf8PathText(fs::absolute(*trace))) : Json()},
+        {"log", Utf8PathText(log)}};
     if (json)
-        json->Line(Text::FromUtf8(SummaryJson(summary).dump(1)));
+        json->Line(Text::FromUtf8(summary.dump(1)));
     else
         ShowSummary(summary, console);
-    if (summary.Leaks())
+    if (totals.moduleLocked || nodes != 0)
         return Leaked;
-    if (summary.interrupted)
+    if (isInterrupted)
         return Interrupted;
     if (failure)
         std::rethrow_exception(failure);
@@ -247,18 +174,19 @@ ExitStatus DiffSite(const RunOptions& options, Console& console)
         before = AccessRightRows(database->Rows(), site.objectNames);
         fs::create_directories(folder);
         PrepareEnvironment(site, folder, folder / "accounts.txt", false);
-        SiteHost host(site, database, {options.module, folder / "accounts.txt"});
+        SiteHost host(site, database, options.module, folder / "accounts.txt");
         if (const HRESULT result = host.RunCycle(); FAILED(result))
             throw Failure{result, L"the cycle failed: " + FailureText(result, TakeErrorText())};
-        after = AccessRightRows(database->RehearsedRows(), site.objectNames);
+        after = AccessRightRows(database->Rows(), site.objectNames);
     });
     std::error_code ignored;
     fs::remove_all(folder, ignored);
     if (failure)
         throw InputError(Said(failure));
-    const RowChanges changes = CountChanges(before, after);
-    ShowChanges(console, before, after, before.size() + after.size());
-    console.Line(Count(changes.added, L"row") + L" to add, " + std::to_wstring(changes.removed) + L" to remove");
+    const RowChanges changes = CompareRows(before, after);
+    ShowChanges(console, changes, before.size() + after.size());
+    console.Line(Count(changes.added.size(), L"row") + L" to add, " + std::to_wstring(changes.removed.size()) +
+                 L" to remove");
     return changes.Any() ? Different : Success;
 }
 

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "Host/Components/AccessInfoSource.h"
-#include "Host/Components/NodeAccess.h"
-#include "Host/Components/Security.h"
+#include "Host/Components/NodeHandle.h"
+#include "Host/Components/PermissionsChecker.h"
 
 #include <filesystem>
 #include <functional>

@@ -52,31 +52,23 @@ HostedModule::~HostedModule()
         m_library.KeepLoaded();
 }
 
-ComponentPtr<IConfigurableComponent> HostedModule::Create(REFCLSID clsid) const
-{
-    ComponentPtr<IConfigurableComponent> component;
-    Check(m_object->CreateInstance(clsid, IConfigurableComponent::Iid, component.OutVoid()));
-    return component;
-}
-
 bool HostedModule::IsLocked() const
 {
     BOOL locked = TRUE;
     return FAILED(m_object->IsLocked(&locked)) || locked;
 }
 
-SiteHost::SiteHost(const Site& site, ComponentPtr<ReportingDatabase> database, const SitePlaces& places)
-    : m_accountsFile(places.accountsFile),
+SiteHost::SiteHost(const Site& site, ComponentPtr<ReportingDatabase> database, const std::filesystem::path& module,
+                   std::filesystem::path accountsFile)
+    : m_accountsFile(std::move(accountsFile)),
       m_entries(site.connectionSettings),
-      m_configServer(MakeComponent<ConfigServerProxy>(BuildNode(site.configuration))),
+      m_configServer(MakeComponent<ConfigServerProxy>(NodeHandle::Build(site.configuration))),
       m_settings(MakeComponent<ReportingSettingsManager>()),
       m_database(std::move(database)),
-      m_requestContexts(MakeComponent<RequestContextMgr>()),
       m_tokens(MakeComponent<AuthTokenMgr>(std::chrono::duration<double>(site.tokenLifetime), site.displayNames)),
-      m_permissions(MakeComponent<PermissionsChecker>(site.grants)),
+      m_permissions(MakeComponent<PermissionsChecker>()),
       m_gate(MakeComponent<RoleService>(m_database)),
-      m_serviceClient(MakeComponent<ServiceClient>(m_gate)),
-      m_module(places.module)
+      m_module(module)
 {
     try {
         RegisterHostComponents(site);
@@ -91,11 +83,13 @@ SiteHost::SiteHost(const Site& site, ComponentPtr<ReportingDatabase> database, c
 
 void SiteHost::RegisterHostComponents(const Site& site)
 {
+    for (const Grant& grant : site.grants)
+        m_permissions->Add(grant);
     Register(ConfigServerProxy::InstanceName, m_configServer.Get());
-    Register(RequestContextMgr::InstanceName, m_requestContexts.Get());
+    Register(RequestContextMgr::InstanceName, MakeComponent<RequestContextMgr>()->Base());
     Register(AuthTokenMgr::InstanceName, m_tokens.Get());
     Register(PermissionsChecker::InstanceName, m_permissions.Get());
-    Register(ServiceClient::InstanceName, m_serviceClient.Get());
+    Register(RoleService::InstanceName, m_gate->Base());
     Register(site.reportingSettingsManager, m_settings.Get());
     Register(site.databaseConnectionManager, m_database.Get());
     for (const SiteSource& source : site.sources) {
@@ -116,16 +110,18 @@ void SiteHost::StartComponents(const Site& site)
 {
     for (const SiteComponent& component : site.components) {
         Start(component, L"creating", [&] {
-            const auto created = m_module.Create(component.moduleClass->clsid);
-            Check(HalvexRegisterInstance(component.name.c_str(), created.Get()));
-            m_components.emplace_back(component.name, created);
+            ComponentPtr<IConfigurableComponent> created;
+            Check(
+                m_module->CreateInstance(component.moduleClass->clsid, IConfigurableComponent::Iid, created.OutVoid()));
+            Register(component.name, created.Get());
+            m_components.push_back(created);
             if (component.moduleClass->clsid == KestrineClasses::ReportAccessInfoUpdater)
                 Check(created->QueryInterface(IAccessInfoUpdater::Iid, m_updater.OutVoid()));
         });
     }
     for (std::size_t i = 0; i < site.components.size(); ++i) {
         Start(site.components[i], L"configuring",
-              [&] { Check(m_components[i].second->Configure(BuildNode(site.components[i].config).Get())); });
+              [&] { Check(m_components[i]->Configure(NodeHandle::Build(site.components[i].config).Get())); });
     }
     WaitUntilDelivered();
 }
@@ -133,10 +129,11 @@ void SiteHost::StartComponents(const Site& site)
 void SiteHost::ReleaseComponents()
 {
     m_updater.Reset();
-    for (; !m_components.empty(); m_components.pop_back())
-        HalvexUnregisterInstance(m_components.back().first.c_str());
-    for (; !m_names.empty(); m_names.pop_back())
+    for (; !m_names.empty(); m_names.pop_back()) {
         HalvexUnregisterInstance(m_names.back().c_str());
+        if (!m_components.empty())
+            m_components.pop_back();
+    }
 }
 
 void SiteHost::ReplaceSettings(std::vector<NodeDescription> entries)
@@ -154,9 +151,9 @@ void SiteHost::EnableSettings(const std::wstring& name)
 
 void SiteHost::PublishSettings()
 {
-    const NodeHandle settings = CreateNode(L"ConnectionSettings", nullptr);
+    const NodeHandle settings = NodeHandle::Create(L"ConnectionSettings", nullptr);
     for (const NodeDescription& entry : m_entries)
-        AddChild(settings.Get(), BuildNode(entry).Get());
+        settings.AddChild(NodeHandle::Build(entry));
     m_settings->SetSettings(settings.Get());
 }
 

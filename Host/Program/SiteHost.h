@@ -3,8 +3,8 @@
 
 #include "Host/Components/ConfigServerProxy.h"
 #include "Host/Components/ReportingSettingsManager.h"
+#include "Host/Components/RequestContexts.h"
 #include "Host/Components/RoleService.h"
-#include "Host/Components/Security.h"
 #include "Host/Program/Files.h"
 #include "Host/Program/Site.h"
 #include "Host/Support/Failure.h"
@@ -37,10 +37,7 @@ public:
     HostedModule(const HostedModule&) = delete;
     HostedModule& operator=(const HostedModule&) = delete;
 
-    // Throws Failure.
-    ComponentPtr<IConfigurableComponent> Create(REFCLSID clsid) const;
-    // Has the module write its live objects to its log.
-    void ReportAliveObjects() const { m_object->ReportAliveObjects(); }
+    IComponentsModule* operator->() const { return m_object; }
     // Whether the module has live objects.
     bool IsLocked() const;
 
@@ -49,19 +46,14 @@ private:
     IComponentsModule* m_object = nullptr; // is not counted
 };
 
-struct SitePlaces
-{
-    std::filesystem::path module;
-    std::filesystem::path accountsFile;
-};
-
 // One thread.
 class SiteHost
 {
 public:
     // Loads the module, creates all of the site's components and then configures them, in their order. Throws Failure,
     // with everything undone.
-    SiteHost(const Site& site, ComponentPtr<ReportingDatabase> database, const SitePlaces& places);
+    SiteHost(const Site& site, ComponentPtr<ReportingDatabase> database, const std::filesystem::path& module,
+             std::filesystem::path accountsFile);
     ~SiteHost() { ReleaseComponents(); }
     SiteHost(const SiteHost&) = delete;
     SiteHost& operator=(const SiteHost&) = delete;
@@ -106,15 +98,13 @@ private:
     const ComponentPtr<ConfigServerProxy> m_configServer;
     const ComponentPtr<ReportingSettingsManager> m_settings;
     const ComponentPtr<ReportingDatabase> m_database;
-    const ComponentPtr<RequestContextMgr> m_requestContexts;
     const ComponentPtr<AuthTokenMgr> m_tokens;
     const ComponentPtr<PermissionsChecker> m_permissions;
     const ComponentPtr<RoleService> m_gate;
-    const ComponentPtr<ServiceClient> m_serviceClient;
     std::map<std::wstring, ComponentPtr<AccessInfoSource>> m_sources;
     const HostedModule m_module;
-    std::vector<std::wstring> m_names; // of the host's registered components
-    std::vector<std::pair<std::wstring, ComponentPtr<IConfigurableComponent>>> m_components; // the module's
+    std::vector<std::wstring> m_names; // that are registered: the host's components, then the module's
+    std::vector<ComponentPtr<IConfigurableComponent>> m_components; // the module's
     ComponentPtr<IAccessInfoUpdater> m_updater;
 };
 

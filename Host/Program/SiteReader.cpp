@@ -80,7 +80,7 @@ void CheckReferences(const Site& site, const JsonCursor& json)
                                               {RequestContextMgr::InstanceName, {}},
                                               {AuthTokenMgr::InstanceName, {}},
                                               {PermissionsChecker::InstanceName, {}},
-                                              {ServiceClient::InstanceName, {}}};
+                                              {RoleService::InstanceName, {}}};
     const auto add = [&](const JsonCursor& name, const std::string& role) {
         if (!roles.emplace(name.Text(), role).second)
             name.Fail("an instance name that is not taken");

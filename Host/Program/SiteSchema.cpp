@@ -133,8 +133,7 @@ private:
     {
         for (const json& key : Part(schema, "required")) {
             if (!object.Has(key))
-                throw InputError(object.Pointer() + '/' + key.get<std::string>() +
-                                 ": found nothing, expected this key");
+                throw InputError(object[key].Pointer() + ": found nothing, expected this key");
         }
         const json& properties = Part(schema, "properties");
         for (const auto& [name, value] : object.Members()) {
@@ -169,23 +168,22 @@ private:
     const json& FormOf(const json& forms, const JsonCursor& object) const
     {
         json keys = json::object();
-        const json* found = nullptr;
+        std::vector<const json*> found;
         const json* bare = nullptr;
-        bool several = false;
         for (const json& each : forms) {
             const json& form = Resolve(each);
-            if (!form.contains("required")) {
+            const json& required = Part(form, "required");
+            if (required.is_null()) {
                 bare = &form;
                 continue;
             }
-            const std::string key = form["required"][0];
-            keys[key] = nullptr;
-            if (object.Has(key))
-                several = std::exchange(found, &form) != nullptr || several;
+            keys[required[0].get<std::string>()] = nullptr;
+            if (object.Has(required[0]))
+                found.push_back(&form);
         }
-        if (several || !(found || bare))
+        if (found.size() > 1 || (found.empty() && !bare))
             object.Fail("just one of " + Keys(keys));
-        return found ? *found : *bare;
+        return found.empty() ? *bare : *found[0];
     }
 
     bool Holds(const json& schema, const JsonCursor& value) const

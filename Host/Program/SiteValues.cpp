@@ -70,7 +70,8 @@ std::wstring AccountBook::SidOf(const JsonCursor& nameOrSid) const
     const std::wstring text = nameOrSid.Text();
     if (const Account* account = m_directory.FindByName(text))
         return SidText(account->sid);
-    if (!IsSidText(text))
+    Platform::Sid sid;
+    if (!Platform::ParseSid(text, sid) || SidText(sid) != text)
         nameOrSid.Fail("the name of an account of /accounts that exists by then, or a SID");
     return text;
 }

@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <cmath>
 #include <future>
-#include <thread>
 
 namespace Host
 {
@@ -92,12 +91,12 @@ struct Request
 };
 
 // Serves the request on the calling thread.
-Finding Send(IRequestService& service, const Request& request, NodeHandle token)
+Finding Send(IRequestService& service, const Request& request, const NodeHandle& token)
 {
     const HRESULT result = Boundary([&] {
-        const RequestScope scope(std::move(token));
-        const NodeHandle node = CreateNode(L"PrepareReportAccessRequest", nullptr);
-        SetAttribute(node.Get(), L"WaitForSync", request.waitForSync);
+        const RequestScope scope(token);
+        const NodeHandle node = NodeHandle::Create(L"PrepareReportAccessRequest", nullptr);
+        node.Set(L"WaitForSync", request.waitForSync);
         NodeHandle response;
         return service.ProcessRequest(node.Get(), response.Out());
     });
@@ -111,23 +110,15 @@ Finding Send(IRequestService& service, const Request& request, NodeHandle token)
 Findings SendRequests(SiteHost& host, const std::wstring& service, const std::vector<Request>& requests)
 {
     const auto target = GetInstance<IRequestService>(service);
-    Findings findings(requests.size());
-    {
-        std::vector<std::jthread> threads;
-        std::promise<void> start; // its end lets the threads go, also when an exception is the reason
-        const std::shared_future<void> started = start.get_future().share();
-        for (std::size_t i = 0; i < requests.size(); ++i) {
-            const Request& request = requests[i];
-            NodeHandle token;
-            if (!request.sid.empty())
-                token = host.Tokens().MakeRequestToken(request.sid, request.through);
-            threads.emplace_back(
-                [&target, &request, &finding = findings[i], started, token = std::move(token)]() mutable {
-                    started.wait();
-                    finding = Send(*target, request, std::move(token));
-                });
-        }
-    }
+    std::vector<NodeHandle> tokens;
+    for (const Request& each : requests)
+        tokens.push_back(each.sid.empty() ? NodeHandle() : host.Tokens().MakeRequestToken(each.sid, each.through));
+    std::vector<std::future<Finding>> answers;
+    for (std::size_t i = 0; i < requests.size(); ++i)
+        answers.push_back(std::async(std::launch::async, [&, i] { return Send(*target, requests[i], tokens[i]); }));
+    Findings findings;
+    for (std::future<Finding>& answer : answers)
+        findings.push_back(answer.get());
     return findings;
 }
 

@@ -1,6 +1,5 @@
 #include "Host/ReportingDatabase/ReportingDatabase.h"
 
-#include "Host/ReportingDatabase/SqlStatements.h"
 #include "Host/Support/Failure.h"
 #include "Host/Support/PathText.h"
 #include "Platform/LetterCase.h"
@@ -26,51 +25,14 @@ constexpr char TablesSql[] = R"(
                   FROM pragma_table_info(tables.name))
     FROM sqlite_master AS tables WHERE type IN ('table', 'view') AND name NOT LIKE 'sqlite\_%' ESCAPE '\')";
 
-constexpr std::pair<std::string_view, std::string_view> Tables[] = {
-    {"AccessRights", "LoginName TEXT, ManagedObjectUId TEXT"},
-    {"ReportServerRoles",
-     "Account TEXT NOT NULL, Role TEXT NOT NULL, ReportServer TEXT NOT NULL, GrantedAt TEXT NOT NULL"},
+constexpr std::pair<std::wstring_view, std::wstring_view> Tables[] = {
+    {L"AccessRights", L"LoginName TEXT, ManagedObjectUId TEXT"},
+    {L"ReportServerRoles",
+     L"Account TEXT NOT NULL, Role TEXT NOT NULL, ReportServer TEXT NOT NULL, GrantedAt TEXT NOT NULL"},
 };
 
 constexpr char GrantRoleSql[] = R"(
     INSERT OR IGNORE INTO ReportServerRoles VALUES (?1, 'Browser', ?2, strftime('%Y-%m-%d %H:%M:%f', 'now')))";
-
-// RightKey is equal for rows that match, and NULL for rows that match nothing. Matched holds the staged rows that have
-// a partner in the table.
-constexpr char CreateStagingSql[] = R"(
-    DROP TABLE IF EXISTS temp.AccessRightsUpdate;
-    DROP TABLE IF EXISTS temp.Matched;
-    CREATE TABLE temp.AccessRightsUpdate(
-        LoginName TEXT NULL, ManagedObjectUId TEXT NULL, MergeType TEXT NOT NULL, RightKey TEXT NULL);
-    CREATE TABLE temp.Matched(Staged INTEGER PRIMARY KEY);)";
-
-constexpr char InsertStagedSql[] = "INSERT INTO temp.AccessRightsUpdate VALUES (?1, ?2, ?3, RightKey(?1, ?2))";
-
-// Walks over the distinct rights of the table, so that each staged row is met once however often a right is there, and
-// in the order of the index.
-constexpr char FindMatchesSql[] = R"(
-    CREATE INDEX IF NOT EXISTS temp.StagedRight ON AccessRightsUpdate(RightKey, MergeType);
-    INSERT INTO temp.Matched
-        SELECT staged.rowid
-        FROM (SELECT RightKey(LoginName, ManagedObjectUId) AS RightKey FROM main.AccessRights GROUP BY 1) AS present
-        CROSS JOIN temp.AccessRightsUpdate AS staged ON staged.RightKey = present.RightKey;)";
-
-constexpr char FindDoubleDeletionSql[] = R"(
-    SELECT LoginName FROM temp.AccessRightsUpdate
-    WHERE MergeType = 'D' AND rowid IN temp.Matched
-    GROUP BY RightKey HAVING COUNT(*) > 1)";
-
-// Of several matches one with 'D' decides.
-constexpr char WriteSql[] = R"(
-    DELETE FROM main.AccessRights AS target
-    WHERE (SELECT staged.MergeType FROM temp.AccessRightsUpdate AS staged
-           WHERE staged.RightKey = RightKey(target.LoginName, target.ManagedObjectUId)
-           ORDER BY staged.MergeType DESC LIMIT 1) IS NOT 'A';
-    INSERT INTO main.AccessRights(LoginName, ManagedObjectUId)
-        SELECT LoginName, ManagedObjectUId FROM temp.AccessRightsUpdate
-        WHERE MergeType <> 'D' AND rowid NOT IN temp.Matched
-        ORDER BY rowid;
-    DELETE FROM temp.Matched;)";
 
 constexpr std::int32_t ReadWriteMode = 1;
 constexpr HRESULT NotConnected = HResultFromWin32(2250); // ERROR_NOT_CONNECTED
@@ -81,48 +43,52 @@ void CheckTables(Sqlite::Connection& connection)
 {
     Sqlite::Statement select = connection.Prepare(TablesSql);
     while (select.Step()) {
-        const std::string name = select.Text(0).value();
-        const std::string columns = select.Text(1).value_or("");
+        const std::wstring name = select.Text(0).value();
+        const std::wstring columns = select.Text(1).value_or(L"");
         const auto ours =
             std::find_if(std::begin(Tables), std::end(Tables), [&](const auto& table) { return table.first == name; });
         if (ours == std::end(Tables))
-            throw Sqlite::Error(SQLITE_ERROR, "it holds the table '" + name +
-                                                  "', expected no other ones than AccessRights and ReportServerRoles");
+            throw Sqlite::Error{SQLITE_ERROR, L"it holds the table '" + name +
+                                                  L"', expected no other ones than AccessRights and ReportServerRoles"};
         if (ours->second != columns)
-            throw Sqlite::Error(SQLITE_ERROR, "its table " + name + " has the columns (" + columns + "), expected (" +
-                                                  std::string(ours->second) + ")");
+            throw Sqlite::Error{SQLITE_ERROR, L"its table " + name + L" has the columns (" + columns +
+                                                  L"), expected (" + std::wstring(ours->second) + L")"};
     }
 }
 
-std::string ToLower(const std::string& text)
+// Equal for rows that match: login names compare without regard to case, identifiers whatever the case in which a tool
+// has written them. Nothing for a row without login name, which matches nothing.
+std::optional<std::wstring> MatchKey(const AccessRight& right)
 {
-    return Text::ToUtf8(ToLowerCase(Text::FromUtf8(text)));
-}
-
-// Login names compare without regard to case, identifiers whatever the case in which a tool has written them.
-std::optional<std::string> RightKey(const std::optional<std::string>& loginName,
-                                    const std::optional<std::string>& managedObjectUId)
-{
-    if (!loginName)
+    if (!right.loginName)
         return std::nullopt;
-    return ToLower(managedObjectUId ? *loginName + '\0' + *managedObjectUId : *loginName);
+    return ToLowerCase(*right.loginName + (right.managedObjectUId ? L'\0' + *right.managedObjectUId : L""));
 }
 
-std::optional<std::string> ToColumn(const std::optional<std::wstring>& text)
+// What the MERGE statement makes of the table.
+std::vector<AccessRight> Merged(std::vector<AccessRight> table, const std::vector<StagedRow>& staged)
 {
-    return text ? std::optional(Text::ToUtf8(*text)) : std::nullopt;
-}
-
-std::optional<std::string> ToGuidColumn(const std::optional<std::wstring>& text)
-{
-    if (!text)
-        return std::nullopt;
-    const std::optional<std::wstring> guid = ToGuidText(*text);
-    if (!guid)
-        throw Failure{SqlConversionFailed,
-                      L"Conversion failed when converting from a character string to uniqueidentifier: '" + *text +
-                          L"'"};
-    return ToColumn(guid);
+    struct Match
+    {
+        int deletions = 0; // staged ones
+        bool isInTable = false;
+    };
+    std::map<std::optional<std::wstring>, Match> matches; // of the staged rows
+    for (const StagedRow& row : staged)
+        matches[MatchKey(row)].deletions += row.isDelete;
+    std::erase_if(table, [&](const AccessRight& right) {
+        const auto found = matches.find(MatchKey(right));
+        if (found == matches.end() || !found->first)
+            return true;
+        if (found->second.deletions > 1)
+            throw Failure{E_FAIL, L"The MERGE statement attempted to delete the same row more than once: '" +
+                                      *right.loginName + L"'"};
+        found->second.isInTable = true;
+        return found->second.deletions == 1;
+    });
+    std::copy_if(staged.begin(), staged.end(), std::back_inserter(table),
+                 [&](const StagedRow& row) { return !row.isDelete && !matches[MatchKey(row)].isInTable; });
+    return table;
 }
 
 } // namespace
@@ -149,13 +115,9 @@ std::optional<std::wstring> ToGuidText(std::wstring_view text)
 std::vector<AccessRight> ReadAccessRights(Sqlite::Connection& connection)
 {
     Sqlite::Statement select = connection.Prepare("SELECT LoginName, ManagedObjectUId FROM main.AccessRights");
-    const auto column = [&](int index) {
-        const std::optional<std::string> text = select.Text(index);
-        return text ? std::optional(Text::FromUtf8(*text)) : std::nullopt;
-    };
     std::vector<AccessRight> rows;
     while (select.Step())
-        rows.push_back({column(0), column(1)});
+        rows.push_back({select.Text(0), select.Text(1)});
     std::sort(rows.begin(), rows.end());
     return rows;
 }
@@ -164,7 +126,7 @@ std::vector<ReportServerRole> ReadReportServerRoles(Sqlite::Connection& connecti
 {
     Sqlite::Statement select =
         connection.Prepare("SELECT Account, Role, ReportServer, GrantedAt FROM ReportServerRoles ORDER BY 1, 2, 3");
-    const auto column = [&](int index) { return Text::FromUtf8(select.Text(index).value_or("")); };
+    const auto column = [&](int index) { return select.Text(index).value_or(L""); };
     std::vector<ReportServerRole> roles;
     while (select.Step())
         roles.push_back({column(0), column(1), column(2), column(3)});
@@ -178,8 +140,17 @@ auto ReportingDatabase::Do(const Work& work) const
     try {
         return work();
     } catch (const Sqlite::Error& error) {
-        throw Failure{E_FAIL, Title() + L": " + Text::FromUtf8(error.what())};
+        throw Failure{E_FAIL, Title() + L": " + error.text};
     }
+}
+
+template <class Row>
+std::vector<Row> ReportingDatabase::Read(std::vector<Row> (*read)(Sqlite::Connection&)) const
+{
+    return Do([&] {
+        Sqlite::Connection connection = Connect(Sqlite::Access::ReadOnly);
+        return read(connection);
+    });
 }
 
 class ReportingDatabase::Session final : public Component<IDatabaseConnection>
@@ -187,14 +158,10 @@ class ReportingDatabase::Session final : public Component<IDatabaseConnection>
 public:
     // Throws Failure when the database cannot be opened.
     explicit Session(ReportingDatabase* database)
-        : m_database(database), m_failingStatement(database->m_failingStatement)
-    {
-        m_database->Do([this] {
-            m_connection.emplace(m_database->Connect(Sqlite::Access::Create));
-            m_connection->AddFunction("RightKey", &RightKey);
-            m_connection->Execute("PRAGMA temp_store = MEMORY");
-        });
-    }
+        : m_database(database),
+          m_failingStatement(database->m_failingStatement),
+          m_connection(database->Do([&] { return database->Connect(Sqlite::Access::Create); }))
+    {}
 
     // E_POINTER without a text, E_INVALIDARG when `reserved` is not 0; SqlNotUnderstood, SqlConversionFailed and
     // SqlNoSuchTable of SqlStatements.h; E_FAIL with the reason for everything that the database itself cannot do. A
@@ -209,60 +176,50 @@ public:
             if (++m_statements >= m_failingStatement && m_failingStatement != 0)
                 throw Failure{E_FAIL, m_database->Title() + L": the connection was lost at statement " +
                                           std::to_wstring(m_statements)};
-            const SqlStatement statement = ReadSqlStatement(sql);
-            m_database->Do([&] { Perform(statement); });
+            SqlStatement statement = ReadSqlStatement(sql);
+            if (statement.kind == SqlStatement::Kind::CreateStaging)
+                m_staged.emplace();
+            else if (!m_staged)
+                throw Failure{SqlNoSuchTable, L"Invalid object name '#AccessRightsUpdate'"};
+            else if (statement.kind == SqlStatement::Kind::Insert)
+                Stage(statement.rows);
+            else
+                m_database->Do([this] { Merge(); });
         });
     }
 
 private:
-    void Perform(const SqlStatement& statement)
-    {
-        if (statement.kind == SqlStatement::Kind::CreateStaging) {
-            m_insert.reset();
-            m_connection->Execute(CreateStagingSql);
-            m_insert.emplace(m_connection->Prepare(InsertStagedSql));
-        } else if (!m_insert) {
-            throw Failure{SqlNoSuchTable, L"Invalid object name '#AccessRightsUpdate'"};
-        } else if (statement.kind == SqlStatement::Kind::Insert) {
-            Insert(statement.rows);
-        } else {
-            Merge();
-        }
-    }
-
     // All of the rows or none.
-    void Insert(const std::vector<StagedRow>& rows)
+    void Stage(std::vector<StagedRow>& rows)
     {
-        m_connection->Execute("SAVEPOINT Batch");
-        try {
-            for (const StagedRow& row : rows) {
-                m_insert->Bind(1, ToColumn(row.loginName));
-                m_insert->Bind(2, ToGuidColumn(row.managedObjectUId));
-                m_insert->Bind(3, row.isDelete ? "D" : "A");
-                m_insert->Step();
-            }
-        } catch (...) {
-            m_connection->Execute("ROLLBACK TO Batch; RELEASE Batch");
-            throw;
+        for (StagedRow& row : rows) {
+            auto& identifier = row.managedObjectUId;
+            const auto guid = identifier ? ToGuidText(*identifier) : std::nullopt;
+            if (identifier && !guid)
+                throw Failure{SqlConversionFailed,
+                              L"Conversion failed when converting from a character string to uniqueidentifier: '" +
+                                  *identifier + L"'"};
+            identifier = guid;
         }
-        m_connection->Execute("RELEASE Batch");
+        m_staged->insert(m_staged->end(), rows.begin(), rows.end());
     }
 
-    // In one transaction: the table is merged completely or left as it was. Login names compare without regard to case
-    // and match nothing when they are NULL; identifiers match when they are equal or both NULL.
+    // In one transaction: the table is merged completely or left as it was.
     void Merge()
     {
-        Sqlite::Transaction transaction(*m_connection);
-        m_connection->Execute(FindMatchesSql);
-        if (Sqlite::Statement twice = m_connection->Prepare(FindDoubleDeletionSql); twice.Step())
-            throw Failure{E_FAIL, L"The MERGE statement attempted to delete the same row more than once: '" +
-                                      Text::FromUtf8(twice.Text(0).value_or("")) + L"'"};
-        m_connection->Execute(WriteSql);
+        Sqlite::Transaction transaction(m_connection);
+        std::vector<AccessRight> rows = Merged(ReadAccessRights(m_connection), *m_staged);
         if (m_database->m_use == Use::Rehearse) {
-            std::vector<AccessRight> rows = ReadAccessRights(*m_connection);
             const std::lock_guard guard(m_database->m_lock);
             m_database->m_rehearsed = std::move(rows);
         } else {
+            m_connection.Execute("DELETE FROM AccessRights");
+            Sqlite::Statement insert = m_connection.Prepare("INSERT INTO AccessRights VALUES (?1, ?2)");
+            for (const AccessRight& row : rows) {
+                insert.Bind(1, row.loginName);
+                insert.Bind(2, row.managedObjectUId);
+                insert.Step();
+            }
             transaction.Commit();
         }
         ++m_database->m_rewrites;
@@ -271,8 +228,8 @@ private:
     const ComponentPtr<ReportingDatabase> m_database;
     const std::uint64_t m_failingStatement; // 0: none
     std::uint64_t m_statements = 0;
-    std::optional<Sqlite::Connection> m_connection;
-    std::optional<Sqlite::Statement> m_insert; // present while the staging table exists
+    Sqlite::Connection m_connection;
+    std::optional<std::vector<StagedRow>> m_staged; // none: there is no staging table
 };
 
 ReportingDatabase::ReportingDatabase(std::filesystem::path file, const Sqlite::Patience& patience, Use use)
@@ -292,8 +249,7 @@ ReportingDatabase::ReportingDatabase(std::filesystem::path file, const Sqlite::P
         transaction.Commit();
         m_grantRole.emplace(m_roles->Prepare(GrantRoleSql));
     } catch (const Sqlite::Error& error) {
-        throw Failure{E_FAIL, L"cannot use '" + PathText(m_file) + L"' as the reporting database: " +
-                                  Text::FromUtf8(error.what())};
+        throw Failure{E_FAIL, L"cannot use '" + PathText(m_file) + L"' as the reporting database: " + error.text};
     }
 }
 
@@ -311,28 +267,17 @@ HRESULT ReportingDatabase::OpenConnection(IKelNode* connectionSettings, std::int
 
 std::vector<AccessRight> ReportingDatabase::Rows() const
 {
-    return Do([this] {
-        Sqlite::Connection connection = Connect(Sqlite::Access::ReadOnly);
-        return ReadAccessRights(connection);
-    });
-}
-
-std::vector<ReportServerRole> ReportingDatabase::Roles() const
-{
-    return Do([this] {
-        Sqlite::Connection connection = Connect(Sqlite::Access::ReadOnly);
-        return ReadReportServerRoles(connection);
-    });
-}
-
-std::vector<AccessRight> ReportingDatabase::RehearsedRows() const
-{
     {
         const std::lock_guard guard(m_lock);
         if (m_rehearsed)
             return *m_rehearsed;
     }
-    return Rows();
+    return Read(&ReadAccessRights);
+}
+
+std::vector<ReportServerRole> ReportingDatabase::Roles() const
+{
+    return Read(&ReadReportServerRoles);
 }
 
 void ReportingDatabase::GrantRole(const std::wstring& reportServer, const std::wstring& account)
@@ -341,8 +286,8 @@ void ReportingDatabase::GrantRole(const std::wstring& reportServer, const std::w
         return;
     Do([&] {
         const std::lock_guard guard(m_rolesLock);
-        m_grantRole->Bind(1, Text::ToUtf8(account));
-        m_grantRole->Bind(2, Text::ToUtf8(reportServer));
+        m_grantRole->Bind(1, account);
+        m_grantRole->Bind(2, reportServer);
         m_grantRole->Step();
     });
     ++m_grants;

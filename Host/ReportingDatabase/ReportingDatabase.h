@@ -2,11 +2,11 @@
 #pragma once
 
 #include "Host/Components/Component.h"
+#include "Host/ReportingDatabase/SqlStatements.h"
 #include "Host/ReportingDatabase/Sqlite.h"
 #include "Host/Support/PathText.h"
 #include "Interfaces/ReportingDatabase.h"
 
-#include <compare>
 #include <cstdint>
 #include <fstream>
 #include <mutex>
@@ -14,16 +14,6 @@
 
 namespace Host
 {
-
-// A row of [dbo].[AccessRights], in the file the table AccessRights(LoginName, ManagedObjectUId), both TEXT or NULL.
-struct AccessRight
-{
-    std::optional<std::wstring> loginName;        // none: every account
-    std::optional<std::wstring> managedObjectUId; // none: every object
-
-    // NOLINTNEXTLINE(modernize-use-nullptr): the comparison's result with 0, not a pointer
-    auto operator<=>(const AccessRight&) const = default;
-};
 
 // A row of the table ReportServerRoles(Account, Role, ReportServer, GrantedAt), all TEXT; times are UTC.
 struct ReportServerRole
@@ -52,7 +42,7 @@ public:
     enum class Use
     {
         Write,    // file and tables are created where they are missing
-        Rehearse, // every merge is rolled back and no role is written; the tables must be there
+        Rehearse, // nothing is written; the tables must be there
     };
     // A file that holds other tables than ours, or one of these in another form, is refused and stays as it is.
     // `patience`: with locks of other processes, now and later.
@@ -69,11 +59,10 @@ public:
     void FailAtStatement(std::uint64_t number) { m_failingStatement = number; }
 
     const std::filesystem::path& File() const { return m_file; }
+    // In a rehearsal that has merged: what the last merge would have left.
     std::vector<AccessRight> Rows() const;
     // Merges that were carried out since the start.
     std::uint64_t Rewrites() const { return m_rewrites; }
-    // What the last merge of a rehearsal would have left; the rows when there was none.
-    std::vector<AccessRight> RehearsedRows() const;
 
     std::vector<ReportServerRole> Roles() const;
     // Gives the account the role Browser; one that it has already stays as it is.
@@ -93,6 +82,8 @@ private:
     Sqlite::Connection Connect(Sqlite::Access access) const { return {m_file, access, m_patience}; }
     template <class Work>
     auto Do(const Work& work) const;
+    template <class Row>
+    std::vector<Row> Read(std::vector<Row> (*read)(Sqlite::Connection&)) const;
     void Trace(const wchar_t* sql);
     // The name for messages.
     std::wstring Title() const { return L"Reporting database '" + PathText(m_file.filename()) + L"'"; }

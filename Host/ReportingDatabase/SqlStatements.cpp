@@ -101,7 +101,7 @@ private:
 StagedRow ReadRow(SqlReader& reader)
 {
     reader.Expect(L"(");
-    StagedRow row{reader.Value(), {}, false};
+    StagedRow row{{reader.Value(), {}}, false};
     reader.Expect(L",");
     row.managedObjectUId = reader.Value();
     reader.Expect(L",");

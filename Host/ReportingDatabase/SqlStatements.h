@@ -3,6 +3,7 @@
 
 #include "Platform/Types.h"
 
+#include <compare>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -16,10 +17,18 @@ inline constexpr HRESULT SqlNotUnderstood = static_cast<HRESULT>(0x80040E14);   
 inline constexpr HRESULT SqlConversionFailed = static_cast<HRESULT>(0x80040E07); // DB_E_CANTCONVERTVALUE
 inline constexpr HRESULT SqlNoSuchTable = static_cast<HRESULT>(0x80040E37);      // DB_E_NOTABLE
 
-struct StagedRow
+// A row of [dbo].[AccessRights], in the file the table AccessRights(LoginName, ManagedObjectUId), both TEXT or NULL.
+struct AccessRight
 {
-    std::optional<std::wstring> loginName;
-    std::optional<std::wstring> managedObjectUId;
+    std::optional<std::wstring> loginName;        // none: every account
+    std::optional<std::wstring> managedObjectUId; // none: every object
+
+    // NOLINTNEXTLINE(modernize-use-nullptr): the comparison's result with 0, not a pointer
+    auto operator<=>(const AccessRight&) const = default;
+};
+
+struct StagedRow : AccessRight
+{
     bool isDelete;
 };
 

@@ -1,5 +1,6 @@
 #include "Host/ReportingDatabase/Sqlite.h"
 
+#include "Platform/Text.h"
 #include "Platform/Threads.h"
 
 namespace Sqlite
@@ -11,31 +12,7 @@ namespace
 void Check(int result, sqlite3* connection)
 {
     if (result != SQLITE_OK)
-        throw Error(result, connection ? sqlite3_errmsg(connection) : "out of memory");
-}
-
-std::optional<std::string> ToText(const unsigned char* text, int size)
-{
-    return text ? std::optional(std::string(reinterpret_cast<const char*>(text), static_cast<std::size_t>(size)))
-                : std::nullopt;
-}
-
-std::optional<std::string> Argument(sqlite3_value* value)
-{
-    const unsigned char* const text = sqlite3_value_text(value);
-    return ToText(text, sqlite3_value_bytes(value));
-}
-
-void Call(sqlite3_context* context, int, sqlite3_value** arguments)
-{
-    const auto function = reinterpret_cast<Connection::TextFunction>(sqlite3_user_data(context));
-    try {
-        const std::optional<std::string> result = function(Argument(arguments[0]), Argument(arguments[1]));
-        if (result)
-            sqlite3_result_text64(context, result->data(), result->size(), SQLITE_TRANSIENT, SQLITE_UTF8);
-    } catch (const std::bad_alloc&) {
-        sqlite3_result_error_nomem(context);
-    }
+        throw Error{result, connection ? Text::FromUtf8(sqlite3_errmsg(connection)) : L"out of memory"};
 }
 
 int WaitForLock(void* given, int rounds)
@@ -57,10 +34,11 @@ Statement::Statement(sqlite3* connection, const char* sql)
     m_statement.reset(statement);
 }
 
-void Statement::Bind(int index, const std::optional<std::string>& text)
+void Statement::Bind(int index, const std::optional<std::wstring>& text)
 {
+    const std::string utf8 = Text::ToUtf8(text.value_or(L""));
     const int result =
-        text ? sqlite3_bind_text64(m_statement.get(), index, text->data(), text->size(), SQLITE_TRANSIENT, SQLITE_UTF8)
+        text ? sqlite3_bind_text64(m_statement.get(), index, utf8.data(), utf8.size(), SQLITE_TRANSIENT, SQLITE_UTF8)
              : sqlite3_bind_null(m_statement.get(), index);
     Check(result, sqlite3_db_handle(m_statement.get()));
 }
@@ -73,10 +51,11 @@ bool Statement::Step()
     return result == SQLITE_ROW;
 }
 
-std::optional<std::string> Statement::Text(int column) const
+std::optional<std::wstring> Statement::Text(int column) const
 {
-    const unsigned char* const text = sqlite3_column_text(m_statement.get(), column);
-    return ToText(text, sqlite3_column_bytes(m_statement.get(), column));
+    const auto* const text = reinterpret_cast<const char*>(sqlite3_column_text(m_statement.get(), column));
+    const auto size = static_cast<std::size_t>(sqlite3_column_bytes(m_statement.get(), column));
+    return text ? std::optional(Text::FromUtf8({text, size})) : std::nullopt;
 }
 
 Connection::Connection(const std::filesystem::path& file, Access access, const Patience& patience)
@@ -95,13 +74,6 @@ Connection::Connection(const std::filesystem::path& file, Access access, const P
 void Connection::Execute(const char* sql)
 {
     Check(sqlite3_exec(m_connection.get(), sql, nullptr, nullptr, nullptr), m_connection.get());
-}
-
-void Connection::AddFunction(const char* name, TextFunction function)
-{
-    Check(sqlite3_create_function(m_connection.get(), name, 2, SQLITE_UTF8 | SQLITE_DETERMINISTIC,
-                                  reinterpret_cast<void*>(function), &Call, nullptr, nullptr),
-          m_connection.get());
 }
 
 Transaction::~Transaction()

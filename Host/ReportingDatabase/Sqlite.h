@@ -6,18 +6,16 @@
 #include <memory>
 #include <optional>
 #include <sqlite3.h>
-#include <stdexcept>
 #include <string>
 
 namespace Sqlite
 {
 
 // The code and the text are SQLite's own.
-struct Error : std::runtime_error
+struct Error
 {
-    Error(int failure, const std::string& text) : std::runtime_error(text), code(failure) {}
-
-    const int code;
+    int code;
+    std::wstring text;
 };
 
 struct Closer
@@ -34,11 +32,11 @@ public:
     Statement(sqlite3* connection, const char* sql);
 
     // Indexes from 1. The text is copied.
-    void Bind(int index, const std::optional<std::string>& text);
+    void Bind(int index, const std::optional<std::wstring>& text);
     // True when there is a row; otherwise the statement can be stepped anew.
     bool Step();
     // Columns from 0. Nothing for NULL.
-    std::optional<std::string> Text(int column) const;
+    std::optional<std::wstring> Text(int column) const;
 
 private:
     std::unique_ptr<sqlite3_stmt, Closer> m_statement;
@@ -65,11 +63,6 @@ public:
     // Runs any number of statements.
     void Execute(const char* sql);
     Statement Prepare(const char* sql) { return Statement(m_connection.get(), sql); }
-
-    // Makes a function of two texts, any of which may be NULL, known to SQL. It throws std::bad_alloc at most.
-    using TextFunction = std::optional<std::string> (*)(const std::optional<std::string>& a,
-                                                        const std::optional<std::string>& b);
-    void AddFunction(const char* name, TextFunction function);
 
 private:
     std::unique_ptr<Patience> m_patience; // its address is known to SQLite

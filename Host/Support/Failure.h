@@ -4,6 +4,7 @@
 #include "Platform/ErrorInfo.h"
 
 #include <cwchar>
+#include <exception>
 #include <new>
 #include <string>
 
@@ -76,6 +77,18 @@ inline void Check(HRESULT result)
 {
     if (FAILED(result))
         throw Failure{result, TakeErrorText()};
+}
+
+// Runs the step; keeps the first exception of several.
+template <class Step>
+void Attempt(std::exception_ptr& failure, const Step& step)
+{
+    try {
+        step();
+    } catch (...) {
+        if (!failure)
+            failure = std::current_exception();
+    }
 }
 
 // "0x80070490 " and `text`, which may begin with the code already.

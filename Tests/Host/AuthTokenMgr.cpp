@@ -1,4 +1,5 @@
-#include "Host/Components/Security.h"
+#include "Host/Components/AuthTokenMgr.h"
+
 #include "Platform/Testing/TestAccounts.h"
 #include "Tests/Host/NodwellFixture.h"
 
@@ -16,12 +17,12 @@ TEST_F(AuthTokens, SayWhoTheirSubjectIsAndExpire)
                                 "group D\\staff = 1003\nmember D\\staff = D\\ann\n");
     const auto tokens = MakeComponent<Host::AuthTokenMgr>(std::chrono::duration<double>(3600), true);
     const NodeHandle token = tokens->MakeRequestToken(Ann, {L"S-1-5-21-4-5-6-1002"});
-    const NodeHandle client = Host::FindChild(token.Get(), L"OnBehalfOfClient");
-    EXPECT_EQ(Host::ReadText(token.Get(), L"SubjectDisplayName"), L"D\\bob");
-    EXPECT_EQ(Host::ReadText(client.Get(), L"SubjectId"), std::wstring(L"win:sid=") + Ann);
-    EXPECT_THAT(Host::ReadTextList(client.Get(), L"Groups"), testing::Contains(L"S-1-5-21-4-5-6-1003"));
+    const NodeHandle client = token.FindChild(L"OnBehalfOfClient");
+    EXPECT_EQ(token.ReadText(L"SubjectDisplayName"), L"D\\bob");
+    EXPECT_EQ(client.ReadText(L"SubjectId"), std::wstring(L"win:sid=") + Ann);
+    EXPECT_THAT(client.ReadTextList(L"Groups"), testing::Contains(L"S-1-5-21-4-5-6-1003"));
     const NodeHandle stranger = tokens->MakeRequestToken(L"S-1-5-21-9-9-9-9", {});
-    EXPECT_EQ(Host::ReadText(stranger.Get(), L"SubjectDisplayName"), L"win:sid=S-1-5-21-9-9-9-9");
+    EXPECT_EQ(stranger.ReadText(L"SubjectDisplayName"), L"win:sid=S-1-5-21-9-9-9-9");
 
     const auto isExpired = [](const auto& manager, const NodeHandle& asked) {
         BOOL expired = 7;

@@ -17,12 +17,12 @@ constexpr int32_t WholeNode = 8;
 // "Name{V}(children)".
 std::wstring Describe(const NodeHandle& node)
 {
-    std::wstring text = Host::NodeName(node.Get(), KelnNameOnly);
-    if (const auto value = Host::ReadText(node.Get(), L"V"))
+    std::wstring text = node.Name();
+    if (const auto value = node.ReadText(L"V"))
         text += L'{' + *value + L'}';
-    for (uint64_t i = 0; i < CountOf(node); ++i)
-        text += (i == 0 ? L'(' : L' ') + Describe(ChildAt(node, i));
-    return CountOf(node) == 0 ? text : text + L')';
+    for (uint64_t i = 0; i < node.ChildCount(); ++i)
+        text += (i == 0 ? L'(' : L' ') + Describe(node.ChildAt(i));
+    return node.ChildCount() == 0 ? text : text + L')';
 }
 
 // Writes notifications down: "mask path=mask content, ...".
@@ -36,10 +36,10 @@ struct Sink final : Host::Component<IModifySubscriptionSink>
         ComponentPtr<IKelNodeIterator> iterator;
         EXPECT_EQ(nodes->GetEnumerator(iterator.Out()), S_OK);
         for (NodeHandle entry; iterator->Next(entry.Out()) == S_OK;) {
-            text += L' ' + Host::ReadText(entry.Get(), L"ModifiedNodePath").value() + L'=' +
-                    std::to_wstring(Host::ReadInt64(entry.Get(), L"ChangesMask").value());
-            if (CountOf(entry) != 0)
-                text += L' ' + Describe(ChildAt(entry, 0));
+            text += L' ' + entry.ReadText(L"ModifiedNodePath").value() + L'=' +
+                    std::to_wstring(entry.ReadInt64(L"ChangesMask").value());
+            if (entry.ChildCount() != 0)
+                text += L' ' + Describe(entry.ChildAt(0));
         }
         notifications.push_back(text);
         return reaction ? reaction(subscription) : S_OK;
@@ -51,13 +51,13 @@ struct Sink final : Host::Component<IModifySubscriptionSink>
 
 NodeHandle Filter(const std::wstring& path, int64_t depth)
 {
-    return Host::BuildNode(
+    return NodeHandle::Build(
         {{}, L"FilterByPath", {{L"NodePath", path}, {L"IsParent", false}, {L"MaxDepth", depth}}, {}});
 }
 
 NodeHandle Request(int32_t mask, int32_t options)
 {
-    return Host::BuildNode({L"SubscribeConfig", {}, {{L"ChangesMask", mask}, {L"SubscribeOptions", options}}, {}});
+    return NodeHandle::Build({L"SubscribeConfig", {}, {{L"ChangesMask", mask}, {L"SubscribeOptions", options}}, {}});
 }
 
 std::vector<Host::Attribute> Value(const wchar_t* value)

@@ -63,7 +63,7 @@ TEST_F(NodeAttributes, AreReadAsOtherTypesIfWellFormed)
 TEST_F(NodeAttributes, ReadingTouchesOnlyWhatItSays)
 {
     const NodeHandle node = Create(L"Node");
-    Host::SetAttribute(node.Get(), L"A", -17);
+    node.Set(L"A", -17);
     EXPECT_EQ(KelnSetAttribute(node.Get(), L"A", KelnBinary, nullptr, 3), E_INVALIDARG);
     const auto read = [&](const wchar_t* name, uint32_t size) {
         const uint16_t wanted = KelnText;

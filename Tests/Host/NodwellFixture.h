@@ -1,7 +1,7 @@
 // What the tests of the node library share, beside the host's own way with nodes.
 #pragma once
 
-#include "Host/Components/NodeAccess.h"
+#include "Host/Components/NodeHandle.h"
 #include "Host/Nodwell/TestControls.h"
 #include "Host/Support/Failure.h"
 
@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 #include <iterator>
 
+using Host::NodeHandle;
 using Host::TakeErrorText;
 
 inline constexpr HRESULT NotFound = HResultFromWin32(ERROR_NOT_FOUND);
@@ -33,36 +34,14 @@ protected:
 
 inline NodeHandle Create(const wchar_t* name, const wchar_t* type = nullptr)
 {
-    return Host::CreateNode(name, type);
+    return NodeHandle::Create(name, type);
 }
 
 inline NodeHandle AddNew(const NodeHandle& parent, const std::wstring& name)
 {
     NodeHandle child = Create(name.c_str());
-    Host::AddChild(parent.Get(), child.Get());
+    parent.AddChild(child);
     return child;
-}
-
-inline NodeHandle ChildAt(const NodeHandle& parent, uint64_t index)
-{
-    return Host::ChildAt(parent.Get(), index);
-}
-
-inline NodeHandle ParentOf(const NodeHandle& node)
-{
-    NodeHandle parent;
-    EXPECT_EQ(KelnGetParent(node.Get(), parent.Out()), S_OK);
-    return parent;
-}
-
-inline uint64_t CountOf(const NodeHandle& parent)
-{
-    return Host::ChildCount(parent.Get());
-}
-
-inline std::wstring PathOf(const NodeHandle& node)
-{
-    return Host::NodeName(node.Get(), KelnPath);
 }
 
 inline std::string ReadAll(const std::filesystem::path& file)

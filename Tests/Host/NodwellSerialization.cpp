@@ -31,10 +31,10 @@ protected:
 TEST_F(NodeSerialization, WritesTextForPeople)
 {
     const NodeHandle root = Create(L"Root & <1>", L"Kind");
-    Host::SetAttribute(root.Get(), L"Text", L"a\t\"b'\x00E4\xD800");
-    Host::SetAttribute(root.Get(), L"List", std::vector<std::wstring>{L"x", L""});
-    Host::SetAttribute(root.Get(), L"Nothing", {});
-    Host::SetAttribute(root.Get(), L"Bytes", Host::Binary{"\x0A\xFF"});
+    root.Set(L"Text", L"a\t\"b'\x00E4\xD800");
+    root.Set(L"List", std::vector<std::wstring>{L"x", L""});
+    root.Set(L"Nothing", {});
+    root.Set(L"Bytes", Host::Binary{"\x0A\xFF"});
     AddNew(AddNew(root, L"Child"), L"");
     const char* const readable =
         "<nr>\r\n"
@@ -52,7 +52,7 @@ TEST_F(NodeSerialization, WritesTextForPeople)
         "</node>\r\n"
         "</nr>\r\n";
     EXPECT_EQ(Serialize(root), readable);
-    EXPECT_EQ(Serialize(ChildAt(root, 0), 0, 0), "<nr>\r\n<node name=\"Child\"/></nr>\r\n");
+    EXPECT_EQ(Serialize(root.ChildAt(0), 0, 0), "<nr>\r\n<node name=\"Child\"/></nr>\r\n");
 }
 
 TEST_F(NodeSerialization, StaysSmallForDeepTreesWhichGoButForWhatIsHeld)
@@ -63,9 +63,9 @@ TEST_F(NodeSerialization, StaysSmallForDeepTreesWhichGoButForWhatIsHeld)
     for (uint32_t i = 2; i < depth; ++i)
         bottom = AddNew(bottom, L"n");
     EXPECT_EQ(KelnAddChild(bottom.Get(), top.Get()), E_INVALIDARG);
-    EXPECT_EQ(PathOf(bottom).size(), 2U * depth);
-    EXPECT_LT(Serialize(Host::CloneNode(top.Get(), KelnWholeTree)).size(), depth * 300U) << "not indented without end";
+    EXPECT_EQ(bottom.Name(KelnPath).size(), 2U * depth);
+    EXPECT_LT(Serialize(top.Clone(KelnWholeTree)).size(), depth * 300U) << "not indented without end";
     top.Reset();
     EXPECT_EQ(NodwellLiveNodes(), 1U);
-    EXPECT_EQ(PathOf(bottom), L"\\n");
+    EXPECT_EQ(bottom.Name(KelnPath), L"\\n");
 }

@@ -22,15 +22,15 @@ struct Twin
 void Compare(const Twin& twin, const std::wstring& name)
 {
     IKelNode* named = nullptr;
-    ASSERT_EQ(CountOf(twin.node), twin.children.size());
+    ASSERT_EQ(twin.node.ChildCount(), twin.children.size());
     for (std::size_t i = twin.children.size(); i-- > 0;) {
         const Twin& child = *twin.children[i];
-        ASSERT_EQ(ChildAt(twin.node, i).Get(), child.node.Get());
+        ASSERT_EQ(twin.node.ChildAt(i).Get(), child.node.Get());
         named = child.name == name ? child.node.Get() : named;
     }
-    ASSERT_EQ(Host::FindChild(twin.node.Get(), name).Get(), named);
-    ASSERT_EQ(ParentOf(twin.node).Get(), twin.parent ? twin.parent->node.Get() : nullptr);
-    ASSERT_EQ(PathOf(twin.node), twin.Path());
+    ASSERT_EQ(twin.node.FindChild(name).Get(), named);
+    ASSERT_EQ(twin.node.Parent().Get(), twin.parent ? twin.parent->node.Get() : nullptr);
+    ASSERT_EQ(twin.node.Name(KelnPath), twin.Path());
 }
 
 } // namespace
@@ -74,22 +74,22 @@ TEST_F(NodeTrees, ClonesStandAloneAndKeepTheOriginalsPathUntilTheyGetAParent)
     const NodeHandle item = AddNew(list, L"Item");
     AddNew(item, L"Below");
     AddNew(list, L"Second");
-    Host::SetAttribute(item.Get(), L"A", 1);
-    const NodeHandle shallow = Host::CloneNode(list.Get(), 1);
-    EXPECT_EQ(PathOf(ChildAt(shallow, 1)), L"\\Root\\List\\Second");
-    EXPECT_EQ(CountOf(ChildAt(shallow, 0)), 0U);
+    item.Set(L"A", 1);
+    const NodeHandle shallow = list.Clone(1);
+    EXPECT_EQ(shallow.ChildAt(1).Name(KelnPath), L"\\Root\\List\\Second");
+    EXPECT_EQ(shallow.ChildAt(0).ChildCount(), 0U);
 
-    const NodeHandle clone = Host::CloneNode(list.Get(), KelnWholeTree);
-    const NodeHandle copy = ChildAt(clone, 0);
-    Host::SetAttribute(item.Get(), L"A", 2);
-    Host::SetAttribute(copy.Get(), L"B", 3);
-    EXPECT_EQ(Host::ReadInt32(copy.Get(), L"A"), 1);
-    EXPECT_FALSE(Host::HasAttribute(item.Get(), L"B"));
-    EXPECT_FALSE(ParentOf(clone));
-    EXPECT_EQ(PathOf(copy), L"\\Root\\List\\Item");
-    EXPECT_EQ(PathOf(Host::CloneNode(copy.Get(), 0)), L"\\Root\\List\\Item");
-    Host::AddChild(item.Get(), clone.Get());
-    EXPECT_EQ(PathOf(copy), L"\\Root\\List\\Item\\List\\Item");
+    const NodeHandle clone = list.Clone(KelnWholeTree);
+    const NodeHandle copy = clone.ChildAt(0);
+    item.Set(L"A", 2);
+    copy.Set(L"B", 3);
+    EXPECT_EQ(copy.ReadInt32(L"A"), 1);
+    EXPECT_FALSE(item.Has(L"B"));
+    EXPECT_FALSE(clone.Parent());
+    EXPECT_EQ(copy.Name(KelnPath), L"\\Root\\List\\Item");
+    EXPECT_EQ(copy.Clone(0).Name(KelnPath), L"\\Root\\List\\Item");
+    item.AddChild(clone);
+    EXPECT_EQ(copy.Name(KelnPath), L"\\Root\\List\\Item\\List\\Item");
     EXPECT_EQ(KelnRemoveChild(item.Get(), clone.Get()), S_OK);
-    EXPECT_EQ(PathOf(copy), L"\\List\\Item");
+    EXPECT_EQ(copy.Name(KelnPath), L"\\List\\Item");
 }
