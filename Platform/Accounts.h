@@ -15,7 +15,7 @@ namespace Platform
 // A security identifier in its binary form.
 using Sid = std::vector<std::uint8_t>;
 
-// What a look-up calls an account; the numbers are the system's.
+// What a look-up calls an account; the numbers are the system's, which has more.
 enum class AccountType
 {
     User = 1,
@@ -23,10 +23,7 @@ enum class AccountType
     Domain = 3,
     Alias = 4,
     WellKnownGroup = 5,
-    DeletedAccount = 6,
     Invalid = 7,
-    Unknown = 8,
-    Computer = 9,
 };
 
 struct AccountInfo

@@ -16,6 +16,12 @@ namespace Platform
 // Tells a file from every other file on this computer, also from one that takes its place.
 using FileIdentity = std::array<std::uint32_t, 3>;
 
+struct FileInfo
+{
+    std::uint64_t size; // bytes
+    FileIdentity identity;
+};
+
 // A file that is appended to. Others may read, write, move and delete it meanwhile. Writing is safe on any thread.
 class AppendFile
 {
@@ -40,8 +46,7 @@ public:
     // written of the bytes is taken back, unless somebody has appended behind it.
     HRESULT Write(std::string_view bytes) const;
 
-    HRESULT GetSize(std::uint64_t& bytes) const;
-    HRESULT GetIdentity(FileIdentity& identity) const;
+    HRESULT GetInfo(FileInfo& info) const;
 
     explicit operator bool() const { return m_handle != None; }
 

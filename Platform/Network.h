@@ -21,7 +21,7 @@ struct NetworkAddress
 
     Family family;
     std::array<std::uint8_t, 16> bytes; // in network order; of a V4 address the first 4, the others are 0
-    std::uint16_t port;
+    std::uint16_t port;                 // 0 in what a host's name was resolved to
 };
 
 // Keeps the system's name resolution ready; sessions may nest. Any thread.

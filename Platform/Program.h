@@ -3,15 +3,15 @@
 
 #include "Platform/Settings.h"
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
 namespace Platform
 {
 
-// The columns of the terminal in which a person reads the standard output, or standard error; 0 when it is none.
-unsigned OutputTerminalWidth();
-unsigned ErrorTerminalWidth();
+// The columns of the terminal in which a person reads `stream`, which is stdout or stderr; 0 when it is none.
+unsigned TerminalWidth(std::FILE* stream);
 
 // What may be done to lines beside writing them.
 struct TerminalStyle

@@ -33,7 +33,8 @@ enum class RegistryRoot
 };
 
 // Value name -> text of the key's text values, expandable ones as they stand; values of other types are left out. No
-// texts when the key cannot be opened. Natively the registry is a text file (Posix/Registry.cpp).
+// texts when the key cannot be opened. Natively the registry is the INI file that KESTRINE_REGISTRY_FILE names
+// (Posix/Settings.cpp).
 std::map<std::wstring, std::wstring> RegistryTexts(RegistryRoot root, const std::wstring& key);
 
 } // namespace Platform

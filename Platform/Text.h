@@ -3,7 +3,7 @@
 // these.
 #pragma once
 
-#include <cstdint>
+#include <bit>
 #include <string>
 #include <string_view>
 
@@ -110,27 +110,20 @@ inline std::wstring FromUtf16Le(std::string_view bytes)
 // Appends `text` to `bytes` as UTF-8. Surrogates without partner, which UTF-8 cannot hold, become U+FFFD.
 inline void AppendUtf8(std::wstring_view text, std::string& bytes)
 {
-    const auto append = [&bytes](char32_t byte) { bytes.push_back(static_cast<char>(byte)); };
     bytes.reserve(bytes.size() + text.size());
     for (std::size_t i = 0; i < text.size();) {
         char32_t c = NextCodePoint(text, i);
+        if (c < 0x80) {
+            bytes.push_back(static_cast<char>(c));
+            continue;
+        }
         if (IsHighSurrogate(c) || IsLowSurrogate(c))
             c = ReplacementCharacter;
-        if (c < 0x80) {
-            append(c);
-        } else if (c < 0x800) {
-            append(0xC0 | (c >> 6));
-            append(0x80 | (c & 0x3F));
-        } else if (c < 0x10000) {
-            append(0xE0 | (c >> 12));
-            append(0x80 | ((c >> 6) & 0x3F));
-            append(0x80 | (c & 0x3F));
-        } else {
-            append(0xF0 | (c >> 18));
-            append(0x80 | ((c >> 12) & 0x3F));
-            append(0x80 | ((c >> 6) & 0x3F));
-            append(0x80 | (c & 0x3F));
-        }
+        const char32_t lead = c < 0x800 ? 0xC0 : c < 0x10000 ? 0xE0 : 0xF0;
+        int shift = c < 0x800 ? 6 : c < 0x10000 ? 12 : 18;
+        bytes.push_back(static_cast<char>(lead | (c >> shift)));
+        while ((shift -= 6) >= 0)
+            bytes.push_back(static_cast<char>(0x80 | ((c >> shift) & 0x3F)));
     }
 }
 
@@ -146,22 +139,21 @@ inline void AppendFromUtf8(std::string_view bytes, std::wstring& text)
 {
     for (std::size_t i = 0; i < bytes.size();) {
         const auto lead = static_cast<unsigned char>(bytes[i]);
-        const std::size_t length = lead < 0x80   ? 1
-                                   : lead < 0xC2 ? 0
-                                   : lead < 0xE0 ? 2
-                                   : lead < 0xF0 ? 3
-                                   : lead < 0xF5 ? 4
-                                                 : 0;
-        char32_t c = length == 1 ? lead : lead & (0x7FU >> length);
-        bool valid = length != 0 && i + length <= bytes.size();
+        if (lead < 0x80) {
+            text.push_back(static_cast<wchar_t>(lead));
+            ++i;
+            continue;
+        }
+        const auto length = static_cast<std::size_t>(std::countl_one(lead)); // 1, and more than 4: begins no sequence
+        bool valid = length > 1 && length <= 4 && i + length <= bytes.size();
+        char32_t c = lead & (0x7FU >> length);
         for (std::size_t k = 1; valid && k < length; ++k) {
-            const auto next = static_cast<unsigned char>(bytes[i + k]);
-            valid = (next & 0xC0) == 0x80;
-            c = (c << 6) | (next & 0x3F);
+            valid = (bytes[i + k] & 0xC0) == 0x80;
+            c = (c << 6) | (bytes[i + k] & 0x3F);
         }
         // Overlong forms, surrogates and values beyond Unicode are no characters.
-        valid = valid && !(length == 3 && (c < 0x800 || IsHighSurrogate(c) || IsLowSurrogate(c))) &&
-                !(length == 4 && (c < 0x10000 || c > 0x10FFFF));
+        constexpr char32_t least[] = {0, 0, 0x80, 0x800, 0x10000};
+        valid = valid && c >= least[length] && c <= 0x10FFFF && !IsHighSurrogate(c) && !IsLowSurrogate(c);
         AppendWide(valid ? c : ReplacementCharacter, text);
         i += valid ? length : 1;
     }

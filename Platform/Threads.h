@@ -8,7 +8,9 @@
 #include <cstdint>
 #include <memory>
 #include <utility>
-#ifndef _WIN32
+#ifdef _WIN32
+#include "Platform/Windows/Locks.h"
+#else
 #include <condition_variable>
 #include <ctime>
 #include <mutex>
@@ -19,7 +21,10 @@ namespace Platform
 {
 
 // Time since some moment in the past, which the wall clock does not move. Any thread.
-std::chrono::nanoseconds SteadyNow();
+inline std::chrono::nanoseconds SteadyNow()
+{
+    return std::chrono::steady_clock::now().time_since_epoch();
+}
 
 // The same in milliseconds, at less cost and with steps of some milliseconds; wraps after 49.7 days. Any thread.
 #ifdef _WIN32
@@ -36,66 +41,24 @@ inline std::uint32_t Ticks() // every log statement asks, also one that is off
 // Lets the calling thread wait.
 void SleepFor(std::chrono::milliseconds duration);
 
-#ifdef _WIN32
-
-// The system's own locks: the standard ones of mingw-w64 keep memory and handles that nothing frees, and the module is
-// to leave nothing behind. All work with the standard lock guards.
-class SharedMutex
-{
-public:
-    constexpr SharedMutex() = default;
-    SharedMutex(const SharedMutex&) = delete;
-    SharedMutex& operator=(const SharedMutex&) = delete;
-
-    void lock();
-    void unlock();
-    void lock_shared();
-    void unlock_shared();
-
-private:
-    void* m_lock = nullptr; // SRWLOCK
-};
-
-using Mutex = SharedMutex;
-
-class RecursiveMutex
-{
-public:
-    RecursiveMutex();
-    ~RecursiveMutex();
-    RecursiveMutex(const RecursiveMutex&) = delete;
-    RecursiveMutex& operator=(const RecursiveMutex&) = delete;
-
-    void lock();
-    void unlock();
-
-private:
-    alignas(8) unsigned char m_section[40]; // CRITICAL_SECTION
-};
-
-#else
-
+#ifndef _WIN32
 using Mutex = std::mutex;
 using RecursiveMutex = std::recursive_mutex;
 using SharedMutex = std::shared_mutex;
-
+using AnyCondition = std::condition_variable_any;
 #endif
 
-// A condition variable whose timed waits follow steady time: the wait of mingw-w64's standard one ends by the wall
-// clock. Works with any lock that has lock() and unlock(). Waits may end early (spurious wake-ups): callers loop.
+// A condition variable for any lock that has lock() and unlock(), whose timed waits follow steady time. Waits may end
+// early (spurious wake-ups): callers loop.
 class Condition
 {
 public:
-    Condition() = default;
-    Condition(const Condition&) = delete;
-    Condition& operator=(const Condition&) = delete;
-
-    void NotifyAll();
+    void NotifyAll() { m_condition.notify_all(); }
 
     template <class Lock>
     void Wait(Lock& lock)
     {
-        Sleep(lock, Forever);
+        m_condition.wait(lock);
     }
 
     // False when the time-out has passed, true after a wake-up before it. A negative time-out has passed already.
@@ -104,36 +67,12 @@ public:
     {
         // Slices keep the end of the wait representable, whatever the time-out is.
         constexpr std::chrono::milliseconds slice = std::chrono::hours(24);
-        return Sleep(lock, std::min(std::max(timeout, std::chrono::milliseconds::zero()), slice)) || timeout > slice;
+        const auto wait = std::clamp(timeout, std::chrono::milliseconds::zero(), slice);
+        return m_condition.wait_for(lock, wait) == std::cv_status::no_timeout || timeout > slice;
     }
 
 private:
-    static constexpr std::chrono::milliseconds Forever{-1};
-
-    // The inner lock is taken before the caller's lock is left, so that no notification falls in between.
-    template <class Lock>
-#ifdef __clang__
-    __attribute__((no_thread_safety_analysis))
-#endif
-    bool
-    Sleep(Lock& lock, std::chrono::milliseconds timeout)
-    {
-        m_inner.lock();
-        lock.unlock();
-        const bool woken = SleepInner(timeout);
-        m_inner.unlock();
-        lock.lock();
-        return woken;
-    }
-
-    bool SleepInner(std::chrono::milliseconds timeout);
-
-    Mutex m_inner;
-#ifdef _WIN32
-    void* m_condition = nullptr; // CONDITION_VARIABLE
-#else
-    std::condition_variable m_condition;
-#endif
+    AnyCondition m_condition;
 };
 
 // A thread whose code may be unloaded as soon as it has ended: it holds the module that its body lies in, and the last

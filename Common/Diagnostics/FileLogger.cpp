@@ -115,10 +115,10 @@ AppendFile FileLogger::Open()
 bool FileLogger::IsTooBig(const AppendFile& file, const std::wstring& path)
 {
     const std::uint32_t threshold = m_settings.FileSizeThresholdMB();
-    std::uint64_t size = 0;
-    if (threshold == 0 || file.GetSize(size) < 0)
+    Platform::FileInfo info;
+    if (threshold == 0 || file.GetInfo(info) < 0)
         return false;
-    const std::uint64_t megabytes = size / 1048576;
+    const std::uint64_t megabytes = info.size / 1048576;
     if (megabytes < threshold) {
         m_tooBigReported = false;
         return false;
@@ -135,14 +135,14 @@ bool FileLogger::IsTooBig(const AppendFile& file, const std::wstring& path)
 
 void FileLogger::WriteBannerToNewFile(const AppendFile& file)
 {
-    Platform::FileIdentity identity;
-    if (const HRESULT hr = file.GetIdentity(identity); hr < 0) {
+    Platform::FileInfo info;
+    if (const HRESULT hr = file.GetInfo(info); hr < 0) {
         InternalReport({L"FileLogger: cannot get file id", ErrorSuffix(hr)});
-        identity.fill(0xFFFFFFFF);
+        info.identity.fill(0xFFFFFFFF);
     }
-    if (identity == m_identity)
+    if (info.identity == m_identity)
         return;
-    m_identity = identity;
+    m_identity = info.identity;
     WriteUtf16(file, m_banner);
 }
 

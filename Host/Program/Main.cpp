@@ -154,8 +154,8 @@ private:
     }
 
     CLI::App m_app{"Runs the component module on a site and shows what happens to the access rights.", "kestrine-host"};
-    Console m_console{std::cout, Platform::StyleFor(Platform::OutputTerminalWidth())};
-    Console m_errors{std::cerr, Platform::StyleFor(Platform::ErrorTerminalWidth())};
+    Console m_console{std::cout, Platform::StyleFor(Platform::TerminalWidth(stdout))};
+    Console m_errors{std::cerr, Platform::StyleFor(Platform::TerminalWidth(stderr))};
     int m_status = Success;
     RunOptions m_options;
     std::filesystem::path m_file;

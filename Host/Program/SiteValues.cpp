@@ -62,7 +62,6 @@ AccountBook::AccountBook(const JsonCursor& lines)
                            std::wstring(Trim(line.substr(keyword, separator - keyword))),
                            std::wstring(Trim(line.substr(separator + 1)))});
     }
-    m_directory.CompleteComputer();
 }
 
 std::wstring AccountBook::SidOf(const JsonCursor& nameOrSid) const
@@ -129,7 +128,6 @@ bool AccountBook::Load()
     m_directory = AccountDirectory();
     const bool isGood = std::all_of(m_lines.begin(), m_lines.end(),
                                     [this](const Line& line) { return m_directory.AddLine(line.Text()) == nullptr; });
-    m_directory.CompleteComputer();
     return isGood;
 }
 

@@ -7,9 +7,9 @@
 #include "Platform/Settings.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <iterator>
 #include <mutex>
+#include <tuple>
+#include <utility>
 
 using Platform::AccountType;
 
@@ -17,32 +17,36 @@ namespace
 {
 
 constexpr std::size_t ownDomain = 3; // behind those of the well-known accounts
-constexpr std::size_t none = static_cast<std::size_t>(-1);
 
 constexpr struct
 {
-    std::size_t domain;
+    const wchar_t* domain;
     const wchar_t* name;
     const wchar_t* sid;
     AccountType type;
 } wellKnownAccounts[] = {
-    {0, L"Everyone", L"S-1-1-0", AccountType::WellKnownGroup},
-    {1, L"NETWORK", L"S-1-5-2", AccountType::WellKnownGroup},
-    {1, L"INTERACTIVE", L"S-1-5-4", AccountType::WellKnownGroup},
-    {1, L"SERVICE", L"S-1-5-6", AccountType::WellKnownGroup},
-    {1, L"ANONYMOUS LOGON", L"S-1-5-7", AccountType::WellKnownGroup},
-    {1, L"Authenticated Users", L"S-1-5-11", AccountType::WellKnownGroup},
-    {1, L"SYSTEM", L"S-1-5-18", AccountType::WellKnownGroup},
-    {1, L"LOCAL SERVICE", L"S-1-5-19", AccountType::WellKnownGroup},
-    {1, L"NETWORK SERVICE", L"S-1-5-20", AccountType::WellKnownGroup},
-    {2, L"BUILTIN", L"S-1-5-32", AccountType::Domain},
-    {2, L"Administrators", L"S-1-5-32-544", AccountType::Alias},
-    {2, L"Users", L"S-1-5-32-545", AccountType::Alias},
-    {2, L"Guests", L"S-1-5-32-546", AccountType::Alias},
+    {L"", L"Everyone", L"S-1-1-0", AccountType::WellKnownGroup},
+    {L"NT AUTHORITY", L"Authenticated Users", L"S-1-5-11", AccountType::WellKnownGroup},
+    {L"NT AUTHORITY", L"SYSTEM", L"S-1-5-18", AccountType::WellKnownGroup},
+    {L"NT AUTHORITY", L"LOCAL SERVICE", L"S-1-5-19", AccountType::WellKnownGroup},
+    {L"NT AUTHORITY", L"NETWORK SERVICE", L"S-1-5-20", AccountType::WellKnownGroup},
+    {L"BUILTIN", L"Administrators", L"S-1-5-32-544", AccountType::Alias},
+    {L"BUILTIN", L"Users", L"S-1-5-32-545", AccountType::Alias},
 };
 
-constexpr std::wstring_view typeNames[] = {L"user",    L"group",   L"domain",  L"alias",   L"wellknown",
-                                           L"deleted", L"invalid", L"unknown", L"computer"}; // from 1
+// Invalid for other words.
+AccountType TypeCalled(std::wstring_view word)
+{
+    return word == L"user"    ? AccountType::User
+           : word == L"group" ? AccountType::Group
+           : word == L"alias" ? AccountType::Alias
+                              : AccountType::Invalid;
+}
+
+std::wstring KeyOf(const std::wstring& domain, std::wstring_view name)
+{
+    return ToLowerCase((domain + L'\\').append(name));
+}
 
 bool IsName(std::wstring_view text)
 {
@@ -62,203 +66,169 @@ std::wstring ComputerName()
     return name;
 }
 
-struct FileState
-{
-    std::string path;
-    std::filesystem::file_time_type time;
-    std::uintmax_t size;
-
-    bool operator==(const FileState&) const = default;
-};
-
-// A missing file also has a state.
-FileState StateOf(const std::string& path)
-{
-    std::error_code ignored;
-    const std::filesystem::path file(std::u8string(path.begin(), path.end()));
-    return {path, std::filesystem::last_write_time(file, ignored), std::filesystem::file_size(file, ignored)};
-}
-
 } // namespace
 
 std::shared_ptr<const AccountDirectory> AccountDirectory::Current()
 {
     static std::mutex lock; // guards the rest
-    static FileState state;
     static std::shared_ptr<const AccountDirectory> directory;
+    static std::tuple<std::wstring, std::filesystem::file_time_type, std::uintmax_t> state; // of its file
     const std::lock_guard guard(lock);
-    FileState now = StateOf(ToNativePath(Platform::EnvironmentVariable(L"KESTRINE_ACCOUNTS_FILE").value_or(L"")));
+    const std::wstring file = Platform::EnvironmentVariable(L"KESTRINE_ACCOUNTS_FILE").value_or(L"");
+    const std::filesystem::path path = ToNativePath(file);
+    std::error_code ignored; // a missing file also has a state
+    std::tuple now(file, std::filesystem::last_write_time(path, ignored), std::filesystem::file_size(path, ignored));
     if (!directory || state != now) {
-        directory = Load(now.path);
+        AccountDirectory read;
+        const bool isGood = ReadEntries(file, [&read](std::wstring_view line) { return read.AddLine(Trim(line)); });
+        directory = std::make_shared<AccountDirectory>(isGood ? std::move(read) : AccountDirectory());
         state = std::move(now);
     }
     return directory;
 }
 
-std::shared_ptr<const AccountDirectory> AccountDirectory::Load(const std::string& file)
-{
-    AccountDirectory directory;
-    if (!ReadEntries(file, [&directory](std::wstring_view line) { return directory.AddLine(Trim(line)); }))
-        directory = AccountDirectory();
-    directory.CompleteComputer();
-    return std::make_shared<AccountDirectory>(std::move(directory));
-}
+AccountDirectory::AccountDirectory() : AccountDirectory(ComputerName(), L"S-1-5-21-0-0-0") {}
 
-AccountDirectory::AccountDirectory() : m_domains{{L"", L"", L""}, {L"NT AUTHORITY", L"", L""}, {L"BUILTIN", L"", L""}}
+// Without the domain when it is not a good one.
+AccountDirectory::AccountDirectory(std::wstring_view computer, std::wstring_view sid)
+    : m_domains{{L"", L"", L""}, {L"NT AUTHORITY", L"", L""}, {L"BUILTIN", L"", L""}}
 {
     for (const auto& account : wellKnownAccounts)
         Insert(account.domain, account.name, account.sid, account.type);
     // Services are configured with these spellings.
-    m_byName[{1, L"localservice"}] = m_byName.at({1, L"local service"});
-    m_byName[{1, L"networkservice"}] = m_byName.at({1, L"network service"});
+    m_byName[L"nt authority\\localservice"] = Find(L"LOCAL SERVICE");
+    m_byName[L"nt authority\\networkservice"] = Find(L"NETWORK SERVICE");
+    AddDomain(computer, sid, ComputerName());
 }
 
 const Account* AccountDirectory::FindBySid(const Platform::Sid& sid) const
 {
-    const auto found = m_bySid.find(sid);
-    return found == m_bySid.end() ? nullptr : found->second;
+    const auto found = m_accounts.find(sid);
+    return found == m_accounts.end() ? nullptr : &found->second;
 }
 
 std::vector<Platform::Sid> AccountDirectory::GroupsOf(const Account& account) const
 {
-    std::vector<const Account*> found{&account};
-    const auto add = [&found](const Account* group) {
-        if (std::find(found.begin(), found.end(), group) == found.end())
-            found.push_back(group);
-    };
-    for (const wchar_t* const everybody : {L"Everyone", L"Authenticated Users"})
-        add(FindByName(everybody));
-    for (std::size_t i = 0; i < found.size(); ++i) {
-        const Account& member = *found[i];
-        std::for_each(member.groups.begin(), member.groups.end(), add);
-    }
+    std::vector<const Account*> found{&account, Find(L"Everyone"), Find(L"Authenticated Users")};
     std::vector<Platform::Sid> sids;
-    for (std::size_t i = 1; i < found.size(); ++i)
-        sids.push_back(found[i]->sid);
+    for (std::size_t i = 0; i < found.size(); ++i) {
+        if (i > 0)
+            sids.push_back(found[i]->sid);
+        for (const Account* const group : found[i]->groups) {
+            if (std::find(found.begin(), found.end(), group) == found.end())
+                found.push_back(group);
+        }
+    }
     return sids;
 }
 
 const wchar_t* AccountDirectory::AddLine(std::wstring_view line)
 {
-    static constexpr std::pair<std::wstring_view, const wchar_t*> entries[] = {
-        {L"computer", L"\"computer = S-1-5-21-1-2-3\" as the first entry"},
-        {L"domain", L"\"domain NAME = S-1-5-21-1-2-3 dns.name\" with a new domain"},
-        {L"user", L"\"user DOMAIN\\name = 1105\" with a domain from above and a new account"},
-        {L"group", L"\"group DOMAIN\\name = 1105\" with a domain from above and a new account"},
-        {L"alias", L"\"alias DOMAIN\\name = 1105\" with a domain from above and a new account"},
-        {L"member", L"\"member DOMAIN\\group = DOMAIN\\account\" with a group and an account from above"},
-        {L"type", L"\"type DOMAIN\\account = user\" with an account from above; other types are group, domain, alias, "
-                  L"wellknown, deleted, invalid, unknown and computer"},
-    };
+    const bool isFirst = std::exchange(m_isNew, false);
     const std::wstring_view keyword = line.substr(0, line.find_first_of(L" \t="));
-    const auto* const entry = std::find_if(std::begin(entries), std::end(entries),
-                                           [keyword](const auto& candidate) { return candidate.first == keyword; });
-    if (entry == std::end(entries))
-        return L"an entry that begins with computer, domain, user, group, alias, member or type";
-    const std::size_t separator = line.find(L'=');
-    const bool added =
-        separator != line.npos && AddEntry(keyword, Trim(line.substr(keyword.size(), separator - keyword.size())),
-                                           Trim(line.substr(separator + 1)));
-    return added ? nullptr : entry->second;
-}
-
-bool AccountDirectory::AddEntry(std::wstring_view keyword, std::wstring_view name, std::wstring_view value)
-{
+    const std::size_t separator = std::min(line.find(L'='), line.size());
+    const std::wstring_view name = Trim(line.substr(keyword.size(), separator - keyword.size()));
+    const std::wstring_view value = Trim(line.substr(std::min(separator + 1, line.size())));
     if (keyword == L"computer") {
-        const std::wstring computer = ComputerName();
-        return m_domains.size() == ownDomain &&
-               AddDomain(name.empty() ? computer : name, value,
-                         name.empty() || EqualIgnoringCase(name, computer) ? L"" : computer);
+        *this = AccountDirectory(name.empty() ? ComputerName() : name, value);
+        m_isNew = false;
+        return isFirst && m_domains.size() > ownDomain ? nullptr : L"\"computer = S-1-5-21-1-2-3\" as the first entry";
     }
-    CompleteComputer();
-    const std::wstring_view sid = value.substr(0, value.find_first_of(L" \t"));
-    if (keyword == L"domain")
-        return AddDomain(name, sid, Trim(value.substr(sid.size())));
-    Account* const named = Find(name);
-    if (keyword == L"member") {
-        Account* const member = Find(value);
-        const bool isGroup = named && (named->type == AccountType::Group || named->type == AccountType::Alias);
-        if (member && isGroup)
-            member->groups.push_back(named);
-        return member && isGroup;
+    if (keyword == L"domain") {
+        const std::wstring_view sid = value.substr(0, value.find_first_of(L" \t"));
+        return AddDomain(name, sid, Trim(value.substr(sid.size())))
+                   ? nullptr
+                   : L"\"domain NAME = S-1-5-21-1-2-3 dns.name\" with a new domain";
     }
-    if (keyword == L"type") {
-        const auto* const type = std::find(std::begin(typeNames), std::end(typeNames), value);
-        if (named)
-            named->type = static_cast<AccountType>(type - typeNames + 1);
-        return named && type != std::end(typeNames);
-    }
-    return AddAccount(name, value,
-                      keyword == L"user"    ? AccountType::User
-                      : keyword == L"group" ? AccountType::Group
-                                            : AccountType::Alias);
+    if (keyword == L"member")
+        return AddMember(name, value)
+                   ? nullptr
+                   : L"\"member DOMAIN\\group = DOMAIN\\account\" with a group and an account from above";
+    if (keyword == L"type")
+        return SetType(name, value) ? nullptr
+                                    : L"\"type DOMAIN\\account = user\" with an account from above; other types are "
+                                      L"group and alias";
+    const AccountType type = TypeCalled(keyword);
+    if (type == AccountType::Invalid)
+        return L"an entry that begins with computer, domain, user, group, alias, member or type";
+    return AddAccount(name, value, type) ? nullptr
+                                         : L"\"user DOMAIN\\name = 1105\" with a domain from above and a new account";
 }
 
 bool AccountDirectory::AddDomain(std::wstring_view name, std::wstring_view sid, std::wstring_view dnsName)
 {
-    const auto isNew = [this](std::wstring_view text) { return IsName(text) && FindDomain(text) == none; };
+    const auto isNew = [this](std::wstring_view text) { return IsName(text) && !FindDomain(text); };
     const bool isDomainSid = sid.starts_with(L"S-1-5-21-") && std::count(sid.begin(), sid.end(), L'-') == 6;
     if (!isNew(name) || !(dnsName.empty() || isNew(dnsName)) || !isDomainSid)
         return false;
-    m_domains.push_back({std::wstring(name), std::wstring(sid), std::wstring(dnsName)});
-    if (!Insert(m_domains.size() - 1, name, std::wstring(sid), AccountType::Domain))
-        return false;
-    m_accounts.back().name.clear();
-    return true;
+    const Domain& added = m_domains.emplace_back(std::wstring(name), std::wstring(sid), std::wstring(dnsName));
+    return Insert(added.name, {}, added.sid, AccountType::Domain);
 }
 
 bool AccountDirectory::AddAccount(std::wstring_view name, std::wstring_view relativeId, AccountType type)
 {
-    const std::size_t backslash = name.find(L'\\');
-    const std::size_t domain = backslash == name.npos ? none : FindDomain(name.substr(0, backslash));
-    return domain != none && domain >= ownDomain && IsRelativeId(relativeId) &&
-           Insert(domain, name.substr(backslash + 1), m_domains[domain].sid + L'-' + std::wstring(relativeId), type);
+    const std::size_t backslash = std::min(name.find(L'\\'), name.size());
+    const Domain* const domain = FindDomain(name.substr(0, backslash));
+    name.remove_prefix(std::min(backslash + 1, name.size()));
+    return domain && !domain->sid.empty() && IsName(name) && IsRelativeId(relativeId) &&
+           Insert(domain->name, name, domain->sid + L'-' + std::wstring(relativeId), type);
 }
 
-void AccountDirectory::CompleteComputer()
+bool AccountDirectory::AddMember(std::wstring_view group, std::wstring_view name)
 {
-    if (m_domains.size() == ownDomain)
-        AddDomain(ComputerName(), L"S-1-5-21-0-0-0", {});
+    const Account* const named = Find(group);
+    Account* const member = Find(name);
+    if (!member || !named || (named->type != AccountType::Group && named->type != AccountType::Alias))
+        return false;
+    member->groups.push_back(named);
+    return true;
+}
+
+bool AccountDirectory::SetType(std::wstring_view name, std::wstring_view type)
+{
+    Account* const named = Find(name);
+    if (named)
+        named->type = TypeCalled(type);
+    return named && named->type != AccountType::Invalid;
 }
 
 // A directory that refuses something is given up as a whole: nothing needs to be undone.
-bool AccountDirectory::Insert(std::size_t domain, std::wstring_view name, const std::wstring& sidText, AccountType type)
+bool AccountDirectory::Insert(const std::wstring& domain, std::wstring_view name, const std::wstring& sid,
+                              AccountType type)
 {
-    Platform::Sid sid;
-    if (!IsName(name) || !Platform::ParseSid(sidText, sid))
+    Platform::Sid bytes;
+    if (!Platform::ParseSid(sid, bytes))
         return false;
-    Account& account = m_accounts.emplace_back(Account{m_domains[domain].name, std::wstring(name), sid, type, {}});
-    return m_bySid.try_emplace(sid, &account).second &&
-           m_byName.try_emplace({domain, ToLowerCase(account.name)}, &account).second;
+    const auto [added, isNew] = m_accounts.try_emplace(bytes, Account{domain, std::wstring(name), bytes, type, {}});
+    return isNew && m_byName.try_emplace(KeyOf(domain, name), &added->second).second;
 }
 
 Account* AccountDirectory::Find(std::wstring_view name) const
 {
+    if (name.empty() || name.ends_with(L'\\') || name.starts_with(L'@')) // names nobody
+        return nullptr;
     if (const std::size_t backslash = name.find(L'\\'); backslash != name.npos)
         return FindIn(FindDomain(name.substr(0, backslash)), name.substr(backslash + 1));
-    if (const std::size_t at = name.rfind(L'@'); at != name.npos) {
-        const std::size_t domain = FindDomain(name.substr(at + 1));
-        return domain < ownDomain ? nullptr : FindIn(domain, name.substr(0, at));
-    }
-    const std::size_t named = FindDomain(name);
-    Account* found = named == none ? nullptr : FindIn(named, m_domains[named].name);
-    for (std::size_t i = 0; i < m_domains.size() && !found; ++i)
-        found = FindIn(i, name);
+    if (const std::size_t at = name.rfind(L'@'); at != name.npos)
+        return FindIn(FindDomain(name.substr(at + 1)), name.substr(0, at));
+    Account* found = FindIn(FindDomain(name), {});
+    for (auto domain = m_domains.begin(); domain != m_domains.end() && !found; ++domain)
+        found = FindIn(&*domain, name);
     return found;
 }
 
-Account* AccountDirectory::FindIn(std::size_t domain, std::wstring_view name) const
+Account* AccountDirectory::FindIn(const Domain* domain, std::wstring_view name) const
 {
-    const auto found = m_byName.find({domain, ToLowerCase(std::wstring(name))});
+    const auto found = domain ? m_byName.find(KeyOf(domain->name, name)) : m_byName.end();
     return found == m_byName.end() ? nullptr : found->second;
 }
 
-std::size_t AccountDirectory::FindDomain(std::wstring_view name) const
+const AccountDirectory::Domain* AccountDirectory::FindDomain(std::wstring_view name) const
 {
     if (name == L".")
-        return m_domains.size() > ownDomain ? ownDomain : none;
+        return m_domains.size() > ownDomain ? &m_domains[ownDomain] : nullptr;
     const auto found = std::find_if(m_domains.begin(), m_domains.end(), [name](const Domain& domain) {
         return EqualIgnoringCase(domain.name, name) || EqualIgnoringCase(domain.dnsName, name);
     });
-    return found == m_domains.end() ? none : static_cast<std::size_t>(found - m_domains.begin());
+    return found == m_domains.end() ? nullptr : &*found;
 }

@@ -20,8 +20,7 @@
 // domain: another account domain with its SID and, if it has one, its DNS name.
 // user, group, alias: an account and its relative identifier. "." is the computer's own domain.
 // member: a group or alias and an account in it. Groups may be in groups.
-// type: what look-ups call an account, well-known ones included: user, group, domain, alias, wellknown, deleted,
-//     invalid, unknown or computer.
+// type: what look-ups call an account, well-known ones included: user, group or alias.
 //
 // An entry stands behind those that it names. Names are matched without regard to case. The file is read anew when its
 // size or time of modification has changed. A malformed file counts as none; the debugger output says why.
@@ -29,7 +28,6 @@
 
 #include "Platform/Accounts.h"
 
-#include <deque>
 #include <map>
 #include <string_view>
 
@@ -55,13 +53,11 @@ public:
     const Account* FindByName(std::wstring_view name) const { return Find(name); }
     const Account* FindBySid(const Platform::Sid& sid) const;
 
-    // The well-known accounts alone, to which lines of a file are added.
+    // The well-known accounts and the computer's own domain, to which lines of a file are added.
     AccountDirectory();
     // Adds what a line that is neither blank nor a comment says. Returns what was expected in its place when it cannot
     // be used, after which the directory is of no use; null otherwise.
     const wchar_t* AddLine(std::wstring_view line);
-    // Adds the computer's own domain where no line has.
-    void CompleteComputer();
 
     // The groups that the account is in, directly or through others, Everyone and Authenticated Users included.
     std::vector<Platform::Sid> GroupsOf(const Account& account) const;
@@ -70,24 +66,26 @@ private:
     struct Domain
     {
         std::wstring name;
-        std::wstring sid;
+        std::wstring sid;     // empty: that of the well-known accounts, to which nothing is added
         std::wstring dnsName; // or another second name; empty: none
     };
 
-    static std::shared_ptr<const AccountDirectory> Load(const std::string& file);
+    AccountDirectory(std::wstring_view computer, std::wstring_view sid);
 
     // False when something that is named is not there or something that is added is.
-    bool AddEntry(std::wstring_view keyword, std::wstring_view name, std::wstring_view value);
     bool AddDomain(std::wstring_view name, std::wstring_view sid, std::wstring_view dnsName);
     bool AddAccount(std::wstring_view name, std::wstring_view relativeId, Platform::AccountType type);
-    bool Insert(std::size_t domain, std::wstring_view name, const std::wstring& sidText, Platform::AccountType type);
+    bool AddMember(std::wstring_view group, std::wstring_view name);
+    bool SetType(std::wstring_view name, std::wstring_view type);
+    bool Insert(const std::wstring& domain, std::wstring_view name, const std::wstring& sid,
+                Platform::AccountType type);
 
     Account* Find(std::wstring_view name) const;
-    Account* FindIn(std::size_t domain, std::wstring_view name) const;
-    std::size_t FindDomain(std::wstring_view name) const;
+    Account* FindIn(const Domain* domain, std::wstring_view name) const;
+    const Domain* FindDomain(std::wstring_view name) const;
 
-    std::vector<Domain> m_domains;  // those of the well-known accounts, the computer's own, others
-    std::deque<Account> m_accounts; // whose addresses stay
-    std::map<std::pair<std::size_t, std::wstring>, Account*> m_byName; // domain and folded name
-    std::map<Platform::Sid, Account*> m_bySid;
+    std::vector<Domain> m_domains; // those of the well-known accounts, the computer's own, others
+    std::map<Platform::Sid, Account> m_accounts;
+    std::map<std::wstring, Account*> m_byName; // by the folded DOMAIN\name
+    bool m_isNew = true;                       // no line has been added
 };

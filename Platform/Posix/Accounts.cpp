@@ -26,15 +26,15 @@ struct Context
 
 // Takes a decimal or, behind "0x", hexadecimal number off the front of `text`; `value` is at most `limit`. False when
 // there is none.
-bool TakeNumber(std::wstring_view& text, std::uint64_t limit, std::uint64_t& value)
+bool TakeNumber(const wchar_t*& text, std::uint64_t limit, std::uint64_t& value)
 {
-    const bool hexadecimal = text.starts_with(L"0x") || text.starts_with(L"0X");
-    text.remove_prefix(hexadecimal ? 2 : 0);
-    const wchar_t* const digits = hexadecimal ? L"0123456789abcdefABCDEF" : L"0123456789";
-    const std::wstring number(text.substr(0, text.find_first_not_of(digits)));
-    value = std::min<std::uint64_t>(std::wcstoull(number.c_str(), nullptr, hexadecimal ? 16 : 10), limit);
-    text.remove_prefix(number.size());
-    return !number.empty();
+    if (*text < L'0' || *text > L'9')
+        return false;
+    const bool hexadecimal = text[0] == L'0' && (text[1] == L'x' || text[1] == L'X');
+    wchar_t* end = nullptr;
+    value = std::min<std::uint64_t>(std::wcstoull(text, &end, hexadecimal ? 16 : 10), limit);
+    text = end;
+    return true;
 }
 
 // What the SIDs of one domain have in common; empty for a SID of none. Of the domain S-1-5-32 only the same SID is.
@@ -71,34 +71,28 @@ bool IsValidSid(const Sid& sid)
 bool ParseSid(const std::wstring& source, Sid& sid)
 {
     static constexpr std::pair<const wchar_t*, const wchar_t*> shortForms[] = {
-        {L"WD", L"S-1-1-0"},  {L"NU", L"S-1-5-2"},      {L"IU", L"S-1-5-4"},      {L"SU", L"S-1-5-6"},
-        {L"AN", L"S-1-5-7"},  {L"AU", L"S-1-5-11"},     {L"SY", L"S-1-5-18"},     {L"LS", L"S-1-5-19"},
-        {L"NS", L"S-1-5-20"}, {L"BA", L"S-1-5-32-544"}, {L"BU", L"S-1-5-32-545"}, {L"BG", L"S-1-5-32-546"},
+        {L"WD", L"S-1-1-0"},  {L"AU", L"S-1-5-11"},     {L"SY", L"S-1-5-18"},     {L"LS", L"S-1-5-19"},
+        {L"NS", L"S-1-5-20"}, {L"BA", L"S-1-5-32-544"}, {L"BU", L"S-1-5-32-545"},
     };
-    std::wstring_view text = std::wstring_view(source).substr(std::min(source.find_first_not_of(L' '), source.size()));
+    const wchar_t* text = source.c_str() + std::min(source.find_first_not_of(L' '), source.size());
     for (const auto& [shortForm, sidText] : shortForms)
         text = EqualIgnoringCase(text, shortForm) ? sidText : text;
-    if (!text.starts_with(L"S-") && !text.starts_with(L"s-"))
+    if ((*text != L'S' && *text != L's') || *++text != L'-')
         return false;
-    text.remove_prefix(2);
     std::uint64_t number = 0;
-    if (!TakeNumber(text, 0xFF, number) || number != 1 || !text.starts_with(L'-'))
-        return false;
-    text.remove_prefix(1);
-    if (!TakeNumber(text, 0xFFFFFFFFFFFF, number))
+    if (!TakeNumber(++text, 0xFF, number) || number != 1 || *text != L'-' ||
+        !TakeNumber(++text, 0xFFFFFFFFFFFF, number))
         return false;
     sid = {1, 0};
     for (int shift = 40; shift >= 0; shift -= 8)
         sid.push_back(static_cast<std::uint8_t>(number >> shift));
-    while (text.size() > 1 && text.front() == L'-' && sid[1] < maxSubAuthorities) {
-        text.remove_prefix(1);
-        if (!TakeNumber(text, 0xFFFFFFFF, number))
+    for (; text[0] == L'-' && text[1] != L'\0' && sid[1] < maxSubAuthorities; ++sid[1]) {
+        if (!TakeNumber(++text, 0xFFFFFFFF, number))
             return false;
         for (int shift = 0; shift < 32; shift += 8)
             sid.push_back(static_cast<std::uint8_t>(number >> shift));
-        ++sid[1];
     }
-    return sid[1] > 0 && (text.empty() || text == L"-");
+    return sid[1] > 0 && (*text == L'\0' || std::wcscmp(text, L"-") == 0);
 }
 
 HRESULT FormatSid(const Sid& sid, std::wstring& text)

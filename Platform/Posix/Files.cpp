@@ -3,10 +3,7 @@
 #include "Platform/Posix/NativePath.h"
 #include "Platform/Posix/WriteWithoutSignal.h"
 
-#include <algorithm>
-#include <cerrno>
 #include <fcntl.h>
-#include <filesystem>
 #include <iterator>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -61,17 +58,6 @@ void TakeBack(int descriptor, off_t start, std::size_t written)
         static_cast<void>(ftruncate(descriptor, start) == 0);
 }
 
-// Unlike an inode's number, which is given out again as soon as it is free, it names one file only.
-std::uint64_t FileIndex(int descriptor, const struct stat& status)
-{
-    struct statx birth
-    {};
-    if (statx(descriptor, "", AT_EMPTY_PATH, STATX_BTIME, &birth) != 0)
-        return status.st_ino;
-    const auto seconds = static_cast<std::uint64_t>(birth.stx_btime.tv_sec);
-    return status.st_ino ^ ((seconds * 1'000'000'000 + birth.stx_btime.tv_nsec) << 8);
-}
-
 } // namespace
 
 AppendFile::~AppendFile()
@@ -82,7 +68,7 @@ AppendFile::~AppendFile()
 
 HRESULT AppendFile::Open(const std::wstring& path, AppendFile& file)
 {
-    const std::string native = ToNativePath(path);
+    const std::filesystem::path native = ToNativePath(path);
     AppendFile opened;
     file = AppendFile();
     opened.m_handle = open(native.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, fileForOwnerAndGroup);
@@ -107,7 +93,7 @@ HRESULT AppendFile::Write(std::string_view bytes) const
     const int descriptor = static_cast<int>(m_handle);
     off_t start = 0;
     for (std::size_t written = 0; written < bytes.size();) {
-        const ssize_t count = WriteWithoutSignal(descriptor, bytes.data() + written, bytes.size() - written);
+        const ssize_t count = WriteWithoutSignal(descriptor, bytes.substr(written));
         if (count < 0) {
             const HRESULT failure = FromErrno();
             // Half a line might end within a character.
@@ -122,29 +108,25 @@ HRESULT AppendFile::Write(std::string_view bytes) const
     return S_OK;
 }
 
-HRESULT AppendFile::GetSize(std::uint64_t& bytes) const
+HRESULT AppendFile::GetInfo(FileInfo& info) const
 {
-    struct stat status;
-    if (fstat(static_cast<int>(m_handle), &status) != 0)
+    struct statx status
+    {};
+    if (statx(static_cast<int>(m_handle), "", AT_EMPTY_PATH, STATX_BASIC_STATS | STATX_BTIME, &status) != 0)
         return FromErrno();
-    bytes = static_cast<std::uint64_t>(status.st_size);
-    return S_OK;
-}
-
-HRESULT AppendFile::GetIdentity(FileIdentity& identity) const
-{
-    struct stat status;
-    if (fstat(static_cast<int>(m_handle), &status) != 0)
-        return FromErrno();
-    const std::uint64_t index = FileIndex(static_cast<int>(m_handle), status);
-    identity = {static_cast<std::uint32_t>(status.st_dev), static_cast<std::uint32_t>(index >> 32),
-                static_cast<std::uint32_t>(index)};
+    // An inode's number is given out again as soon as it is free; with the time of birth it names one file only.
+    const std::uint64_t birth =
+        static_cast<std::uint64_t>(status.stx_btime.tv_sec) * 1'000'000'000 + status.stx_btime.tv_nsec;
+    const std::uint64_t index = status.stx_ino ^ (birth << 8);
+    info.size = status.stx_size;
+    info.identity = {status.stx_dev_major << 20 | status.stx_dev_minor, static_cast<std::uint32_t>(index >> 32),
+                     static_cast<std::uint32_t>(index)};
     return S_OK;
 }
 
 HRESULT CreateFolder(const std::wstring& path)
 {
-    const std::string native = ToNativePath(path);
+    const std::filesystem::path native = ToNativePath(path);
     return mkdir(native.c_str(), folderForOwnerAndGroup) == 0 ? S_OK : FromErrno(native);
 }
 
@@ -155,7 +137,7 @@ HRESULT JoinPath(const std::wstring& directory, const std::wstring& relative, st
     const std::wstring joined = directory + (directory.ends_with(L'\\') ? L"" : L"\\") + relative;
     if (joined.size() >= limit)
         return HResultFromWin32(ERROR_FILENAME_EXCED_RANGE);
-    path = FromNativePath(std::filesystem::path(ToNativePath(joined)).lexically_normal().native());
+    path = FromNativePath(ToNativePath(joined).lexically_normal().native());
     return S_OK;
 }
 

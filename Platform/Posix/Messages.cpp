@@ -8,7 +8,6 @@
 #include "Platform/Posix/TextFile.h"
 
 #include <cwchar>
-#include <filesystem>
 #include <map>
 
 namespace Platform
@@ -21,23 +20,23 @@ using Messages = std::map<std::uint32_t, std::wstring>;
 
 // The texts of Windows for the codes that the ports and the module name.
 const Messages systemMessages{
-    {ERROR_SUCCESS, L"The operation completed successfully"},
+    {0, L"The operation completed successfully"},
     {ERROR_FILE_NOT_FOUND, L"The system cannot find the file specified"},
     {ERROR_PATH_NOT_FOUND, L"The system cannot find the path specified"},
     {ERROR_TOO_MANY_OPEN_FILES, L"The system cannot open the file"},
     {ERROR_ACCESS_DENIED, L"Access is denied"},
-    {ERROR_INVALID_HANDLE, L"The handle is invalid"},
+    {6, L"The handle is invalid"},
     {ERROR_NOT_ENOUGH_MEMORY, L"Not enough memory resources are available to process this command"},
     {14, L"Not enough memory resources are available to complete this operation"},
     {ERROR_GEN_FAILURE, L"A device attached to the system is not functioning"},
     {ERROR_SHARING_VIOLATION, L"The process cannot access the file because it is being used by another process"},
-    {ERROR_INVALID_PARAMETER, L"The parameter is incorrect"},
+    {87, L"The parameter is incorrect"},
     {ERROR_DISK_FULL, L"There is not enough space on the disk"},
     {ERROR_INSUFFICIENT_BUFFER, L"The data area passed to a system call is too small"},
     {ERROR_MOD_NOT_FOUND, L"The specified module could not be found"},
     {ERROR_ALREADY_EXISTS, L"Cannot create a file when that file already exists"},
     {ERROR_BAD_EXE_FORMAT, L"%1 is not a valid Win32 application"},
-    {ERROR_ENVVAR_NOT_FOUND, L"The system could not find the environment option that was entered"},
+    {203, L"The system could not find the environment option that was entered"},
     {ERROR_FILENAME_EXCED_RANGE, L"The filename or extension is too long"},
     {ERROR_FILE_TOO_LARGE, L"The file size exceeds the limit allowed and cannot be saved"},
     {ERROR_NO_DATA, L"The pipe is being closed"},
@@ -75,8 +74,7 @@ std::optional<std::wstring> FindIn(const Messages& messages, std::uint32_t id, c
 HRESULT MessageModule::Load(const std::wstring& path, MessageModule& module)
 {
     Messages messages;
-    const std::string file = ToNativePath(path);
-    const bool read = ReadEntries(file, [&messages](std::wstring_view line) {
+    const bool read = ReadEntries(path, [&messages](std::wstring_view line) {
         wchar_t* end = nullptr;
         const std::wstring message(line);
         const auto id = static_cast<std::uint32_t>(std::wcstoul(message.c_str(), &end, 16));
@@ -86,7 +84,8 @@ HRESULT MessageModule::Load(const std::wstring& path, MessageModule& module)
         return static_cast<const wchar_t*>(nullptr);
     });
     if (!read || messages.empty())
-        return HResultFromWin32(std::filesystem::exists(file) ? ERROR_BAD_EXE_FORMAT : ERROR_FILE_NOT_FOUND);
+        return HResultFromWin32(std::filesystem::exists(ToNativePath(path)) ? ERROR_BAD_EXE_FORMAT
+                                                                            : ERROR_FILE_NOT_FOUND);
     module.m_content = std::make_shared<Messages>(std::move(messages));
     return S_OK;
 }

@@ -4,7 +4,6 @@
 #include "Platform/Process.h"
 
 #include <dlfcn.h>
-#include <filesystem>
 #include <link.h>
 #include <sys/auxv.h>
 
@@ -40,7 +39,7 @@ std::wstring ModulePath(const void* module)
 
 HRESULT NativeModule::Load(const std::wstring& name, NativeModule& module)
 {
-    const std::string path = ToNativePath(name);
+    const std::filesystem::path path = ToNativePath(name);
     module.m_handle.reset(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL));
     if (module)
         return S_OK;

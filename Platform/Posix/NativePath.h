@@ -1,15 +1,17 @@
-// The layer speaks Windows paths: it hands out backslashes and takes both slashes. Internal to the layer.
+// Windows paths and the system's own. Internal to the platform.
 #pragma once
 
 #include "Platform/Text.h"
 
 #include <algorithm>
+#include <filesystem>
 
-inline std::string ToNativePath(std::wstring_view path)
+// Takes both slashes.
+inline std::filesystem::path ToNativePath(std::wstring_view path)
 {
     std::string native = Text::ToUtf8(path);
     std::replace(native.begin(), native.end(), '\\', '/');
-    return native;
+    return std::u8string(native.begin(), native.end());
 }
 
 inline std::wstring FromNativePath(std::string_view native)

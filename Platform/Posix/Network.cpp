@@ -22,30 +22,17 @@ namespace
 
 void Append(const sockaddr* address, std::vector<NetworkAddress>& addresses)
 {
-    if (!address)
-        return;
     NetworkAddress appended{};
-    if (address->sa_family == AF_INET) {
-        const auto& v4 = *reinterpret_cast<const sockaddr_in*>(address);
+    if (address && address->sa_family == AF_INET) {
         appended.family = NetworkAddress::V4;
-        appended.port = ntohs(v4.sin_port);
-        std::memcpy(appended.bytes.data(), &v4.sin_addr, sizeof(v4.sin_addr));
-    } else if (address->sa_family == AF_INET6) {
-        const auto& v6 = *reinterpret_cast<const sockaddr_in6*>(address);
+        std::memcpy(appended.bytes.data(), &reinterpret_cast<const sockaddr_in*>(address)->sin_addr, 4);
+    } else if (address && address->sa_family == AF_INET6) {
         appended.family = NetworkAddress::V6;
-        appended.port = ntohs(v6.sin6_port);
-        std::memcpy(appended.bytes.data(), &v6.sin6_addr, sizeof(v6.sin6_addr));
+        std::memcpy(appended.bytes.data(), &reinterpret_cast<const sockaddr_in6*>(address)->sin6_addr, 16);
     } else {
         return;
     }
     addresses.push_back(appended);
-}
-
-HRESULT FromResolverError(int error)
-{
-    if (error == EAI_NONAME || error == EAI_NODATA || error == EAI_ADDRFAMILY)
-        return HResultFromWin32(WSAHOST_NOT_FOUND);
-    return HResultFromWin32(error == EAI_AGAIN ? WSATRY_AGAIN : WSANO_RECOVERY);
 }
 
 HRESULT Resolve(const std::string& name, std::vector<NetworkAddress>& addresses)
@@ -54,8 +41,18 @@ HRESULT Resolve(const std::string& name, std::vector<NetworkAddress>& addresses)
     addrinfo hints{};
     hints.ai_socktype = SOCK_STREAM;
     addrinfo* answer = nullptr;
-    if (const int error = getaddrinfo(name.c_str(), nullptr, &hints, &answer); error != 0)
-        return FromResolverError(error);
+    switch (getaddrinfo(name.c_str(), nullptr, &hints, &answer)) {
+    case 0:
+        break;
+    case EAI_NONAME:
+    case EAI_NODATA:
+    case EAI_ADDRFAMILY:
+        return HResultFromWin32(WSAHOST_NOT_FOUND);
+    case EAI_AGAIN:
+        return HResultFromWin32(WSATRY_AGAIN);
+    default:
+        return HResultFromWin32(WSANO_RECOVERY);
+    }
     const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owner(answer, &freeaddrinfo);
     for (const addrinfo* entry = answer; entry; entry = entry->ai_next)
         Append(entry->ai_addr, addresses);

@@ -1,27 +1,25 @@
 #include "Platform/Process.h"
 
-#include "Platform/Posix/TestHooks.h"
 #include "Platform/Posix/TextFile.h"
 #include "Platform/Posix/WriteWithoutSignal.h"
 #include "Platform/Text.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <ctime>
 #include <pthread.h>
 #include <unistd.h>
 #include <unwind.h>
 
-std::atomic<void (*)(const wchar_t* text)> debugOutputHook{nullptr};
-
-// There are no clients' identities here: tests give a thread one to see that it is taken off and put back.
-thread_local bool threadHasIdentity = false;
-
 namespace Platform
 {
 
 namespace
 {
+
+// There are no clients' identities here: tests give a thread one to see that it is taken off and put back.
+thread_local bool threadHasIdentity = false;
 
 // Every log line has both, and the kernel's answer costs as much as all other columns together. 0: not asked yet.
 std::atomic<std::uint32_t> processId{0};
@@ -59,9 +57,10 @@ _Unwind_Reason_Code AddFrame(_Unwind_Context* context, void* argument)
 
 std::uint32_t ProcessId()
 {
-    if (processId.load(std::memory_order_relaxed) == 0)
-        processId = static_cast<std::uint32_t>(getpid());
-    return processId.load(std::memory_order_relaxed);
+    std::uint32_t id = processId.load(std::memory_order_relaxed);
+    if (id == 0)
+        processId = id = static_cast<std::uint32_t>(getpid());
+    return id;
 }
 
 std::uint32_t ThreadId()
@@ -73,7 +72,7 @@ std::uint32_t ThreadId()
 
 std::wstring CommandLine()
 {
-    std::wstring line = ReadTextFile("/proc/self/cmdline").value_or(L"");
+    std::wstring line = ReadTextFile(L"/proc/self/cmdline").value_or(L"");
     std::replace(line.begin(), line.end(), L'\0', L' ');
     return line.substr(0, line.find_last_not_of(L' ') + 1);
 }
@@ -119,12 +118,7 @@ CivilTime ToLocalTime(std::uint64_t systemTime)
 
 void WriteDebugOutput(const wchar_t* text) noexcept
 try {
-    if (const auto hook = debugOutputHook.load()) {
-        hook(text);
-    } else {
-        const std::string bytes = Text::ToUtf8(text);
-        [[maybe_unused]] const ssize_t lost = WriteWithoutSignal(STDERR_FILENO, bytes.data(), bytes.size());
-    }
+    WriteWithoutSignal(STDERR_FILENO, Text::ToUtf8(text));
 } catch (...) {
     // A text that there is no memory for is lost: nobody waits for an answer.
 }

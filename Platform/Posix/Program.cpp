@@ -5,31 +5,16 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace
-{
-
-unsigned TerminalWidth(int file)
-{
-    constexpr unsigned usual = 80; // of a terminal that does not say
-    winsize size{};
-    if (isatty(file) == 0)
-        return 0;
-    return ioctl(file, TIOCGWINSZ, &size) == 0 && size.ws_col != 0 ? size.ws_col : usual;
-}
-
-} // namespace
-
 namespace Platform
 {
 
-unsigned OutputTerminalWidth()
+unsigned TerminalWidth(std::FILE* stream)
 {
-    return TerminalWidth(STDOUT_FILENO);
-}
-
-unsigned ErrorTerminalWidth()
-{
-    return TerminalWidth(STDERR_FILENO);
+    constexpr unsigned usual = 80; // of a terminal that does not say
+    winsize size{};
+    if (isatty(fileno(stream)) == 0)
+        return 0;
+    return ioctl(fileno(stream), TIOCGWINSZ, &size) == 0 && size.ws_col != 0 ? size.ws_col : usual;
 }
 
 bool WriteMetClosedPipe()

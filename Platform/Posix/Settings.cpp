@@ -1,7 +1,7 @@
 #include "Platform/Settings.h"
 
-#include "Platform/Posix/NativePath.h"
 #include "Platform/Posix/TextFile.h"
+#include "Platform/Text.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -40,23 +40,27 @@ std::wstring_view WithoutQuotes(std::wstring_view text)
     return quoted ? text.substr(1, text.size() - 2) : text;
 }
 
-// Only the first section of the name is looked at, whose head is what stands before the line's last closing bracket.
-// Comments need no care: they are keys that nobody asks for.
-std::wstring_view FindValue(std::wstring_view content, std::wstring_view section, std::wstring_view key)
+// Hands the names and texts in an INI file's section to `take`, names without the blanks around them. Only the first
+// section of the name is looked at, whose head is what stands before the line's last closing bracket. Comments need no
+// care: they are names that nobody asks for.
+void ReadSection(const std::wstring& file, std::wstring_view section,
+                 const std::function<void(std::wstring_view name, std::wstring_view text)>& take)
 {
+    const std::optional<std::wstring> content = ReadTextFile(file);
+    std::wstring_view rest = content ? std::wstring_view(*content) : std::wstring_view();
     bool inside = false;
-    while (!content.empty()) {
-        const std::wstring_view line = Trim(TakeLine(content));
+    while (!rest.empty()) {
+        const std::wstring_view line = TakeLine(rest);
+        const std::wstring_view head = Trim(line);
         const std::size_t separator = line.find(L'=');
-        if (const std::size_t end = line.rfind(L']'); line.starts_with(L'[') && end != line.npos) {
+        if (const std::size_t end = head.rfind(L']'); head.starts_with(L'[') && end != head.npos) {
             if (inside)
                 break;
-            inside = EqualIgnoringCase(Trim(line.substr(1, end - 1)), section);
-        } else if (inside && separator != line.npos && EqualIgnoringCase(Trim(line.substr(0, separator)), key)) {
-            return WithoutQuotes(Trim(line.substr(separator + 1)));
+            inside = EqualIgnoringCase(Trim(head.substr(1, end - 1)), section);
+        } else if (inside && separator != line.npos) {
+            take(Trim(line.substr(0, separator)), line.substr(separator + 1));
         }
     }
-    return {};
 }
 
 } // namespace
@@ -100,8 +104,23 @@ std::wstring IniValue(const std::wstring& file, const std::wstring& section, con
     // Windows looks for a name without folder in its own folder; here nothing is there.
     if (file.find_first_of(L"\\/") == file.npos)
         return {};
-    const std::optional<std::wstring> content = ReadTextFile(ToNativePath(file));
-    return content ? std::wstring(FindValue(*content, Trim(section), Trim(key))) : std::wstring();
+    std::optional<std::wstring> value;
+    ReadSection(file, Trim(section), [&](std::wstring_view name, std::wstring_view text) {
+        if (!value && EqualIgnoringCase(name, Trim(key)))
+            value = WithoutQuotes(Trim(text));
+    });
+    return value.value_or(L"");
+}
+
+// The registry is an INI file. A section is a key: [HKLM\Software\Example]; a text without name is its default value.
+std::map<std::wstring, std::wstring> RegistryTexts(RegistryRoot root, const std::wstring& key)
+{
+    std::map<std::wstring, std::wstring> texts;
+    ReadSection(EnvironmentVariable(L"KESTRINE_REGISTRY_FILE").value_or(L""),
+                (root == RegistryRoot::LocalMachine ? L"HKLM\\" : L"HKCU\\") +
+                    key.substr(0, key.find_last_not_of(L'\\') + 1),
+                [&texts](std::wstring_view name, std::wstring_view text) { texts[std::wstring(name)] = text; });
+    return texts;
 }
 
 } // namespace Platform

@@ -4,13 +4,12 @@
 #include "Platform/Posix/NativePath.h"
 #include "Platform/Process.h"
 
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 
-std::optional<std::wstring> ReadTextFile(const std::string& path)
+std::optional<std::wstring> ReadTextFile(const std::wstring& path)
 {
-    std::ifstream file(std::filesystem::path(std::u8string(path.begin(), path.end())), std::ios::binary);
+    std::ifstream file(ToNativePath(path), std::ios::binary);
     if (!file)
         return std::nullopt;
     std::ostringstream content;
@@ -21,7 +20,7 @@ std::optional<std::wstring> ReadTextFile(const std::string& path)
     return Text::FromUtf8(std::string_view(bytes).substr(bytes.starts_with("\xEF\xBB\xBF") ? 3 : 0));
 }
 
-bool ReadEntries(const std::string& path, const std::function<const wchar_t*(std::wstring_view entry)>& read)
+bool ReadEntries(const std::wstring& path, const std::function<const wchar_t*(std::wstring_view entry)>& read)
 {
     const std::optional<std::wstring> content = ReadTextFile(path);
     std::wstring_view rest = content ? std::wstring_view(*content) : std::wstring_view();
@@ -29,7 +28,7 @@ bool ReadEntries(const std::string& path, const std::function<const wchar_t*(std
         const std::wstring_view line = TakeLine(rest);
         const wchar_t* const expected = Trim(line).empty() || line.starts_with(L'#') ? nullptr : read(line);
         if (expected) {
-            const std::wstring place = FromNativePath(path) + L'(' + std::to_wstring(number) + L"): expected ";
+            const std::wstring place = path + L'(' + std::to_wstring(number) + L"): expected ";
             Platform::WriteDebugOutput((place + expected + L'\n').c_str());
             return false;
         }

@@ -8,12 +8,12 @@
 
 // A whole file as UTF-8 (a byte-order mark is passed over) or, behind its byte-order mark, UTF-16LE; nullopt when it
 // cannot be read.
-std::optional<std::wstring> ReadTextFile(const std::string& path);
+std::optional<std::wstring> ReadTextFile(const std::wstring& path);
 
 // Reads a file of entries, one a line; blank lines and those that begin with "#" are passed over. `read` takes an entry
 // and returns what it expected in its place; null: nothing is wrong. At the first wrong entry the debugger output says
 // where and why, and the answer is false, as for a file that cannot be read.
-bool ReadEntries(const std::string& path, const std::function<const wchar_t*(std::wstring_view entry)>& read);
+bool ReadEntries(const std::wstring& path, const std::function<const wchar_t*(std::wstring_view entry)>& read);
 
 // Takes the first line off `text`. It ends at a carriage return, a line feed or both.
 std::wstring_view TakeLine(std::wstring_view& text);

@@ -1,11 +1,21 @@
 #include "Platform/Testing/Process.h"
 
 #include "Platform/Modules.h"
+#include "Platform/Process.h"
 #include "Platform/Text.h"
 
+#include <cerrno>
 #include <cstdlib>
-#include <filesystem>
-#include <memory>
+#include <iterator>
+#ifdef _WIN32
+#include <windows.h>
+// The order counts.
+#include <share.h>
+#include <tlhelp32.h>
+#else
+#include <sys/file.h>
+#include <sys/wait.h>
+#endif
 
 void* OpenModule(const char* path)
 {
@@ -30,10 +40,6 @@ int IsModuleAt(const void* address)
 }
 
 #ifdef _WIN32
-
-#include <windows.h>
-// The order counts.
-#include <tlhelp32.h>
 
 unsigned CountProcessThreads()
 {
@@ -61,21 +67,39 @@ unsigned CountProcessHandles()
     return count;
 }
 
-bool RunsUnderWine()
-{
-    return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
-}
-
 int RunInShell(const std::string& commandLine)
 {
     // The shell takes the first and the last quote off.
     return _wsystem((L'"' + Text::FromUtf8(commandLine) + L'"').c_str());
 }
 
-#else
+std::shared_ptr<std::FILE> OpenForItself(const std::filesystem::path& path)
+{
+    std::FILE* const file = _wfsopen(path.c_str(), L"a", _SH_DENYRW);
+    return file ? std::shared_ptr<std::FILE>(file, &std::fclose) : nullptr;
+}
 
-#include <iterator>
-#include <sys/wait.h>
+void SetLastFailure(int code)
+{
+    SetLastError(static_cast<DWORD>(code));
+}
+
+int LastFailure()
+{
+    return static_cast<int>(GetLastError());
+}
+
+bool Impersonate()
+{
+    return ImpersonateSelf(SecurityImpersonation);
+}
+
+void SpeakGerman()
+{
+    SetThreadLocale(MAKELCID(0x407, SORT_DEFAULT));
+}
+
+#else
 
 static unsigned CountEntries(const char* folder)
 {
@@ -93,15 +117,34 @@ unsigned CountProcessHandles()
     return CountEntries("/proc/self/fd");
 }
 
-bool RunsUnderWine()
-{
-    return false;
-}
-
 int RunInShell(const std::string& commandLine)
 {
     const int status = std::system(commandLine.c_str());
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
+
+std::shared_ptr<std::FILE> OpenForItself(const std::filesystem::path& path)
+{
+    std::FILE* const file = std::fopen(path.c_str(), "a");
+    const bool locked = file && flock(fileno(file), LOCK_EX | LOCK_NB) == 0;
+    return locked ? std::shared_ptr<std::FILE>(file, &std::fclose) : nullptr;
+}
+
+void SetLastFailure(int code)
+{
+    errno = code;
+}
+
+int LastFailure()
+{
+    return errno;
+}
+
+bool Impersonate()
+{
+    return Platform::ThreadToken().PutBack() == S_OK;
+}
+
+void SpeakGerman() {}
 
 #endif

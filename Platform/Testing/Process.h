@@ -1,6 +1,9 @@
-// What a test can ask about its own process.
+// What a test asks and changes of its own process and of the calling thread.
 #pragma once
 
+#include <cstdio>
+#include <filesystem>
+#include <memory>
 #include <string>
 
 // The threads that the process has now, the calling one included. A thread that was joined just before may still count
@@ -19,9 +22,19 @@ extern "C"
     int IsModuleAt(const void* address);
 }
 
-// Whether the Windows around it is Wine, which answers differently in places.
-bool RunsUnderWine();
-
 // Has the system's shell run a command line in UTF-8, in which programs and files may be quoted; returns the exit
 // status.
 int RunInShell(const std::string& commandLine);
+
+// Opens a file that others get a sharing violation for until it is closed. Null when it cannot be opened.
+std::shared_ptr<std::FILE> OpenForItself(const std::filesystem::path& path);
+
+// What Platform::LastErrorKeeper keeps: the last error, natively errno.
+void SetLastFailure(int code);
+int LastFailure();
+
+// Gives the calling thread an identity of its own, until Platform::ThreadToken takes it off. False when it cannot.
+bool Impersonate();
+
+// Makes German the calling thread's language, where texts have more than one.
+void SpeakGerman();

@@ -36,14 +36,12 @@ HRESULT AppendFile::Open(const std::wstring& path, AppendFile& file)
 
 HRESULT AppendFile::Duplicate(AppendFile& duplicate) const
 {
-    HANDLE copy = nullptr;
-    if (!DuplicateHandle(GetCurrentProcess(), AsHandle(m_handle), GetCurrentProcess(), &copy, 0, FALSE,
-                         DUPLICATE_SAME_ACCESS))
-        return LastErrorResult();
-    AppendFile made;
-    made.m_handle = reinterpret_cast<std::intptr_t>(copy);
-    duplicate = std::move(made);
-    return S_OK;
+    duplicate = AppendFile();
+    HANDLE made = AsHandle(None);
+    const HRESULT hr = ResultOf(DuplicateHandle(GetCurrentProcess(), AsHandle(m_handle), GetCurrentProcess(), &made, 0,
+                                                FALSE, DUPLICATE_SAME_ACCESS));
+    duplicate.m_handle = reinterpret_cast<std::intptr_t>(made);
+    return hr;
 }
 
 HRESULT AppendFile::Write(std::string_view bytes) const
@@ -52,19 +50,12 @@ HRESULT AppendFile::Write(std::string_view bytes) const
     return ResultOf(WriteFile(AsHandle(m_handle), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr));
 }
 
-HRESULT AppendFile::GetSize(std::uint64_t& bytes) const
+HRESULT AppendFile::GetInfo(FileInfo& info) const
 {
-    LARGE_INTEGER size{};
-    const HRESULT hr = ResultOf(GetFileSizeEx(AsHandle(m_handle), &size));
-    bytes = static_cast<std::uint64_t>(size.QuadPart);
-    return hr;
-}
-
-HRESULT AppendFile::GetIdentity(FileIdentity& identity) const
-{
-    BY_HANDLE_FILE_INFORMATION information{};
-    const HRESULT hr = ResultOf(GetFileInformationByHandle(AsHandle(m_handle), &information));
-    identity = {information.dwVolumeSerialNumber, information.nFileIndexHigh, information.nFileIndexLow};
+    BY_HANDLE_FILE_INFORMATION read{};
+    const HRESULT hr = ResultOf(GetFileInformationByHandle(AsHandle(m_handle), &read));
+    info = {std::uint64_t{read.nFileSizeHigh} << 32 | read.nFileSizeLow,
+            {read.dwVolumeSerialNumber, read.nFileIndexHigh, read.nFileIndexLow}};
     return hr;
 }
 

@@ -21,19 +21,13 @@ HRESULT StartSockets()
 
 void Append(const SOCKADDR* address, std::vector<NetworkAddress>& addresses)
 {
-    if (!address)
-        return;
     NetworkAddress appended{};
-    if (address->sa_family == AF_INET) {
-        const auto& v4 = *reinterpret_cast<const SOCKADDR_IN*>(address);
+    if (address && address->sa_family == AF_INET) {
         appended.family = NetworkAddress::V4;
-        appended.port = ntohs(v4.sin_port);
-        std::memcpy(appended.bytes.data(), &v4.sin_addr, sizeof(v4.sin_addr));
-    } else if (address->sa_family == AF_INET6) {
-        const auto& v6 = *reinterpret_cast<const SOCKADDR_IN6*>(address);
+        std::memcpy(appended.bytes.data(), &reinterpret_cast<const SOCKADDR_IN*>(address)->sin_addr, 4);
+    } else if (address && address->sa_family == AF_INET6) {
         appended.family = NetworkAddress::V6;
-        appended.port = ntohs(v6.sin6_port);
-        std::memcpy(appended.bytes.data(), &v6.sin6_addr, sizeof(v6.sin6_addr));
+        std::memcpy(appended.bytes.data(), &reinterpret_cast<const SOCKADDR_IN6*>(address)->sin6_addr, 16);
     } else {
         return;
     }
@@ -64,18 +58,16 @@ HRESULT ResolveHost(const std::wstring& host, std::vector<NetworkAddress>& addre
 
 HRESULT GetLocalComputerName(std::wstring& name)
 {
-    constexpr DWORD usualSize = 16; // 15 characters are the limit of a NetBIOS name
-    DWORD size = usualSize;
+    DWORD size = 16; // 15 characters are the limit of a NetBIOS name
     name.resize(size);
-    if (!GetComputerNameExW(ComputerNameNetBIOS, name.data(), &size)) {
-        if (GetLastError() != ERROR_MORE_DATA)
-            return LastErrorResult();
+    BOOL done = GetComputerNameExW(ComputerNameNetBIOS, name.data(), &size);
+    if (!done && GetLastError() == ERROR_MORE_DATA) {
         name.resize(++size);
-        if (!GetComputerNameExW(ComputerNameNetBIOS, name.data(), &size))
-            return LastErrorResult();
+        done = GetComputerNameExW(ComputerNameNetBIOS, name.data(), &size);
     }
+    const HRESULT hr = ResultOf(done);
     name.resize(size);
-    return S_OK;
+    return hr;
 }
 
 } // namespace Platform

@@ -5,38 +5,19 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <io.h>
 #include <memory>
 #include <shellapi.h>
-
-namespace
-{
-
-struct LocalDeleter
-{
-    void operator()(LPWSTR* texts) const { LocalFree(texts); }
-};
-
-unsigned TerminalWidth(DWORD stream)
-{
-    CONSOLE_SCREEN_BUFFER_INFO info{};
-    if (!GetConsoleScreenBufferInfo(GetStdHandle(stream), &info))
-        return 0;
-    return static_cast<unsigned>(info.srWindow.Right - info.srWindow.Left + 1);
-}
-
-} // namespace
 
 namespace Platform
 {
 
-unsigned OutputTerminalWidth()
+unsigned TerminalWidth(std::FILE* stream)
 {
-    return TerminalWidth(STD_OUTPUT_HANDLE);
-}
-
-unsigned ErrorTerminalWidth()
-{
-    return TerminalWidth(STD_ERROR_HANDLE);
+    CONSOLE_SCREEN_BUFFER_INFO info{};
+    if (!GetConsoleScreenBufferInfo(reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream))), &info))
+        return 0;
+    return static_cast<unsigned>(info.srWindow.Right - info.srWindow.Left + 1);
 }
 
 // The run-time library makes EINVAL of some of the system's codes.
@@ -48,7 +29,7 @@ bool WriteMetClosedPipe()
 std::vector<std::string> ProgramArguments(int, char**)
 {
     int count = 0;
-    const std::unique_ptr<LPWSTR, LocalDeleter> wide(CommandLineToArgvW(GetCommandLineW(), &count));
+    const std::unique_ptr<LPWSTR, decltype(&LocalFree)> wide(CommandLineToArgvW(GetCommandLineW(), &count), &LocalFree);
     std::vector<std::string> arguments;
     for (int i = 1; wide && i < count; ++i)
         arguments.push_back(Text::ToUtf8(wide.get()[i]));

@@ -8,24 +8,6 @@ namespace Platform
 namespace
 {
 
-SRWLOCK* AsLock(void*& lock)
-{
-    static_assert(sizeof(SRWLOCK) == sizeof(void*));
-    return reinterpret_cast<SRWLOCK*>(&lock);
-}
-
-CRITICAL_SECTION* AsSection(unsigned char* section)
-{
-    static_assert(sizeof(CRITICAL_SECTION) == 40 && alignof(CRITICAL_SECTION) == 8);
-    return reinterpret_cast<CRITICAL_SECTION*>(section);
-}
-
-CONDITION_VARIABLE* AsCondition(void*& condition)
-{
-    static_assert(sizeof(CONDITION_VARIABLE) == sizeof(void*));
-    return reinterpret_cast<CONDITION_VARIABLE*>(&condition);
-}
-
 struct Task
 {
     void (*run)(void* body);
@@ -47,11 +29,6 @@ HANDLE AsHandle(std::uintptr_t thread)
 
 } // namespace
 
-std::chrono::nanoseconds SteadyNow()
-{
-    return std::chrono::steady_clock::now().time_since_epoch();
-}
-
 std::uint32_t Ticks()
 {
     return GetTickCount();
@@ -60,59 +37,6 @@ std::uint32_t Ticks()
 void SleepFor(std::chrono::milliseconds duration)
 {
     Sleep(static_cast<DWORD>(duration.count()));
-}
-
-void SharedMutex::lock()
-{
-    AcquireSRWLockExclusive(AsLock(m_lock));
-}
-
-void SharedMutex::unlock()
-{
-    ReleaseSRWLockExclusive(AsLock(m_lock));
-}
-
-void SharedMutex::lock_shared()
-{
-    AcquireSRWLockShared(AsLock(m_lock));
-}
-
-void SharedMutex::unlock_shared()
-{
-    ReleaseSRWLockShared(AsLock(m_lock));
-}
-
-RecursiveMutex::RecursiveMutex()
-{
-    InitializeCriticalSection(AsSection(m_section));
-}
-
-RecursiveMutex::~RecursiveMutex()
-{
-    DeleteCriticalSection(AsSection(m_section));
-}
-
-void RecursiveMutex::lock()
-{
-    EnterCriticalSection(AsSection(m_section));
-}
-
-void RecursiveMutex::unlock()
-{
-    LeaveCriticalSection(AsSection(m_section));
-}
-
-void Condition::NotifyAll()
-{
-    m_inner.lock();
-    m_inner.unlock();
-    WakeAllConditionVariable(AsCondition(m_condition));
-}
-
-bool Condition::SleepInner(std::chrono::milliseconds timeout)
-{
-    const DWORD milliseconds = timeout == Forever ? INFINITE : static_cast<DWORD>(timeout.count());
-    return SleepConditionVariableSRW(AsCondition(m_condition), reinterpret_cast<SRWLOCK*>(&m_inner), milliseconds, 0);
 }
 
 // Not the standard thread: its start routine, which lies in the module, must not be cut off by

@@ -2,16 +2,14 @@
 
 #include "Common/Diagnostics/ImpersonationRevertGuard.h"
 #include "Platform/Testing/DebugOutput.h"
-#include "Platform/Testing/ExclusiveFile.h"
+#include "Platform/Testing/Process.h"
 #include "Platform/Testing/TemporaryFolder.h"
-#include "Platform/Testing/ThreadIdentity.h"
 #include "Platform/Text.h"
 #include "Tests/Support/ManualClock.h"
 #include "Tests/Support/TestEnvironment.h"
 
 #include <fstream>
 #include <gtest/gtest.h>
-#include <optional>
 
 namespace
 {
@@ -46,9 +44,7 @@ protected:
     // What is reported while a line is written.
     std::wstring TroubleOf(FileLogger& logger, const wchar_t* line = L"lost\n") const
     {
-        const DebugOutputCapture reports;
-        logger.Write(line, -1);
-        return reports.Text();
+        return DebugOutputOf([&] { logger.Write(line, -1); });
     }
 
     static inline const DataDirectory* s_dataDirectory = nullptr;
@@ -155,7 +151,8 @@ TEST_F(FileLoggerTest, AfterAFailedOpenTheNextAttemptComesAnIntervalLater)
 TEST_F(FileLoggerTest, ASharingViolationIsTriedAgain)
 {
     MakeFolder();
-    std::optional<ExclusiveFile> held(m_file);
+    std::shared_ptr<std::FILE> held = OpenForItself(m_file);
+    ASSERT_TRUE(held);
     FileLogger logger(m_loggerSettings, L"Test.log", L"");
     for (int i = 0; i < 10; ++i) { // a busy machine prolongs some of them
         const auto start = std::chrono::steady_clock::now();
@@ -174,12 +171,12 @@ TEST_F(FileLoggerTest, OpensTheFileAsTheProcessWhoeverTheThreadWorksFor)
     FileLogger logger(m_loggerSettings, L"Test.log", L"");
     bool askedImpersonating = false;
     m_settings.source->hook = [&] { askedImpersonating |= HasToken(); };
-    std::optional<ThreadIdentity> client(std::in_place);
+    ASSERT_TRUE(Impersonate());
     logger.Write(L"line", -1);
     EXPECT_EQ(Content(), L"line");
     EXPECT_FALSE(s_openedImpersonating || askedImpersonating);
     EXPECT_TRUE(HasToken()) << "put back";
-    client.reset();
+    Platform::ThreadToken().TakeOff();
     logger.Write(L"line", -1);
     EXPECT_FALSE(HasToken()) << "there was nothing to put back";
 }

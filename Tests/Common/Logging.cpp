@@ -2,7 +2,7 @@
 #include "Common/Diagnostics/LogManager.h"
 #include "Common/Diagnostics/TraceScope.h"
 #include "Common/Foundation/ScopeGuard.h"
-#include "Platform/Testing/LastFailure.h"
+#include "Platform/Testing/Process.h"
 #include "Tests/Support/LogCapture.h"
 #include "Tests/Support/ManualClock.h"
 #include "Tests/Support/TestEnvironment.h"

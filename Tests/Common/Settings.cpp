@@ -2,7 +2,7 @@
 #include "Common/Settings/DataDirectory.h"
 #include "Common/Settings/SettingsSection.h"
 #include "Common/Settings/SettingsSources.h"
-#include "Platform/Testing/LastFailure.h"
+#include "Platform/Testing/Process.h"
 #include "Platform/Testing/TemporaryFolder.h"
 #include "Platform/Testing/TestRegistry.h"
 #include "Tests/Support/CodeOf.h"
@@ -164,7 +164,7 @@ TEST(DataDirectory, RegistryValuesRedirectPathPrefixes)
     TestRegistryKey key;
     key.Add(L"Logs", L"D:\\logs");
     key.Add(L"reports\\OLD", L"%KESTRINE_TEST_DRIVE%\\archive", TestRegistryKey::ExpandableText);
-    key.Add(L"number", L"7", TestRegistryKey::Number);
+    key.Add(L"binary", L"D:\\b", TestRegistryKey::Binary);
     key.Add(L"\u00E4rger", L"F:\\a");
     const ScopedVariable variable(L"KESTRINE_TEST_DRIVE", L"E:");
     TestSettings settings;
@@ -177,7 +177,7 @@ TEST(DataDirectory, RegistryValuesRedirectPathPrefixes)
         {L"Reports\\old\\x", L"E:\\archive\\x"},
         {L"Reports\\new", L"C:\\data\\Reports\\new"},
         {L"\\Logs", L"\\Logs"},           // absolute paths are not redirected
-        {L"number", L"C:\\data\\number"}, // only texts count
+        {L"binary", L"C:\\data\\binary"}, // only texts count
         {L"\u00C4rger\\x", L"F:\\a\\x"},  // letters beyond ASCII have their cases as well
     };
     for (const auto& [path, resolved] : cases)

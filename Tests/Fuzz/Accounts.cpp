@@ -10,7 +10,6 @@ void Try(std::string_view input)
         expected = accounts.AddLine(Text::FromUtf8(TakeField(input)));
     if (expected)
         return;
-    accounts.CompleteComputer();
     const std::wstring text = Text::FromUtf8(input);
     if (const Account* const found = accounts.FindByName(text)) {
         Require(Platform::IsValidSid(found->sid), "an account has a SID");

@@ -1,8 +1,7 @@
 #include "Platform/Modules.h"
 
-#include "Platform/Testing/DebugOutput.h"
+#include "Platform/Testing/Process.h"
 #include "Platform/Testing/TemporaryFolder.h"
-#include "Platform/Testing/ThreadLanguage.h"
 #include "Tests/Support/Waiting.h"
 
 #include <fstream>
@@ -44,13 +43,12 @@ TEST(Messages, OfAModuleAreInTheUsersLanguageFirst)
     EXPECT_EQ(messages.Find(0x80040201), L"Text with %1.\r\n") << "in another language than the user's";
     MessageModule none;
     const TemporaryFolder folder;
-    const DebugOutputCapture output;
     std::ofstream(folder.Path() / "file") << "no message\n";
     EXPECT_EQ(MessageModule::Load((folder.Path() / "file").wstring(), none), HResultFromWin32(ERROR_BAD_EXE_FORMAT));
     EXPECT_FALSE(none);
 
     ASSERT_EQ(MessageModule::Load(PathOf(L"TestLanguages.dll"), messages), S_OK);
-    const GermanThread german;
+    SpeakGerman();
     EXPECT_EQ(messages.Find(0xFFF7), L"The user's.\r\n") << "whatever the thread's language";
 }
 

@@ -59,7 +59,7 @@ void CheckOutput(const std::ostream& out, const std::string& name)
 
 void Print(const Filter& filter, const Line& line)
 {
-    static const bool colour = Platform::StyleFor(Platform::OutputTerminalWidth()).colours;
+    static const bool colour = Platform::StyleFor(Platform::TerminalWidth(stdout)).colours;
     if (!filter.Passes(line))
         return;
     WriteLine(std::cout, line, colour);

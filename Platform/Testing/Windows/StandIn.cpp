@@ -1,13 +1,11 @@
 // The system's authorization functions and account look-ups, on the native account code. Only what the module and the
 // tests call is answered.
-#include "Platform/Posix/AccountDirectory.h"
+#include "Platform/Accounts.h"
 
 #include <algorithm>
 #include <array>
 #include <cstring>
 #include <windows.h>
-// The order counts.
-#include <sddl.h>
 
 namespace
 {
@@ -18,9 +16,9 @@ struct Context
     std::vector<Platform::Sid> groups;
 };
 
-BOOL Fail(DWORD code)
+BOOL Fail(HRESULT result)
 {
-    SetLastError(code);
+    SetLastError(static_cast<DWORD>(result & 0xFFFF));
     return FALSE;
 }
 
@@ -40,32 +38,28 @@ void StoreText(const std::wstring& text, LPWSTR buffer, DWORD* size, bool fits)
 
 BOOL LookUpByName(LPCWSTR, LPCWSTR name, PSID sid, DWORD* sidSize, LPWSTR domain, DWORD* domainSize, SID_NAME_USE* use)
 {
-    const auto accounts = AccountDirectory::Current();
-    const Account* const found = accounts->FindByName(name);
-    if (!found)
-        return Fail(ERROR_NONE_MAPPED);
-    const bool fits = *sidSize >= found->sid.size() && *domainSize > found->domain.size();
-    *sidSize = static_cast<DWORD>(found->sid.size());
-    StoreText(found->domain, domain, domainSize, fits);
+    Platform::AccountInfo found;
+    if (const HRESULT hr = Platform::LookUpAccountByName({}, name, found); hr < 0)
+        return Fail(hr);
+    const bool fits = *sidSize >= found.sid.size() && *domainSize > found.domain.size();
+    *sidSize = static_cast<DWORD>(found.sid.size());
+    StoreText(found.domain, domain, domainSize, fits);
     if (!fits)
         return Fail(ERROR_INSUFFICIENT_BUFFER);
-    std::copy(found->sid.begin(), found->sid.end(), static_cast<std::uint8_t*>(sid));
-    *use = static_cast<SID_NAME_USE>(found->type);
+    std::copy(found.sid.begin(), found.sid.end(), static_cast<std::uint8_t*>(sid));
+    *use = static_cast<SID_NAME_USE>(found.type);
     return TRUE;
 }
 
 BOOL LookUpBySid(LPCWSTR, PSID sid, LPWSTR name, DWORD* nameSize, LPWSTR domain, DWORD* domainSize, SID_NAME_USE* use)
 {
-    if (!IsValidSid(sid))
-        return Fail(ERROR_INVALID_SID);
-    const auto accounts = AccountDirectory::Current();
-    const Account* const found = accounts->FindBySid(ReadSid(sid));
-    if (!found)
-        return Fail(ERROR_NONE_MAPPED);
-    const bool fits = *nameSize > found->name.size() && *domainSize > found->domain.size();
-    StoreText(found->name, name, nameSize, fits);
-    StoreText(found->domain, domain, domainSize, fits);
-    *use = static_cast<SID_NAME_USE>(found->type);
+    Platform::AccountInfo found;
+    if (const HRESULT hr = Platform::LookUpAccountBySid({}, ReadSid(sid), found); hr < 0)
+        return Fail(hr);
+    const bool fits = *nameSize > found.name.size() && *domainSize > found.domain.size();
+    StoreText(found.name, name, nameSize, fits);
+    StoreText(found.domain, domain, domainSize, fits);
+    *use = static_cast<SID_NAME_USE>(found.type);
     return fits || Fail(ERROR_INSUFFICIENT_BUFFER);
 }
 
@@ -108,45 +102,29 @@ const Redirection bySid("LookupAccountSidW", reinterpret_cast<const void*>(&Look
 
 } // namespace
 
-// The platform's own would bring its imports from authz.dll along.
-bool Platform::ParseSid(const std::wstring& text, Sid& sid)
-{
-    PSID parsed = nullptr;
-    if (!ConvertStringSidToSidW(text.c_str(), &parsed))
-        return false;
-    sid = ReadSid(parsed);
-    LocalFree(parsed);
-    return true;
-}
-
 // The SDK's header of these functions is not included: it says that they are imported.
 #define EXPORTED extern "C" __declspec(dllexport)
 
 EXPORTED BOOL AuthzInitializeResourceManager(DWORD, void*, void*, void*, LPCWSTR, void** manager)
 {
-    *manager = new char;
+    static char theOne;
+    *manager = &theOne;
     return TRUE;
 }
 
-EXPORTED BOOL AuthzFreeResourceManager(void* manager)
+EXPORTED BOOL AuthzFreeResourceManager(void*)
 {
-    delete static_cast<char*>(manager);
     return TRUE;
 }
 
 EXPORTED BOOL AuthzInitializeContextFromSid(DWORD flags, PSID user, void*, LARGE_INTEGER*, LUID, void*, void** context)
 {
-    if (!IsValidSid(user))
-        return Fail(ERROR_INVALID_SID);
-    Context made{ReadSid(user), {}};
-    if (flags == 0) {
-        const auto accounts = AccountDirectory::Current();
-        const Account* const account = accounts->FindBySid(made.user);
-        if (!account)
-            return Fail(ERROR_NONE_MAPPED);
-        made.groups = accounts->GroupsOf(*account);
-    }
-    *context = new Context(std::move(made));
+    Platform::ClientContext made;
+    if (const HRESULT hr = Platform::MakeClientContext(ReadSid(user), flags == 0, made); hr < 0)
+        return Fail(hr);
+    auto read = std::make_unique<Context>();
+    Platform::ReadClientContext(made.get(), read->user, read->groups);
+    *context = read.release();
     return TRUE;
 }
 
