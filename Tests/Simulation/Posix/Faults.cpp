@@ -152,14 +152,9 @@ HRESULT AppendFile::Write(std::string_view bytes) const
     return CALL(Platform::AppendFile::Write, this, bytes);
 }
 
-HRESULT AppendFile::GetSize(std::uint64_t& bytes) const
+HRESULT AppendFile::GetInfo(FileInfo& info) const
 {
-    return CALL(Platform::AppendFile::GetSize, this, bytes);
-}
-
-HRESULT AppendFile::GetIdentity(FileIdentity& identity) const
-{
-    return CALL(Platform::AppendFile::GetIdentity, this, identity);
+    return CALL(Platform::AppendFile::GetInfo, this, info);
 }
 
 HRESULT CreateFolder(const std::wstring& path)
