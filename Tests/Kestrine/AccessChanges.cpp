@@ -137,6 +137,13 @@ TEST_F(UpdaterFixture, ALastGoodAnswerStandsInForASourceThatFails)
     sourceA.result = S_OK;
     EXPECT_EQ(ListsOfNextCycle(), Lists(1, {L"zoe", L"eve"}));
     sourceA.result = E_ABORT;
+    log.Hook(L"Unable to query access info source=", [&] { Updater()->UnregisterAccessInfoSource(&sourceA); });
+    EXPECT_EQ(ListsOfNextCycle(), withoutA) << "a source that was unregistered while it was asked";
+    log.Hook(L"", {});
+    EXPECT_EQ(Updater()->RegisterAccessInfoSource(&sourceA), S_OK);
+    sourceA.result = S_OK;
+    EXPECT_EQ(ListsOfNextCycle(), Lists(1, {L"zoe", L"eve"}));
+    sourceA.result = E_ABORT;
     ConfigureAgain();
     EXPECT_EQ(consumer.lists.back(), withoutA.front()) << "an answer from before a second Configure";
     EXPECT_EQ(standsIn(), 0U);

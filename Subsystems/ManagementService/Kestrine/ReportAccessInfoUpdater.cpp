@@ -173,6 +173,8 @@ HRESULT CReportAccessInfoUpdater::UnregisterAccessInfoSource(IAccessInfoSource* 
                                                 [source](const auto& each) { return each->component.Get() != source; });
         removed.assign(std::make_move_iterator(kept), std::make_move_iterator(m_sources.end()));
         m_sources.erase(kept, m_sources.end());
+        for (const auto& each : removed) // which may be being asked
+            each->lastAnswer.Reset();
     });
 }
 
