@@ -8,6 +8,8 @@
 #include "Platform/Accounts.h"
 #include "Platform/Network.h"
 
+#include <algorithm>
+#include <cwchar>
 #include <random>
 
 namespace Host

@@ -1,6 +1,7 @@
 #include "Host/Program/Run.h"
 
 #include "Host/Nodwell/TestControls.h"
+#include "Host/Program/Listing.h"
 #include "Host/Program/SitePlayer.h"
 #include "Host/Support/PathText.h"
 #include "Platform/Settings.h"

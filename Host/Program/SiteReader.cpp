@@ -1,4 +1,5 @@
 #include "Host/Components/ConfigServerProxy.h"
+#include "Host/Components/RequestContexts.h"
 #include "Host/Components/RoleService.h"
 #include "Host/Program/SiteValues.h"
 #include "Host/Support/PathText.h"

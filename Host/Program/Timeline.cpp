@@ -61,24 +61,26 @@ Action ChangeSettings(const Perform& perform)
 }
 
 // Failures, recoveries and delays of a component of the host: "fail" with or without "as", "recover", "delayS".
-// `account` is how the component knows the account that is meant, and `shown` how a person does; both empty for all.
-template <class GetPlan>
+// `part` gives the component of a SiteHost, `account` is how it knows the account that is meant, and `shown` how a
+// person does; both empty for all.
+template <class Part>
 Action ReadFault(const JsonCursor& json, const std::wstring& component, const std::wstring& account,
-                 const std::wstring& shown, const GetPlan& plan)
+                 const std::wstring& shown, const Part& part)
 {
     if (json.Has("delayS")) {
         const std::chrono::duration<double> duration(json["delayS"].Value().get<double>());
         return Do(component + L": takes " + std::to_wstring(std::lround(duration.count() * 1000)) + L" ms",
-                  [=](SiteHost& host) { plan(host).SetDelay(duration); });
+                  [=](SiteHost& host) { std::invoke(part, host).Faults().SetDelay(duration); });
     }
     if (json.Has("recover"))
-        return Do(component + L": answers again" + For(shown), [=](SiteHost& host) { plan(host).Recover(account); });
+        return Do(component + L": answers again" + For(shown),
+                  [=](SiteHost& host) { std::invoke(part, host).Faults().Recover(account); });
     const std::wstring form = json["as"].Text();
     const Fault fault{json["fail"].Text(), form == L"result"       ? FaultForm::Result
                                            : form == L"bareResult" ? FaultForm::BareResult
                                                                    : FaultForm::Call};
     return Do(component + L": fails" + For(shown) + L": " + fault.text,
-              [=](SiteHost& host) { plan(host).Fail(account, fault); });
+              [=](SiteHost& host) { std::invoke(part, host).Faults().Fail(account, fault); });
 }
 
 // A request that a client sends to the module.
@@ -247,8 +249,7 @@ private:
                           replace ? changed.SetItems(items) : changed.AddItems(items);
                       });
         }
-        return ReadFault(json, source, {}, {},
-                         [=](SiteHost& host) -> FaultPlan& { return host.Source(name).Faults(); });
+        return ReadFault(json, source, {}, {}, [=](SiteHost& host) -> AccessInfoSource& { return host.Source(name); });
     }
 
     Action ReadDatabase(const JsonCursor& json)
@@ -304,8 +305,7 @@ private:
                           host.Permissions().Revoke(sid, permission);
                       });
         }
-        return ReadFault(json, L"permissions checker", ReadSidOf(json), json["account"].Text(),
-                         [](SiteHost& host) -> FaultPlan& { return host.Permissions().Faults(); });
+        return ReadFault(json, L"permissions checker", ReadSidOf(json), json["account"].Text(), &SiteHost::Permissions);
     }
 
     Action ReadTokens(const JsonCursor& json)
@@ -315,15 +315,13 @@ private:
         if (json.Has("expire"))
             return Do(L"token manager: the tokens so far have expired" + For(shown),
                       [=](SiteHost& host) { host.Tokens().Expire(sid); });
-        return ReadFault(json, L"token manager", sid, shown,
-                         [](SiteHost& host) -> FaultPlan& { return host.Tokens().Faults(); });
+        return ReadFault(json, L"token manager", sid, shown, &SiteHost::Tokens);
     }
 
     Action ReadGate(const JsonCursor& json)
     {
         const std::wstring account = m_accounts.FullName(json["account"].Text());
-        return ReadFault(json, L"settings gate", account, account,
-                         [](SiteHost& host) -> FaultPlan& { return host.Gate().Faults(); });
+        return ReadFault(json, L"settings gate", account, account, &SiteHost::Gate);
     }
 
     Action ReadRequests(const JsonCursor& json)

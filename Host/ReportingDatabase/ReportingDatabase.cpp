@@ -5,6 +5,7 @@
 #include "Platform/LetterCase.h"
 
 #include <algorithm>
+#include <map>
 
 namespace Host
 {
