@@ -161,8 +161,8 @@ bool AccountDirectory::AddDomain(std::wstring_view name, std::wstring_view sid, 
     const bool isDomainSid = sid.starts_with(L"S-1-5-21-") && std::count(sid.begin(), sid.end(), L'-') == 6;
     if (!isNew(name) || !(dnsName.empty() || isNew(dnsName)) || !isDomainSid)
         return false;
-    const Domain& added = m_domains.emplace_back(std::wstring(name), std::wstring(sid), std::wstring(dnsName));
-    return Insert(added.name, {}, added.sid, AccountType::Domain);
+    m_domains.push_back({std::wstring(name), std::wstring(sid), std::wstring(dnsName)});
+    return Insert(m_domains.back().name, {}, m_domains.back().sid, AccountType::Domain);
 }
 
 bool AccountDirectory::AddAccount(std::wstring_view name, std::wstring_view relativeId, AccountType type)
