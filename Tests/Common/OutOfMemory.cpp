@@ -3,11 +3,10 @@
 #include "Interfaces/ConfigurableComponent.h"
 #include "Platform/Modules.h"
 #include "Platform/Testing/TemporaryFolder.h"
+#include "Tests/Support/OperatorNew.h"
 #include "Tests/Support/TestEnvironment.h"
 
-#include <cstdlib>
 #include <gtest/gtest.h>
-#include <new>
 
 namespace
 {
@@ -17,37 +16,14 @@ std::atomic<bool> armed{false};
 std::atomic<std::ptrdiff_t> left{0}; // how many still succeed
 bool forGood = false;
 
-bool Fails()
+} // namespace
+
+bool AllocationFails() noexcept
 {
     if (!armed)
         return false;
     const std::ptrdiff_t before = left--;
     return before == 0 || (before < 0 && forGood);
-}
-
-} // namespace
-
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept
-{
-    return Fails() ? nullptr : std::malloc(size ? size : 1);
-}
-
-void* operator new(std::size_t size)
-{
-    void* const memory = operator new(size, std::nothrow);
-    if (!memory)
-        throw std::bad_alloc();
-    return memory;
-}
-
-void operator delete(void* memory) noexcept
-{
-    std::free(memory);
-}
-
-void operator delete(void* memory, std::size_t) noexcept
-{
-    std::free(memory);
 }
 
 // Whatever memory its load lacks, the process survives it. What follows the load is the sweep's.
