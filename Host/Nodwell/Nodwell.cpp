@@ -5,7 +5,6 @@
 #include "Host/Nodwell/TestControls.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstring>
 #include <limits>
 #include <mutex>
@@ -19,42 +18,11 @@ constexpr HRESULT TooSmall = HResultFromWin32(ERROR_INSUFFICIENT_BUFFER);
 
 uint64_t s_openHandles = 0; // Node::s_lock
 
-struct CallFaults
-{
-    // True when the running call is to fail, with `failure`. To be asked once per call.
-    bool Strike(HRESULT& failure)
-    {
-        if (!planned)
-            return false;
-        const std::lock_guard guard(Node::s_lock);
-        if (countdown == 0 || --countdown != 0)
-            return false;
-        countdown = sticky ? 1 : 0;
-        planned = sticky;
-        ++fired;
-        failure = result;
-        return true;
-    }
-
-    std::atomic<bool> planned = false;
-    uint64_t countdown = 0; // this and the rest: Node::s_lock
-    HRESULT result = S_OK;
-    bool sticky = false;
-    uint64_t fired = 0;
-} s_faults;
-
-// Run the body of one exported function, with the lock and without.
-template <class Body>
-HRESULT CallUnlocked(const Body& body) noexcept
-{
-    HRESULT fault = S_OK;
-    return s_faults.Strike(fault) ? fault : Host::Boundary(body);
-}
-
+// Runs the body of one exported function with the lock held.
 template <class Body>
 HRESULT Call(const Body& body) noexcept
 {
-    return CallUnlocked([&] {
+    return Host::Boundary([&] {
         const std::lock_guard guard(Node::s_lock);
         return body();
     });
@@ -259,7 +227,7 @@ HRESULT KelnSetAttribute(IKelNode* node, const wchar_t* name, uint16_t type, con
 HRESULT KelnStartSerialization(uint32_t type, uint32_t flags, KelnWriteCallback write, void* writeContext,
                                void** context)
 {
-    return CallUnlocked([=] {
+    return Host::Boundary([=] {
         Refuse.IfNull(L"write callback", write);
         Refuse.IfNull(L"place for the context", context);
         *context = new Serialization(type, flags, write, writeContext);
@@ -268,7 +236,7 @@ HRESULT KelnStartSerialization(uint32_t type, uint32_t flags, KelnWriteCallback 
 
 HRESULT KelnSerializeNodes(void* context, IKelNode* const* nodes, uint32_t count, uint32_t depth)
 {
-    return CallUnlocked([=] {
+    return Host::Boundary([=] {
         Serialization& serialization = ToSerialization(context);
         if (count != 0)
             Refuse.IfNull(L"array of nodes", nodes);
@@ -280,7 +248,7 @@ HRESULT KelnSerializeNodes(void* context, IKelNode* const* nodes, uint32_t count
 
 HRESULT KelnFinalizeSerialization(void* context)
 {
-    return CallUnlocked([=] { ToSerialization(context).Finalize(); });
+    return Host::Boundary([=] { ToSerialization(context).Finalize(); });
 }
 
 HRESULT KelnCloseSerializationContext(void* context)
@@ -298,20 +266,4 @@ uint64_t NodwellOpenHandles()
 {
     const std::lock_guard guard(Node::s_lock);
     return s_openHandles;
-}
-
-void NodwellFailCall(uint64_t countdown, HRESULT result, int sticky)
-{
-    const std::lock_guard guard(Node::s_lock);
-    s_faults.planned = countdown != 0;
-    s_faults.countdown = countdown;
-    s_faults.result = result;
-    s_faults.sticky = sticky != 0;
-    s_faults.fired = 0;
-}
-
-uint64_t NodwellFaultsFired()
-{
-    const std::lock_guard guard(Node::s_lock);
-    return s_faults.fired;
 }

@@ -111,27 +111,6 @@ TEST_F(AsyncActionTest, DestructionFinishesTheRunInProgressAndStartsNoOther)
     EXPECT_EQ(log.Count(L"| DBG  |", L"Exiting: AsyncAction thread"), 1U);
 }
 
-// Each run destroys its own worker and the next one, which waits for its turn, and leaves a third.
-TEST(AsyncAction, WorkersThatReplaceEachOtherTakeTurns)
-{
-    std::unique_ptr<CAsyncAction> worker;
-    std::atomic<int> inside{0};
-    std::atomic<int> runs{0};
-    const CAsyncAction::Action action = [&](CAsyncAction&) {
-        EXPECT_EQ(++inside, 1);
-        for (int i = 0; i < 2 && runs < 100; ++i) {
-            auto next = std::make_unique<CAsyncAction>(0s, 0s, action, worker.get());
-            next->Trigger();
-            worker = std::move(next);
-        }
-        --inside;
-        ++runs;
-    };
-    worker = std::make_unique<CAsyncAction>(0s, 0s, action);
-    worker->Trigger();
-    EXPECT_TRUE(Eventually([&] { return runs > 100; }));
-}
-
 TEST_F(AsyncActionTest, ExceptionsCostOneRunAndALineEach)
 {
     CAsyncAction action(10s, 10s, [&](CAsyncAction&) {

@@ -4,7 +4,6 @@
 #include "Common/Foundation/ModuleFile.h"
 #include "Common/Foundation/Strings.h"
 #include "Common/Nodes/KelNodePtr.h"
-#include "Host/Nodwell/TestControls.h"
 #include "Platform/Testing/TemporaryFolder.h"
 #include "Tests/Support/CodeOf.h"
 #include "Tests/Support/HostFakes.h"
@@ -80,11 +79,8 @@ TEST(HResult, FramesBelongToWhoeverChecked)
 TEST(HResult, WhatIsReadInVainKeepsItsErrorInformationWhereItIsRequired)
 {
     const KelNodePtr node = CreateKelNode(nullptr, nullptr);
-    const auto failNextCall = [] {
-        LeaveErrorInfo(ForeignGuid, L"the library's reason");
-        NodwellFailCall(1, NotFound, 0);
-    };
-    failNextCall();
+    const auto leaveReason = [] { LeaveErrorInfo(ForeignGuid, L"the library's reason"); };
+    leaveReason();
     EXPECT_EQ(ErrorText(Caught([&] { node.GetString(L"a"); }), WithoutLocation), L"0x80070490 the library's reason");
     std::wstring text;
     const std::function<bool()> tolerant[] = {
@@ -93,7 +89,7 @@ TEST(HResult, WhatIsReadInVainKeepsItsErrorInformationWhereItIsRequired)
         [&] { return bool(node.GetChildByName(L"a", false)); },
     };
     for (const auto& read : tolerant) {
-        failNextCall();
+        leaveReason();
         EXPECT_FALSE(read());
         EXPECT_EQ(TakeDescription(), L"<none>");
     }

@@ -2,20 +2,12 @@
 #include "Common/Nodes/KelNodeLog.h"
 #include "Tests/Support/CodeOf.h"
 
-#include <gtest/gtest.h>
+#include <algorithm>
+#include <gmock/gmock.h>
 
-namespace
-{
-
-std::size_t CountOf(const std::wstring& text, const std::wstring& part)
-{
-    std::size_t count = 0;
-    for (std::size_t at = text.find(part); at != std::wstring::npos; at = text.find(part, at + 1))
-        ++count;
-    return count;
-}
-
-} // namespace
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
 
 TEST(KelNodeForLog, ShowsTheWholeTreeWithoutTheWrapper)
 {
@@ -27,8 +19,7 @@ TEST(KelNodeForLog, ShowsTheWholeTreeWithoutTheWrapper)
     child.SetString(L"Text", L"Gr\x00FC\x00DF & \x20AC");
     const std::wstring text = KelNodeForLog(root, none);
     EXPECT_TRUE(text.starts_with(L"KelNode[" + Strings::Hex(root.Get()) + L"]:\r\n")) << testing::PrintToString(text);
-    EXPECT_EQ(CountOf(text, L"Gr\x00FC\x00DF &amp; \x20AC"), 1U) << testing::PrintToString(text);
-    EXPECT_EQ(CountOf(text, L"nr>"), 0U);
+    EXPECT_THAT(text, AllOf(HasSubstr(L"Gr\x00FC\x00DF &amp; \x20AC"), Not(HasSubstr(L"nr>"))));
     EXPECT_EQ(text, Strings::TrimRight(text)) << "no blanks or line breaks at the end";
 }
 
@@ -46,12 +37,12 @@ TEST(KelNodeForLog, MasksHiddenAttributesAndLeavesTheNodeAlone)
         root.AddChild(token);
     }
     const std::wstring text = KelNodeForLog(root, hidden);
-    EXPECT_EQ(CountOf(text, L"********"), 9U) << testing::PrintToString(text);
-    EXPECT_EQ(CountOf(text, L"visible"), 1U) << "listed for another node type";
-    EXPECT_EQ(CountOf(text, L"secret"), 0U) << testing::PrintToString(text);
+    EXPECT_EQ(std::ranges::count(text, L'*'), 9 * 8) << testing::PrintToString(text);
+    EXPECT_THAT(text, HasSubstr(L"visible")) << "listed for another node type";
+    EXPECT_THAT(text, Not(HasSubstr(L"secret")));
     EXPECT_TRUE(text.starts_with(L"KelNode[" + Strings::Hex(root.Get()) + L"]")) << "the node's own handle";
     const KelNodePtr last = root.GetChildByIndex(3, true);
-    EXPECT_EQ(CountOf(KelNodeForLog(last, hidden), L"secret"), 0U) << "not the root of its tree";
+    EXPECT_THAT(KelNodeForLog(last, hidden), Not(HasSubstr(L"secret"))) << "not the root of its tree";
     EXPECT_EQ(last.GetString(L"AuthTokenId"), L"tokensecret");
 }
 

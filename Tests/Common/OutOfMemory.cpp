@@ -1,120 +1,71 @@
-#include "Common/Components/ComponentObject.h"
-#include "Common/Diagnostics/FileLogger.h"
-#include "Common/Diagnostics/Log.h"
-#include "Common/Diagnostics/TraceScope.h"
-#include "Common/ErrorHandling/ErrorText.h"
-#include "Common/Helpers/AsyncAction.h"
 #include "Interfaces/ComponentPtr.h"
+#include "Interfaces/ComponentsModule.h"
 #include "Interfaces/ConfigurableComponent.h"
 #include "Platform/Modules.h"
 #include "Platform/Testing/TemporaryFolder.h"
-#include "Platform/Text.h"
-#include "Tests/Support/FailingAllocations.h"
-#include "Tests/Support/ManualClock.h"
+#include "Tests/Support/OperatorNew.h"
 #include "Tests/Support/TestEnvironment.h"
 
-#include <fstream>
-
-using namespace std::chrono_literals;
+#include <gtest/gtest.h>
 
 namespace
 {
 
-// Whatever memory a step lacks, the process survives it, and what follows is logged as ever.
-class OutOfMemory : public testing::Test
-{
-protected:
-    OutOfMemory() { LogManager::Instance().AddLogger(m_logger); }
-    ~OutOfMemory() override { LogManager::Instance().RemoveLogger(m_logger); }
-
-    void ExpectLogInOrder()
-    {
-        clock.Advance(6s);
-        LOG_ERR(L"memory is back");
-        std::ifstream file(m_folder.Path() / "Test.log", std::ios::binary);
-        const std::wstring text = Text::FromUtf16Le(std::string(std::istreambuf_iterator<char>(file), {}));
-        EXPECT_TRUE(text.ends_with(L"| memory is back\r\n"));
-    }
-
-    ManualClock clock;
-    const TemporaryFolder m_folder;
-    const ScopedVariable m_path{L"GS_Logger_Path", m_folder.Path().wstring()};
-    FileLogger m_logger{LogManager::Instance().Settings(), L"Test.log", L"banner\r\n"};
-};
+// Which allocations of the process fail: the n-th from now on, alone or with all later ones.
+std::atomic<bool> armed{false};
+std::atomic<std::ptrdiff_t> left{0}; // how many still succeed
+bool forGood = false;
 
 } // namespace
 
-TEST_F(OutOfMemory, LogStatementsAndTraceScopesLetNothingOut)
+bool AllocationFails() noexcept
 {
-    const HRX error{HRES(E_ABORT)};
-    const std::wstring text = L"a text that needs memory when it is copied";
-    FailEveryAllocation([&](FailingAllocations&) {
-        const TraceScope scope(LogSeverity::Dbg, LogSeverity::Dbg, text, SourceLocation::Current());
-        clock.Advance(6s); // the settings are due
-        LOG_ERR(L"failed: " << error);
-        DbgAliveObjectsTracker::Instance().Report();
-    });
-    ExpectLogInOrder();
+    if (!armed)
+        return false;
+    const std::ptrdiff_t before = left--;
+    return before == 0 || (before < 0 && forGood);
 }
 
-TEST_F(OutOfMemory, AWorkerLosesNoRunAndWaitsBeforeItTriesAgain)
+// Whatever memory its load lacks, the process survives it. What follows the load is the sweep's.
+TEST(OutOfMemory, TheModuleLoadsAndWorksWithoutWhatItCouldNotMake)
 {
-    FailEveryAllocation([&](FailingAllocations& memory) {
-        std::atomic<int> runs{0};
-        try {
-            CAsyncAction action(0s, 0s, [&](CAsyncAction&) {
-                ++runs;
-                ThrowHResult(E_ABORT);
-            });
-            const unsigned looks = SteadyClock::s_manualLooks;
-            action.Trigger();
-            EXPECT_TRUE(Eventually([&] { return runs == 1 || SteadyClock::s_manualLooks != looks; }));
-            if (runs == 1)
-                return;
-            EXPECT_TRUE(memory.Struck());
-            memory.End();
-            ManualClock::LetTheWaiterLook();
-            EXPECT_EQ(runs, 0);
-            clock.Advance(1s);
-            EXPECT_TRUE(Eventually([&] { return runs == 1; }));
-        } catch (const std::bad_alloc&) {
-            EXPECT_TRUE(memory.Struck());
-        } catch (const HRX& e) {
-            EXPECT_EQ(e.Code(), E_OUTOFMEMORY);
-        }
-    });
-    ExpectLogInOrder();
-}
-
-#ifdef KESTRINE_MODULE
-TEST_F(OutOfMemory, TheModuleLoadsAndWorksWithoutWhatItCouldNotMake)
-{
+    const TemporaryFolder folder;
+    const ScopedVariable logs(L"GS_Logger_Path", folder.Path().wstring());
     const ScopedVariable openEachTime(L"GS_Logger_KeepOpenInterval", L"0");
     const std::wstring path = std::filesystem::path(KESTRINE_MODULE).wstring();
-    FailEveryAllocation([&](FailingAllocations& memory) {
+    const auto load = [&] {
         Platform::NativeModule module;
         try {
+            armed = true;
             Platform::NativeModule::Load(path, module);
         } catch (const std::bad_alloc&) {
             EXPECT_FALSE(module);
         }
-        memory.End();
+        armed = false;
         if (!module) {
-            EXPECT_TRUE(memory.Struck());
+            EXPECT_LT(left, 0);
             return;
         }
-        const auto entry =
-            reinterpret_cast<HRESULT (*)(void**)>(const_cast<void*>(module.Find("GetComponentsModuleObject")));
-        IComponentsModule* object = nullptr;
+        const auto entry = reinterpret_cast<GetComponentsModuleObjectFunction>(
+            const_cast<void*>(module.Find("GetComponentsModuleObject")));
+        ComponentPtr<IComponentsModule> object;
         ComponentPtr<IConfigurableComponent> component;
-        ASSERT_EQ(entry(reinterpret_cast<void**>(&object)), S_OK);
+        ASSERT_EQ(entry(object.OutVoid()), S_OK);
         EXPECT_EQ(object->ReportAliveObjects(), S_OK);
         EXPECT_EQ(
             object->CreateInstance(KestrineClasses::SSRSRolesUpdater, IConfigurableComponent::Iid, component.OutVoid()),
             S_OK);
         EXPECT_EQ(component->Configure(nullptr), E_POINTER);
         // A log file that could not be opened for a line during the load is not tried again at once.
-        EXPECT_TRUE(std::filesystem::remove(m_folder.Path() / "libKestrine.log") || memory.ForGood());
-    });
+        EXPECT_TRUE(std::filesystem::remove(folder.Path() / "libKestrine.log") || forGood);
+    };
+    for (const bool allLater : {false, true}) {
+        forGood = allLater;
+        bool struck = true;
+        for (std::ptrdiff_t n = 0; struck; ++n) {
+            left = n;
+            load();
+            struck = left < 0;
+        }
+    }
 }
-#endif

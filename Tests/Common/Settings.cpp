@@ -37,18 +37,6 @@ using Pair = std::pair<const wchar_t*, const wchar_t*>;
 
 } // namespace
 
-TEST(SettingsStore, AsksTheLastSourceFirst)
-{
-    const auto first = std::make_shared<MapSource>();
-    const auto last = std::make_shared<MapSource>();
-    first->values = {{L"S/a", L"first"}, {L"S/b", L"first"}};
-    last->values = {{L"S/a", L"last"}};
-    SettingsStore store({first, last});
-    EXPECT_EQ(Ask(store, L"S", L"a"), L"last");
-    EXPECT_EQ(Ask(store, L"S", L"b"), L"first");
-    EXPECT_EQ(Ask(store, L"S", L"missing"), L"<none>");
-}
-
 TEST(SettingsStore, ReadsNumbersInThreeBasesAndRefusesEverythingElse)
 {
     TestSettings settings;
@@ -106,6 +94,7 @@ TEST(EnvironmentSettings, DefinedVariablesAnswerEvenWhenEmptyAndBeforeIniFiles)
     SetLastFailure(203); // of an earlier question
     EXPECT_EQ(Ask(store, nullptr, L"Empty"), L"");
     EXPECT_EQ(Ask(store, L"General", L"Other"), L"fromini");
+    EXPECT_EQ(Ask(store, L"General", L"Missing"), L"<none>");
 }
 
 TEST(SettingsSection, RemembersFoundAndMissingKeysUntilReloadOrItsInterval)

@@ -1,4 +1,3 @@
-#include "Host/Nodwell/TestControls.h"
 #include "Tests/Kestrine/UpdaterFixture.h"
 
 #include <limits>
@@ -230,25 +229,4 @@ TEST_F(UpdaterFixture, ConfigureSaysWhichKeyIsWrong)
     config = CreateKelNode(nullptr, nullptr);
     refused(NotFound, L"'DatabaseConnectionManager' cannot be used: 0x80070490 ");
     EXPECT_EQ(configurable->Configure(nullptr), E_POINTER);
-}
-
-// Fails the n-th call of the node library, for every n, and looks whether each time nothing is lost.
-TEST_F(UpdaterFixture, AnyFailingNodeCallCostsOneCycleAtMost)
-{
-    sourceB.list = MakeTestList({localItem, MakeTestItem(L"zoe", {L"c1", L"c2"})});
-    Start();
-    bool fired = true;
-    for (std::uint64_t call = 1; fired; ++call) {
-        // The list changes with every round.
-        sourceA.list = MakeTestList({MakeTestItem(std::to_wstring(call).c_str())});
-        NodwellFailCall(call, E_OUTOFMEMORY, 0);
-        const HRESULT hr = RunCycle();
-        fired = NodwellFaultsFired() > 0;
-        NodwellFailCall(0, S_OK, 0);
-        EXPECT_TRUE(hr == S_OK || hr == E_OUTOFMEMORY) << hr;
-        ASSERT_EQ(RunCycle(), S_OK);
-        sourceA.list = MakeTestList({MakeTestItem(L"probe")});
-        ASSERT_EQ(ListsOfNextCycle(), Lists(1, {L"probe", L"zoe(c1,c2)"})) << "after a fault in call " << call;
-        ASSERT_LT(call, 1000U);
-    }
 }

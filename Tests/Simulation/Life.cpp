@@ -1,6 +1,7 @@
 #include "Tests/Simulation/Life.h"
 
 #include "Common/Components/ComponentObject.h"
+#include "Common/Components/ModuleObject.h"
 #include "Common/Diagnostics/FileLogger.h"
 #include "Common/ErrorHandling/MessageModules.h"
 #include "Host/Halvex/Registry.h"
@@ -135,6 +136,7 @@ public:
         choices = &script;
         FileLogger logger(LogManager::Instance().Settings(), L"Sweep.log", L"");
         LogManager::Instance().AddLogger(logger);
+        Platform::SetVariable(L"GS_Debug_EnableAliveObjectsTracking", L"1");
         faults.armed = true;
         Play([&] { Start(); });
         for (std::size_t account = 0; account < 4; ++account)
@@ -155,6 +157,7 @@ public:
         Play([&] { Configure(Tracker, MakeChoice()); });
         for (const Part part : {Rbac, Requests, Tracker})
             Play([&] { Recreate(part); });
+        Play([] { Module([] { return ModuleObject::Instance().ReportAliveObjects(); }); });
         SleepFor(700s);
         faults.armed = false;
         if (m_world.isRefused || errors.missesSettings) { // nobody else knows what it said

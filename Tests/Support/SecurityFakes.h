@@ -12,7 +12,6 @@
 
 #include <functional>
 #include <map>
-#include <mutex>
 
 inline KelNodePtr MakeToken(const std::wstring& subjectId, const std::wstring& displayName,
                             const KelNodePtr& onBehalfOf = {}, const wchar_t* name = L"AuthToken")
@@ -39,7 +38,6 @@ struct FakePermissionsChecker : FakeComponent<IPermissionsChecker>
         const std::wstring name = client.GetString(L"SubjectDisplayName");
         if (hook)
             hook(name);
-        const std::lock_guard lock(guard);
         ++asked;
         lastToken = KelNodePtr::AddRef(token);
         if (failing.contains(name))
@@ -59,13 +57,6 @@ struct FakePermissionsChecker : FakeComponent<IPermissionsChecker>
         return S_OK;
     }
 
-    void Grant(const std::wstring& name, std::vector<std::wstring> containers)
-    {
-        const std::lock_guard lock(guard);
-        grants[name] = std::move(containers);
-    }
-
-    std::mutex guard; // of the tables
     std::map<std::wstring, std::vector<std::wstring>> grants;
     std::set<std::wstring> failing;
     std::function<void(const std::wstring& name)> hook;

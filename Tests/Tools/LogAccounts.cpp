@@ -14,14 +14,6 @@ using testing::StartsWith;
 namespace
 {
 
-std::string Entries(unsigned second, unsigned thread, const std::vector<std::string>& messages)
-{
-    std::string lines;
-    for (const std::string& message : messages)
-        lines += Entry(second, "DBG", thread, message);
-    return lines;
-}
-
 std::string Item(const std::string& account, const std::string& more = {})
 {
     return "<node type=\"AccessRightsItem\">\r\n  <attribute name=\"LogonName\" type=\"text\">" + account +

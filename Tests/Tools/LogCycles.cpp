@@ -51,29 +51,20 @@ std::string Page(const std::string& log)
     return out.str();
 }
 
-// The lines of a cycle on thread `thread`, one a second.
-std::string Lines(unsigned second, unsigned thread, const std::vector<std::string>& messages)
-{
-    std::string lines;
-    for (const std::string& message : messages)
-        lines += Entry(second++, "DBG", thread, message);
-    return lines;
-}
-
 } // namespace
 
 TEST(LogCycles, EachOutcomeHasItsLine)
 {
     // Two threads take turns; a run of the module that was killed ends without its last line.
     const std::string log =
-        Lines(0, 1, {Begin, Items}) + Lines(2, 2, {Begin, "  Updating access rights table is not required"}) +
-        Lines(4, 1, {"  Removing local-only account items", Populating, End}) + Lines(7, 2, {End}) +
-        Lines(8, 1, {Begin, Items, Populating, End}) + Lines(12, 1, {Begin, End}) + Lines(14, 1, {Begin}) +
+        Entries(0, 1, {Begin, Items}) + Entries(2, 2, {Begin, "  Updating access rights table is not required"}) +
+        Entries(4, 1, {"  Removing local-only account items", Populating, End}) + Entries(7, 2, {End}) +
+        Entries(8, 1, {Begin, Items, Populating, End}) + Entries(12, 1, {Begin, End}) + Entries(14, 1, {Begin}) +
         Entry(15, "WARN", 1, "  Unable to query access info source=0x1 failed: 0x80004005") +
-        Lines(16, 1, {"EXCEPTION at: CReportAccessInfoUpdater::UpdateAction [0.500 ms]"}) +
+        Entries(16, 1, {"EXCEPTION at: CReportAccessInfoUpdater::UpdateAction [0.500 ms]"}) +
         Entry(17, "ERR", 1, "CReportAccessInfoUpdater::UpdateAction failed: 0x80004005 [x] lost [0x1,0x2;0x3]") +
-        Lines(18, 1, {Begin, Populating}) + Banner() + Lines(20, 1, {Begin, "  " + Begin, "  " + End, End}) +
-        Lines(24, 1, {"Entering: CReportAccessInfoUpdater::UpdateAccessInfo"});
+        Entries(18, 1, {Begin, Populating}) + Banner() + Entries(20, 1, {Begin, "  " + Begin, "  " + End, End}) +
+        Entries(24, 1, {"Entering: CReportAccessInfoUpdater::UpdateAccessInfo"});
     const std::vector<Cycle> cycles = Collect(log);
     std::ostringstream table;
     WriteCycles(table, cycles);
@@ -86,7 +77,7 @@ TEST(LogCycles, EachOutcomeHasItsLine)
 2026-11-22 14:00:14.000        0.500  failed                        1 source failed; 0x80004005 [x] lost
 2026-11-22 14:00:18.000               did not end
 2026-11-22 14:00:20.000    1 234.567  no settings
-2026-11-22 14:00:21.000    1 234.567  no settings
+2026-11-22 14:00:20.000    1 234.567  no settings
 8 cycles, 2 rewrote the table, 1 failed, 1 without end, 1 with failed sources
 )");
     for (const auto& [filter, count] : {std::pair(Filter{SeverityWarn, "", {}}, 1),
@@ -99,9 +90,9 @@ TEST(LogCycles, EachOutcomeHasItsLine)
 TEST(LogCycles, ThePageEscapesWhatTheLogHolds)
 {
     const std::string page =
-        Page(Lines(0, 1,
-                   {Begin, "  '<script>alert(\"1\")</script>' & more\r\n</pre><img src=x>",
-                    "EXCEPTION at: CReportAccessInfoUpdater::UpdateAction [0.500 ms]"}) +
+        Page(Entries(0, 1,
+                     {Begin, "  '<script>alert(\"1\")</script>' & more\r\n</pre><img src=x>",
+                      "EXCEPTION at: CReportAccessInfoUpdater::UpdateAction [0.500 ms]"}) +
              Entry(17, "ERR", 1, "CReportAccessInfoUpdater::UpdateAction failed: </title><script>"));
     EXPECT_THAT(page, AllOf(Not(HasSubstr("<script")), Not(HasSubstr("<img")), Not(HasSubstr("<b>")),
                             HasSubstr("'&lt;script&gt;alert(&quot;1&quot;)&lt;/script&gt;' &amp; more\n&lt;/pre&gt;"),
@@ -110,10 +101,10 @@ TEST(LogCycles, ThePageEscapesWhatTheLogHolds)
 
 TEST(LogCycles, ThePageShortensLongNodesAndCyclesButNoWarningOrStep)
 {
-    std::string log = Lines(0, 1, {Begin, "      Adding access info:" + std::string(1000, '\n')});
+    std::string log = Entries(0, 1, {Begin, "      Adding access info:" + std::string(1000, '\n')});
     for (int i = 0; i < 5000; ++i)
         log += Entry(3, "DBG", 1, "      source's line");
-    log += Entry(4, "WARN", 1, "      source's warning") + Lines(5, 1, {Populating, End});
+    log += Entry(4, "WARN", 1, "      source's warning") + Entries(5, 1, {Populating, End});
     const std::string page = Page(log);
     EXPECT_LT(page.size(), 100'000U);
     EXPECT_THAT(page, AllOf(HasSubstr("… 980 more lines"), HasSubstr("… further lines of sources"),

@@ -78,23 +78,8 @@ TEST(LogReader, TextCanNeitherSteerATerminalNorFillTheMemory)
         EXPECT_LT(line.text.size(), 1U << 20);
 }
 
-TEST(LogReader, FiltersCombineAndKeepTheLinesOfAnEntry)
+TEST(LogReader, TimesAreReadInFullOrInPart)
 {
-    const std::string log =
-        Utf16(Banner() + "lost\r\n" + Entry(1, "ERR", 1, "early\r\nmore") + Entry(2, "WARN", 1, "warn\r\nmore") +
-              Entry(3, "INFO", 1, "info\r\nmore") + Entry(4, "CRIT", 2, "other\r\nmore"));
-    const std::pair<Filter, int> cases[] = {
-        {{}, 12},
-        {{2, "", {}}, 6},
-        {{{}, "2026-11-22 14:00:02", {}}, 6},
-        {{{}, "", 1}, 6},
-        {{2, "2026-11-22 14:00:02.0000001", 1}, 2},
-    };
-    const std::vector<Line> lines = ReadLines(log);
-    for (const auto& [filter, count] : cases)
-        EXPECT_EQ(std::ranges::count_if(lines, [&chosen = filter](const Line& line) { return chosen.Passes(line); }),
-                  count);
-
     std::string text = "2026-11-22T14:00";
     EXPECT_EQ(ReadSince(text), "");
     EXPECT_EQ(text, "2026-11-22 14:00");

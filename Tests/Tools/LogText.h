@@ -23,6 +23,15 @@ inline std::string Entry(unsigned second, const char* severity, unsigned thread,
     return columns + message + "\r\n";
 }
 
+// DBG entries of one second.
+inline std::string Entries(unsigned second, unsigned thread, const std::vector<std::string>& messages)
+{
+    std::string entries;
+    for (const std::string& message : messages)
+        entries += Entry(second, "DBG", thread, message);
+    return entries;
+}
+
 inline std::string Banner()
 {
     const std::string frame = std::string(100, '*') + "\r\n";

@@ -8,12 +8,11 @@
 #include "Platform/Network.h"
 #include "Platform/Process.h"
 #include "Platform/Settings.h"
+#include "Tests/Support/OperatorNew.h"
 
-#include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
 #include <functional>
-#include <new>
 
 using namespace Simulation;
 
@@ -57,27 +56,9 @@ NodeFunction Next(const char* name)
 
 } // namespace
 
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept
+bool AllocationFails() noexcept
 {
-    return StrikesModule("operator new") ? nullptr : std::malloc(size != 0 ? size : 1);
-}
-
-void* operator new(std::size_t size)
-{
-    void* const memory = operator new(size, std::nothrow);
-    if (!memory)
-        throw std::bad_alloc();
-    return memory;
-}
-
-[[gnu::noinline]] void operator delete(void* memory) noexcept
-{
-    std::free(memory);
-}
-
-[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept
-{
-    std::free(memory);
+    return StrikesModule("operator new");
 }
 
 #define NODE_FUNCTION(name)                                                                                            \
