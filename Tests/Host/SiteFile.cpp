@@ -1,6 +1,7 @@
 #include "Host/Program/JsonCursor.h"
 #include "Host/Program/Site.h"
 
+#include <fstream>
 #include <gtest/gtest.h>
 
 using nlohmann::json;
@@ -8,44 +9,10 @@ using nlohmann::json;
 namespace
 {
 
-// A site in which every part is used once.
+// A site in which every part is used once; the fuzzer begins with it too.
 json Complete()
 {
-    return json::parse(R"json({
-      "site": "Test", "moduleSettings": {"Logger": {"KeepOpenInterval": 10}, "Debug": {"EnableAliveObjectsTracking": true}},
-      "configuration": {"name": "Root", "type": "Tree", "children": [{"name": "Status", "attributes":
-        {"On": true, "Small": -1, "Large": 5000000000, "List": ["a", "b"], "Nothing": null, "Raw": {"binary": "00fF"}}}]},
-      "names": {"databaseConnectionManager": "Db", "reportingSettingsManager": "Settings"},
-      "connectionSettings": [{"name": "E1", "attributes": {"Enabled": true, "ReportServerUrl": "http://localhost"}}],
-      "accounts": ["computer DESK = S-1-5-21-1-2-3", " # comment", "domain D = S-1-5-21-4-5-6", "user D\\ann = 1001",
-        "user .\\bob = 1002", "group D\\staff = 1003", "member D\\staff = D\\ann", "alias .\\all = 1004",
-        "member .\\all = d\\STAFF", "type NT AUTHORITY\\SYSTEM = user"],
-      "tokens": {"lifetimeS": 60, "displayNames": false}, "grants": [{"account": "D\\staff", "permission": "View"}],
-      "accessInfo": [{"name": "Source", "items": [
-        {"account": "a", "containers": ["{0c8e2b1a-5d3f-4e7a-9b61-2f4d8c7a1e05}"], "localOnly": true}, {"account": "b"}]}],
-      "objectNames": {"0c8e2b1a-5d3f-4e7a-9b61-2f4d8c7a1e05": "Ward"},
-      "components": [
-        {"name": "Updater", "class": "ReportAccessInfoUpdater", "config": {"DatabaseConnectionManager": "Db",
-          "ReportingSettingsManager": "Settings", "RegisterAccessInfoSources": ["Rbac", "Source"]}},
-        {"name": "Rbac", "class": "RBACUsageTracker", "config": {"ReportAccessInfoUpdater": "Updater",
-          "RBACStatusNodePath": "\\Root\\Status", "RBACIsInUseAttribute": "On"}, "children": [{"name": "More"}]},
-        {"name": "Service", "class": "PrepareReportAccessService", "config": {"ReportAccessInfoUpdater": "Updater",
-          "RequiredContainerPermission": "View"}},
-        {"name": "Tracker", "class": "ConfiguredAccountsTracker", "config": {"ReportAccessInfoUpdater": "Updater"},
-          "children": [{"name": "TrackingItems", "children": [{"name": "I", "type": "TrackingItem",
-            "attributes": {"NodePath": "\\Root", "Attribute": "A", "Recursively": true}}, {"name": "Other"}]}]}],
-      "timeline": [
-        {"say": "x", "settings": {"enable": null}}, {"say": "x", "settings": {"entries": [{"name": "E2"}]}},
-        {"say": "x", "configure": {"path": "\\Root\\New\\Node", "set": {"X": 1}, "create": true}},
-        {"say": "x", "configure": {"path": "\\Root\\New", "remove": true}, "cycle": false},
-        {"say": "x", "source": {"name": "Source", "remove": ["a"]}},
-        {"say": "x", "database": {"outage": true, "failAtStatement": 3}},
-        {"say": "x", "wait": 0.5, "until": {"rows": 1, "roles": 1, "listed": ["a"], "granted": [".\\bob"], "queries": 1}},
-        {"say": "x", "accounts": {"rename": "D\\ann", "to": "eve"}}, {"say": "x", "accounts": {"remove": ".\\bob"}},
-        {"say": "x", "requests": [{"from": "D\\eve", "through": ["S-1-5-18"], "waitForSync": true}, {"from": null}]},
-        {"say": "x", "permissions": {"revoke": {"account": "D\\staff"}}}, {"say": "x", "tokens": {"expire": true}},
-        {"say": "x", "gate": {"fail": "no", "as": "bareResult", "account": "D\\eve"}}, {"say": "x", "cycle": true}]
-    })json");
+    return json::parse(std::ifstream(KESTRINE_COMPLETE_SITE));
 }
 
 std::string Complaint(const std::string& text)

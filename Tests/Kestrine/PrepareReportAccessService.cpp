@@ -47,6 +47,7 @@ TEST_F(PrepareReportAccessServiceTest, TellsTheUpdaterOfChangesAndOfClientsThatW
         EXPECT_EQ(Request(name, wait), S_OK);
         return updater.calls;
     };
+    checker.hook = [&](const std::wstring&) { Viewers(); }; // for which the lock must be free
     const Calls told{{As<IAccessInfoSource>().Get(), false}};
     checker.grants[L"ann"] = {L"c1", L"c2"};
     EXPECT_EQ(callsAfter(L"ann"), told);
@@ -78,16 +79,6 @@ TEST_F(PrepareReportAccessServiceTest, ClientsExpireTheNanosecondAfterTheirTimeo
     EXPECT_EQ(Viewers(), Texts{L"bob"}) << "refreshed by the second request";
 }
 
-TEST_F(PrepareReportAccessServiceTest, ClientsAreTheOriginatingOnesWhoeverForwardsThem)
-{
-    checker.grants[L"ann"] = {};
-    checker.hook = [&](const std::wstring&) { Viewers(); }; // the lock is not held
-    for (const wchar_t* forwarder : {L"Portal", L"Gateway"})
-        EXPECT_EQ(Request(MakeToken(forwarder, forwarder, MakeToken(L"id", L"ann", {}, L"OnBehalfOfClient"))), S_OK);
-    EXPECT_EQ(updater.calls.size(), 1U);
-    EXPECT_EQ(Viewers(MakeTestList({MakeTestItem(L"first")})), (Texts{L"first", L"ann"}));
-}
-
 TEST_F(PrepareReportAccessServiceTest, FailuresLeaveWhatWasKnown)
 {
     checker.grants[L"ann"] = {};
@@ -110,33 +101,4 @@ TEST_F(PrepareReportAccessServiceTest, FailuresLeaveWhatWasKnown)
     EXPECT_EQ(As<IRequestService>()->ProcessRequest(nullptr, &response), E_POINTER);
     EXPECT_EQ(As<IRequestService>()->ProcessRequest(config.Get(), nullptr), E_POINTER);
     EXPECT_EQ(configurable->Configure(nullptr), E_POINTER);
-}
-
-TEST_F(PrepareReportAccessServiceTest, AnotherPermissionEndsWhatWasGrantedUnderTheEarlierOne)
-{
-    const auto configure = [&](const wchar_t* permission) {
-        updater.calls.clear();
-        checker.requiredPermission = permission;
-        config.SetString(L"RequiredContainerPermission", permission);
-        EXPECT_EQ(Configure(), S_OK);
-    };
-    checker.grants = {{L"ann", {}}, {L"bob", {}}};
-    EXPECT_EQ(Request(L"ann"), S_OK);
-    configure(L"ViewReports");
-    EXPECT_EQ(Viewers(), Texts{L"ann"}) << "the same permission changes nothing";
-    updater.result = E_ABORT;
-    configure(L"Other");
-    EXPECT_EQ(Viewers(), Texts());
-    EXPECT_EQ(updater.calls, (decltype(updater.calls){{As<IAccessInfoSource>().Get(), false}}));
-    EXPECT_EQ(log.Count(L"| WARN |", L"Requesting an update without the dropped access info failed: 0x80004004 "), 1U);
-
-    updater.result = S_OK;
-    checker.hook = [&](const std::wstring&) {
-        if (checker.requiredPermission == L"Other")
-            configure(L"Third"); // and this answer, under the replaced permission, grants
-        else
-            checker.grants.erase(L"bob");
-    };
-    EXPECT_EQ(Request(L"bob"), S_OK);
-    EXPECT_EQ(Viewers(), Texts()) << "asked again";
 }
