@@ -65,6 +65,10 @@ TEST_F(LogProgram, OptionsCombine)
     ASSERT_EQ(Run("--severity warn --since 2026-11-22T14:00:01 --thread 70 " + Quoted(old) + ' ' + Quoted(log)), 0);
     EXPECT_EQ(output,
               "2026-11-22 14:00:02.0000001 | ERR  | 4711    70 | Source.cpp:2                   | loud \u00C5\nmore\n");
+    for (const char* option : {"--severity crit ", "--since 2026-11-22T14:00:01 ", "--thread 7 "}) {
+        EXPECT_EQ(Run(option + Quoted(old)), 0) << errors;
+        EXPECT_EQ(output, "") << option;
+    }
     const fs::path page = folder.Path() / "page.html";
     ASSERT_EQ(Run("--cycles --html " + Quoted(page) + ' ' + Quoted(old)), 0) << errors;
     EXPECT_THAT(output, StartsWith("The log has no DBG lines"));
