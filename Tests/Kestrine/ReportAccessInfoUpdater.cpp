@@ -125,15 +125,10 @@ TEST_F(UpdaterFixture, AnotherConfigurationIsWrittenAtOnceWhateverTheIntervals)
     ConfigureAgain({L"Test.Absent"}, NotFound);
     EXPECT_FALSE(database.statements.empty()) << "what a failed configuration has stored is in force";
 
-    const ComponentPtr<IReportingSettingsModifySink> lateSink = settings.sink;
     config.SetString(L"ReportingSettingsManager", L"Test.OtherSettings");
     ConfigureAgain();
     EXPECT_EQ(consumer.settings, std::vector<KelNodePtr>{KelNodePtr()}) << "none until the new manager delivers";
     EXPECT_EQ(settings.subscriptions, 0);
-    const KelNodePtr late = CreateKelNode(L"DBSettings", nullptr);
-    late.AddChild(MakeEntry(L"late", true, Remote));
-    EXPECT_EQ(lateSink->OnModified(1, 0, late.Get()), S_OK);
-    EXPECT_EQ(consumer.settings.size(), 1U) << "a late notification of the earlier manager counts for nothing";
 }
 
 TEST_F(UpdaterFixture, AFailingSourceCostsItsOwnItemsOnly)
