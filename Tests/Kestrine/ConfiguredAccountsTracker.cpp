@@ -242,10 +242,6 @@ TEST_F(ConfiguredAccountsTrackerTest, WhatOtherSettingsGrantedMustBeConfirmed)
     Start(true);
     EXPECT_EQ(NotifyAndRun(both, 2), Texts{L"CORP\\ann"});
     EXPECT_EQ(tokens.minted[Bob], 2) << "the same groups, the same token";
-    config.SetBool(L"ResolveUserGroups", false);
-    Start(true);
-    NotifyAndRun(both, 3);
-    EXPECT_TRUE(tokens.groups.empty());
 }
 
 TEST_F(ConfiguredAccountsTrackerTest, ARestartedServerMayUseIdentifiersAgain)

@@ -108,13 +108,12 @@ struct FakeDatabase : FakeComponent<IDatabaseConnectionManager, IDatabaseConnect
         EXPECT_EQ(reserved, 0);
         statements.emplace_back(sql);
         *out = CreateKelNode(L"result", nullptr).Detach();
-        return statements.size() == failingStatement ? E_ABORT : S_OK;
+        return S_OK;
     }
 
     std::vector<KelNodePtr> entries;
     HRESULT result = S_OK; // of opening; another success comes without a connection
     Texts statements;
-    std::size_t failingStatement = 0; // counted from 1; 0: none
 };
 
 struct FakeSettingsManager : FakeComponent<IReportingSettingsManager>
