@@ -1,4 +1,4 @@
-#include "Tests/Tools/LogText.h"
+#include "Tools/Tests/LogText.h"
 #include "Tools/Log/Filter.h"
 #include "Tools/Log/HtmlPage.h"
 #include "Tools/Log/TextOutput.h"

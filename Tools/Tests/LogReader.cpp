@@ -1,5 +1,5 @@
 #include "Platform/Testing/TemporaryFolder.h"
-#include "Tests/Tools/LogText.h"
+#include "Tools/Tests/LogText.h"
 #include "Tools/Log/Filter.h"
 #include "Tools/Log/LogFile.h"
 

@@ -1,4 +1,4 @@
-#include "Tests/Tools/LogText.h"
+#include "Tools/Tests/LogText.h"
 #include "Tools/Log/AccountTrail.h"
 #include "Tools/Log/Changes.h"
 

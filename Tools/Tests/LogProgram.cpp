@@ -1,6 +1,6 @@
 #include "Platform/Testing/Process.h"
 #include "Platform/Testing/TemporaryFolder.h"
-#include "Tests/Tools/LogText.h"
+#include "Tools/Tests/LogText.h"
 
 #include <fstream>
 #include <gmock/gmock.h>
