@@ -54,18 +54,3 @@ TEST_F(NodeSerialization, WritesTextForPeople)
     EXPECT_EQ(Serialize(root), readable);
     EXPECT_EQ(Serialize(root.ChildAt(0), 0, 0), "<nr>\r\n<node name=\"Child\"/></nr>\r\n");
 }
-
-TEST_F(NodeSerialization, StaysSmallForDeepTreesWhichGoButForWhatIsHeld)
-{
-    constexpr uint32_t depth = 100000;
-    NodeHandle top = Create(L"n");
-    NodeHandle bottom = AddNew(top, L"n");
-    for (uint32_t i = 2; i < depth; ++i)
-        bottom = AddNew(bottom, L"n");
-    EXPECT_EQ(KelnAddChild(bottom.Get(), top.Get()), E_INVALIDARG);
-    EXPECT_EQ(bottom.Name(KelnPath).size(), 2U * depth);
-    EXPECT_LT(Serialize(top.Clone(KelnWholeTree)).size(), depth * 300U) << "not indented without end";
-    top.Reset();
-    EXPECT_EQ(NodwellLiveNodes(), 1U);
-    EXPECT_EQ(bottom.Name(KelnPath), L"\\n");
-}

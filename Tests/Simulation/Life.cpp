@@ -188,24 +188,18 @@ public:
     }
 
 private:
-    template <class Act>
-    void Play(Act act)
+    void Play(const std::function<void()>& act)
     {
         act();
         SleepFor(20s);
-        const auto add = [this](const std::optional<std::wstring>& text) {
-            m_outcome.history = m_outcome.history * 31 + std::hash<std::wstring>()(text.value_or(L"*"));
-        };
-        for (const auto& [name, container] : m_world.table) {
-            add(name);
-            add(container);
-        }
-        add(L"end");
+        std::wstring rows;
+        for (const auto& [name, container] : m_world.table)
+            rows += name.value_or(L"*") + L':' + container.value_or(L"*") + L'\n';
+        m_outcome.history = m_outcome.history * 31 + std::hash<std::wstring>()(rows);
     }
 
     // Calls the module. What fails on purpose is done once more, with nothing failing.
-    template <class Call>
-    static HRESULT Module(Call call)
+    static HRESULT Module(const std::function<HRESULT()>& call)
     {
         const std::uint64_t struck = faults.struck;
         const HRESULT hr = CallModule(call);
@@ -473,10 +467,8 @@ private:
     {
         Note("unloads");
         errors.strict = false;
-        for (std::size_t i = 0, first = Below(Parts); i < Parts; ++i) {
-            const auto part = static_cast<Part>((first + i) % Parts);
-            Release(part);
-        }
+        for (std::size_t i = 0, first = Below(Parts); i < Parts; ++i)
+            Release(static_cast<Part>((first + i) % Parts));
         JoinActors();
         SleepFor(1000s); // workers that have destroyed their own component end by themselves
         BOOL locked = FALSE;
