@@ -1,6 +1,6 @@
-#include "Tools/Tests/LogText.h"
 #include "Tools/Log/AccountTrail.h"
 #include "Tools/Log/Changes.h"
+#include "Tools/Tests/LogText.h"
 
 #include <gmock/gmock.h>
 #include <sstream>

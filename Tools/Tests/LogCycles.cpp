@@ -1,7 +1,7 @@
-#include "Tools/Tests/LogText.h"
 #include "Tools/Log/Filter.h"
 #include "Tools/Log/HtmlPage.h"
 #include "Tools/Log/TextOutput.h"
+#include "Tools/Tests/LogText.h"
 
 #include <gmock/gmock.h>
 #include <sstream>

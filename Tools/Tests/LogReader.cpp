@@ -1,7 +1,7 @@
 #include "Platform/Testing/TemporaryFolder.h"
-#include "Tools/Tests/LogText.h"
 #include "Tools/Log/Filter.h"
 #include "Tools/Log/LogFile.h"
+#include "Tools/Tests/LogText.h"
 
 #include <gmock/gmock.h>
 
