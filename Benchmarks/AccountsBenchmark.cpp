@@ -66,7 +66,7 @@ protected:
             service->QueryInterface(IConfigurableComponent::Iid, configurable.OutVoid());
             configurable->Configure(config.Get());
             for (int i = 0; i < 1000; ++i)
-                checker.Grant(L"EXAMPLE\\user" + std::to_wstring(i), Containers);
+                checker.grants[L"EXAMPLE\\user" + std::to_wstring(i)] = Containers;
         }
 
         FakeRequestContextMgr contexts;
@@ -114,7 +114,7 @@ void TrackerRun(benchmark::State& state)
         entries += "user CORP\\user" + number + " = " + std::to_string(1000 + i) + "\n";
         texts.push_back(L"CORP\\user" + std::to_wstring(i));
         tokenMgr.names[L"S-1-5-21-1-2-3-" + std::to_wstring(1000 + i)] = texts.back();
-        checker.Grant(texts.back(), Containers);
+        checker.grants[texts.back()] = Containers;
     }
     const TestAccounts accounts(entries);
     const KelNodePtr all = CreateKelNode(L"Viewers", nullptr);
