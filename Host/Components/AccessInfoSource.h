@@ -1,10 +1,10 @@
 // An access-info source of the host's own, with items that the site names.
 #pragma once
 
-#include "Host/Components/Component.h"
 #include "Host/Components/FaultPlan.h"
 #include "Host/Components/NodeHandle.h"
 #include "Interfaces/AccessInfo.h"
+#include "Interfaces/Component.h"
 
 #include <algorithm>
 

@@ -1,10 +1,10 @@
 // The tokens of users and services.
 #pragma once
 
-#include "Host/Components/Component.h"
 #include "Host/Components/FaultPlan.h"
 #include "Host/Components/NodeHandle.h"
 #include "Interfaces/AuthTokens.h"
+#include "Interfaces/Component.h"
 #include "Platform/Accounts.h"
 #include "Platform/Network.h"
 

@@ -1,10 +1,10 @@
 // The configuration server of the reference host: a live tree of configuration nodes and the subscriptions to it.
 #pragma once
 
-#include "Host/Components/Component.h"
 #include "Host/Components/DeliveryThread.h"
 #include "Host/Components/ModifiedNodes.h"
 #include "Host/Components/NodeHandle.h"
+#include "Interfaces/Component.h"
 #include "Interfaces/ConfigServer.h"
 
 #include <algorithm>

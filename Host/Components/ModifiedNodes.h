@@ -1,9 +1,9 @@
 // What a notification of the configuration server tells.
 #pragma once
 
-#include "Host/Components/Component.h"
 #include "Host/Components/NodeHandle.h"
 #include "Host/Support/Failure.h"
+#include "Interfaces/Component.h"
 #include "Interfaces/ConfigServer.h"
 
 #include <memory>

@@ -1,9 +1,9 @@
 // The reporting settings manager of the reference host.
 #pragma once
 
-#include "Host/Components/Component.h"
 #include "Host/Components/DeliveryThread.h"
 #include "Host/Components/NodeHandle.h"
+#include "Interfaces/Component.h"
 #include "Interfaces/ReportingSettings.h"
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 // Who makes the requests that the host's threads serve.
 #pragma once
 
-#include "Host/Components/Component.h"
 #include "Host/Components/NodeHandle.h"
+#include "Interfaces/Component.h"
 #include "Interfaces/RequestContext.h"
 
 namespace Host

@@ -1,10 +1,10 @@
 // The reporting database of the reference host: one SQLite file, usable with any SQLite tool at the same time.
 #pragma once
 
-#include "Host/Components/Component.h"
 #include "Host/ReportingDatabase/SqlStatements.h"
 #include "Host/ReportingDatabase/Sqlite.h"
 #include "Host/Support/PathText.h"
+#include "Interfaces/Component.h"
 #include "Interfaces/ReportingDatabase.h"
 
 #include <cstdint>

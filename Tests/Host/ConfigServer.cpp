@@ -26,7 +26,7 @@ std::wstring Describe(const NodeHandle& node)
 }
 
 // Writes notifications down: "mask path=mask content, ...".
-struct Sink final : Host::Component<IModifySubscriptionSink>
+struct Sink final : Component<IModifySubscriptionSink>
 {
     explicit Sink(std::function<HRESULT(IKelModifySubscription*)> react = nullptr) : reaction(std::move(react)) {}
 
@@ -91,7 +91,7 @@ protected:
         server->SetAttributes(path, Value(value), create);
     }
 
-    const ComponentPtr<ConfigServerProxy> server = Host::MakeComponent<ConfigServerProxy>(Create(L"R"));
+    const ComponentPtr<ConfigServerProxy> server = MakeComponent<ConfigServerProxy>(Create(L"R"));
 };
 
 } // namespace

@@ -54,7 +54,7 @@ protected:
 
     const TemporaryFolder folder;
     const std::filesystem::path file = folder.Path() / "rights.db";
-    const ComponentPtr<Host::ReportingDatabase> database = Host::MakeComponent<Host::ReportingDatabase>(file);
+    const ComponentPtr<Host::ReportingDatabase> database = MakeComponent<Host::ReportingDatabase>(file);
     const NodeHandle entry = Create(L"Entry");
 };
 

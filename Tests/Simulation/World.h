@@ -3,10 +3,10 @@
 #pragma once
 
 #include "Common/Nodes/KelNodePtr.h"
-#include "Host/Components/Component.h"
 #include "Host/ReportingDatabase/SqlStatements.h"
 #include "Interfaces/AccessInfo.h"
 #include "Interfaces/AuthTokens.h"
+#include "Interfaces/Component.h"
 #include "Interfaces/ComponentPtr.h"
 #include "Interfaces/ConfigServer.h"
 #include "Interfaces/PermissionsChecker.h"
@@ -101,7 +101,7 @@ struct Weather
     std::uint64_t injected = 0;
 };
 
-struct Source : Host::Component<IAccessInfoSource>
+struct Source : Component<IAccessInfoSource>
 {
     explicit Source(Weather& itsWeather) : weather(itsWeather) {}
 
@@ -131,7 +131,7 @@ struct Source : Host::Component<IAccessInfoSource>
 class World;
 
 // One node has changed.
-class ModifiedNode : public Host::Component<IKelNodeModifyEnum, IKelNodeIterator>
+class ModifiedNode : public Component<IKelNodeModifyEnum, IKelNodeIterator>
 {
 public:
     explicit ModifiedNode(KelNodePtr entry) : m_entry(std::move(entry)) {}
@@ -163,7 +163,7 @@ private:
     bool m_isGiven = false;
 };
 
-class ConfigSubscription : public Host::Component<IKelModifySubscription>
+class ConfigSubscription : public Component<IKelModifySubscription>
 {
 public:
     ConfigSubscription(World& world, std::wstring path, IModifySubscriptionSink* itsSink)
@@ -191,9 +191,9 @@ private:
 };
 
 // Everything that the module finds by name.
-class World : public Host::Component<IConfigServerProxy, IReportingSettingsManager, IPermissionsChecker, IAuthTokenMgr,
-                                     IRequestContextMgr, IRequestContext, IServiceClient, IRequestService,
-                                     IDatabaseConnectionManager>,
+class World : public Component<IConfigServerProxy, IReportingSettingsManager, IPermissionsChecker, IAuthTokenMgr,
+                               IRequestContextMgr, IRequestContext, IServiceClient, IRequestService,
+                               IDatabaseConnectionManager>,
               public Weather
 {
 public:
@@ -416,7 +416,7 @@ public:
 
     // The database.
 
-    struct Connection : Host::Component<IDatabaseConnection>
+    struct Connection : Component<IDatabaseConnection>
     {
         explicit Connection(World& itsWorld) : world(itsWorld) {}
         ~Connection() override

@@ -1,8 +1,8 @@
 // Components of the host as a test wants them.
 #pragma once
 
-#include "Host/Components/Component.h"
 #include "Host/Halvex/Registry.h"
+#include "Interfaces/Component.h"
 
 #include <gtest/gtest.h>
 #include <optional>
@@ -10,7 +10,7 @@
 
 // Lives in the test's frame; a reference that is still held when it is destroyed fails the test.
 template <class... I>
-struct FakeComponent : Host::Component<I...>
+struct FakeComponent : Component<I...>
 {
     ~FakeComponent() override
     {
